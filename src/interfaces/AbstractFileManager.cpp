@@ -1,0 +1,13 @@
+#include "AbstractFileManager.h"
+
+namespace Orvane::PDF
+{
+
+AbstractFileManager::AbstractFileManager()
+{
+    RegisterMetaTypes();
+}
+
+AbstractFileManager::~AbstractFileManager() = default;
+
+} // namespace Orvane::PDF

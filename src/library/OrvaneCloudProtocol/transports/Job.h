@@ -1,0 +1,69 @@
+#pragma once
+
+#include <OrvaneCloudProtocol/Failure.h>
+
+#include <QElapsedTimer>
+
+#include <atomic>
+#include <functional>
+#include <mutex>
+#include <stdexcept>
+
+namespace Orvane::Social
+{
+
+/// How blocking work tells that it failed. Thrown by transports, caught once, by the client.
+class CloudError : public std::runtime_error
+{
+public:
+    explicit CloudError(Failure failure);
+    CloudError(FailureCode code, const QString& detail);
+
+    [[nodiscard]] const Failure& GetFailure() const noexcept { return m_failure; }
+
+private:
+    Failure m_failure;
+};
+
+/// The thread-safe tie between a request and the worker that carries it out: whether it is still wanted, how
+/// far it has come, and the one moment after which it counts as done.
+class Job
+{
+public:
+    /// @param onProgress  called on the worker's thread, at most ten times a second, never backwards.
+    explicit Job(std::function<void(int percent)> onProgress = {});
+
+    /// After this has returned, no Commit of this job begins.
+    void Cancel();
+
+    [[nodiscard]] bool IsCanceled() const noexcept { return m_isCanceled; }
+
+    /// Throws CloudError (Canceled) when the job is no longer wanted. To be called between pieces of work.
+    void ThrowIfCanceled() const;
+
+    void ReportProgress(qint64 done, qint64 total);
+
+    /// Makes the last report 100, unless it was.
+    void ReportCompletion();
+
+    /// Runs the step that makes the work visible under its final name, unless the job has been cancelled:
+    /// then it throws instead. Only for short, local steps: Cancel waits for it.
+    template <typename Step>
+    auto Commit(Step&& finalStep)
+    {
+        const std::lock_guard lock(m_commitMutex);
+        ThrowIfCanceled();
+        return finalStep();
+    }
+
+private:
+    void Report(int percent);
+
+    const std::function<void(int)> m_onProgress;
+    std::atomic<bool> m_isCanceled{false};
+    std::mutex m_commitMutex;
+    int m_lastPercent = -1;
+    QElapsedTimer m_sinceLastReport;
+};
+
+} // namespace Orvane::Social

@@ -1,0 +1,71 @@
+#pragma once
+
+#include <Abilities.h>
+#include <OrvaneCloudProtocol/transports/Job.h>
+
+#include <filesystem>
+#include <memory>
+
+namespace Orvane::Social
+{
+
+/// One way to reach a cloud. All operations block: the client calls them on its worker threads, several at
+/// once, and a transport must bear that. They end soon after Job::Cancel. Failures are thrown as CloudError;
+/// whatever way an operation ends, it leaves no partial file under a final name and no temporary behind.
+class Transport
+{
+public:
+    using CloudFile = Ability::File<OrvaneCloudSharingResult>::FileInfo;
+    using CloudFiles = QList<CloudFile>;
+    using QuotaValue = Ability::Quota::QuotaValue;
+
+    struct Upload
+    {
+        std::filesystem::path source;
+        QString replacedId;  ///< the document to replace; empty for a new one
+        QString expectedMd5; ///< lower-case hexadecimal; empty when not known
+    };
+
+    struct Download
+    {
+        QString id;
+        std::filesystem::path target;
+        qint64 expectedSize = 0; ///< bytes; 0 when not known
+    };
+
+    /// One version of one document, as a local file to render from.
+    struct RenderSource
+    {
+        std::filesystem::path file;
+        std::shared_ptr<void> keeper; ///< the file may go when this does
+    };
+
+    virtual ~Transport() = default;
+
+    [[nodiscard]] virtual bool IsTokenNeeded() const = 0;
+
+    /// How many uploads and downloads may run at once.
+    [[nodiscard]] virtual int TransfersAtOnce() const = 0;
+
+    /// Whether the id can name a document of this cloud. Answers at once, on the client's thread.
+    [[nodiscard]] virtual bool IsDocumentId(const QString& id) const = 0;
+
+    /// Proves that the cloud can be used, and sweeps what a crash has left there.
+    virtual void SignIn(const QString& token, Job& job) = 0;
+
+    virtual QString UserName(Job& job) = 0;
+    virtual QUrl UserProfile(Job& job) = 0;
+
+    virtual CloudFiles List(Job& job) = 0;
+    virtual CloudFile Info(const QString& id, Job& job) = 0;
+    virtual CloudFile Store(const Upload& upload, Job& job) = 0;
+    virtual void Fetch(const Download& download, Job& job) = 0;
+    virtual void Remove(const QString& id, Job& job) = 0;
+    virtual QuotaValue Quota(Job& job) = 0;
+
+    /// A text that changes whenever the document's content does, without fetching the content.
+    virtual QString VersionTag(const QString& id, Job& job) = 0;
+    virtual RenderSource FetchForRendering(const QString& id, Job& job) = 0;
+};
+
+} // namespace Orvane::Social

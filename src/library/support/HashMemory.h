@@ -1,0 +1,36 @@
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace Orvane::Support
+{
+
+/// MD5 hashes of local files, remembered between runs for as long as the file's stamp (device, inode, size,
+/// modification and change time) stays the same, so that asking again costs one stat. A file that changed
+/// during hashing, or less than 3 s before, is hashed but not remembered. Thread-safe.
+class HashMemory
+{
+public:
+    using IsCanceled = std::function<bool()>;
+
+    /// @param databaseFile  made when first needed. Without a usable file hashes are remembered for this run
+    ///                      only.
+    explicit HashMemory(const std::filesystem::path& databaseFile);
+    ~HashMemory();
+
+    /// The lower-case hexadecimal MD5 of the file's content. Empty when the path names no readable regular
+    /// file, when reading fails, and when @p isCanceled answers true, which is asked every few hundred KiB.
+    [[nodiscard]] std::string HashOf(const std::filesystem::path& file, const IsCanceled& isCanceled = {});
+
+    /// Writes what is new to the database; the destructor does so too.
+    void Flush();
+
+private:
+    class Private;
+    const std::unique_ptr<Private> d;
+};
+
+} // namespace Orvane::Support
