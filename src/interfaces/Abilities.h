@@ -13,8 +13,7 @@
 #include <functional>
 #include <utility>
 
-namespace Orvane::Social
-{
+namespace Orvane::Social {
 
 /// The cloud's answer about a file that it has stored.
 struct OrvaneCloudSharingResult
@@ -33,10 +32,10 @@ struct OrvaneCloudSharingResult
 
 /// What a cloud protocol can do, one class an ability. Every operation that talks to the server returns at
 /// once, with the ticket of its request or INVALID_TICKET when it did not start. Its callbacks come later,
-/// never inside the starting call, on the caller's event-loop thread and with that ticket: progress any number
-/// of times, then the result at most once; nothing after the request has been cancelled or its maker destroyed.
-namespace Ability
-{
+/// never inside the starting call, on the caller's event-loop thread and with that ticket: progress any
+/// number of times, then the result at most once; nothing after the request has been cancelled or its maker
+/// destroyed.
+namespace Ability {
 
 class ORVANE_INTERFACES_EXPORT Cancel
 {
@@ -77,8 +76,7 @@ public:
 /// Marks a protocol whose uploads are answered with an R.
 template <typename R>
 class ORVANE_INTERFACES_EXPORT Upload
-{
-};
+{};
 
 template <typename R>
 class ORVANE_INTERFACES_EXPORT File : public virtual Cancel, public Upload<R>
@@ -117,7 +115,8 @@ public:
     /// The entries of all the user's files.
     virtual long long retriveFileList(const FileFieldData& filter, OnFileList&& onResult) = 0;
 
-    virtual long long downloadFile(const FileFieldData& file, OnResult&& onResult, OnProgress&& onProgress) = 0;
+    virtual long long downloadFile(const FileFieldData& file, OnResult&& onResult,
+                                   OnProgress&& onProgress) = 0;
     virtual long long deleteFile(const FileFieldData& file, OnResult&& onResult) = 0;
     virtual long long uploadFile(const QString& localPath, const QMap<QString, QString>& parameters,
                                  OnUploaded&& onResult, OnProgress&& onProgress) = 0;

@@ -1,7 +1,6 @@
 #include "AbstractCloudManager.h"
 
-namespace Orvane::PDF
-{
+namespace Orvane::PDF {
 
 AbstractCloudManager::AbstractCloudManager()
 {

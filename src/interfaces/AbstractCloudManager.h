@@ -11,12 +11,11 @@
 
 #include <memory>
 
-namespace Orvane::PDF
-{
+namespace Orvane::PDF {
 
-/// Drives a remote document cloud. Operations return at once; what becomes of them is told by signals, emitted
-/// on the manager's thread. Where a signal carries a document, "the caller's" is the very object passed in and
-/// "a copy" is a new one. Messages are fixed English texts.
+/// Drives a remote document cloud. Operations return at once; what becomes of them is told by signals,
+/// emitted on the manager's thread. Where a signal carries a document, "the caller's" is the very object
+/// passed in and "a copy" is a new one. Messages are fixed English texts.
 class ORVANE_INTERFACES_EXPORT AbstractCloudManager : public QObject
 {
     Q_OBJECT
@@ -37,8 +36,8 @@ public:
     virtual void CancelUploading(const QString& path) = 0;
     virtual void CancelDownloading(const std::shared_ptr<FileInfo>& document) = 0;
     virtual void UserQuota() = 0;
-    virtual void RetrieveFilePreview(const std::shared_ptr<FileInfo>& document, FileInfo::PreviewSize previewSize,
-                                     const QSize& size) = 0;
+    virtual void RetrieveFilePreview(const std::shared_ptr<FileInfo>& document,
+                                     FileInfo::PreviewSize previewSize, const QSize& size) = 0;
 
     // Argument types are written in full: moc takes them as text, and they must match the registered names.
 Q_SIGNALS:
@@ -69,14 +68,16 @@ Q_SIGNALS:
                                      const QString& message);
 
     void RetrievingFilesListStarted();
-    /// New records in the cloud's order. Their previews are still on the way and will be set in these objects.
+    /// New records in the cloud's order. Their previews are still on the way and will be set in these
+    /// objects.
     void RetrievingFilesListFinished(const QList<std::shared_ptr<Orvane::PDF::FileInfo>>& documents);
     void RetrievingFilesListCanceled();
     void RetrievingFilesListErrorRequested(const QString& message);
 
     /// The caller's document, as in all signals below.
     void RemoveFileFinished(const std::shared_ptr<Orvane::PDF::FileInfo>& document);
-    void RemovingFileError(const std::shared_ptr<const Orvane::PDF::FileInfo>& document, const QString& message);
+    void RemovingFileError(const std::shared_ptr<const Orvane::PDF::FileInfo>& document,
+                           const QString& message);
 
     void RetrievingUserQuotaStarted();
     /// The cloud's two figures, each cut to its low 32 bits.

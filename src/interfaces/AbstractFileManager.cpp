@@ -1,7 +1,6 @@
 #include "AbstractFileManager.h"
 
-namespace Orvane::PDF
-{
+namespace Orvane::PDF {
 
 AbstractFileManager::AbstractFileManager()
 {

@@ -14,8 +14,7 @@
 #include <memory>
 #include <string>
 
-namespace Orvane::PDF
-{
+namespace Orvane::PDF {
 
 /// An ordered list of documents, read row by row; row 0 is the front. All calls and signals belong to the
 /// thread that owns the list.

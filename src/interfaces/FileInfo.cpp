@@ -4,8 +4,7 @@
 #include <tuple>
 #include <utility>
 
-namespace Orvane::PDF
-{
+namespace Orvane::PDF {
 
 FileInfo::CloudInfo::CloudInfo(const std::string& id, const std::string& fileName, unsigned long long size,
                                bool isPrivate, const QUrl& downloadUrl, const QDateTime& createdAt,
@@ -19,23 +18,22 @@ FileInfo::CloudInfo::CloudInfo(const std::string& id, const std::string& fileNam
     , m_modifyTime(modifyTime)
     , m_lifeTime(lifeTime)
     , m_md5Hash(md5Hash)
-{
-}
+{}
 
 bool operator==(const FileInfo::CloudInfo& left, const FileInfo::CloudInfo& right)
 {
     const auto fields = [](const FileInfo::CloudInfo& info) {
         return std::tie(info.m_id, info.m_fileName, info.m_size, info.m_isPrivate, info.m_downloadUrl,
-                        info.m_createdAt, info.m_modifyTime, info.m_lifeTime, info.m_md5Hash, info.m_previews);
+                        info.m_createdAt, info.m_modifyTime, info.m_lifeTime, info.m_md5Hash,
+                        info.m_previews);
     };
     return fields(left) == fields(right);
 }
 
-FileInfo::FileInfo(const CloudInfo& cloudInfo) : m_id(cloudInfo.GetId()), m_cloudInfo(cloudInfo) {}
-
-FileInfo::FileInfo(const FileInfo& other) = default;
-FileInfo& FileInfo::operator=(const FileInfo& other) = default;
-FileInfo::~FileInfo() = default;
+FileInfo::FileInfo(const CloudInfo& cloudInfo)
+    : m_id(cloudInfo.GetId())
+    , m_cloudInfo(cloudInfo)
+{}
 
 void FileInfo::SetPath(const ioPath& path, const std::string& hash)
 {

@@ -10,8 +10,7 @@
 #include <optional>
 #include <string>
 
-namespace Orvane::PDF
-{
+namespace Orvane::PDF {
 
 /// One cloud document: its id, its cloud side, and its local copy. Shared as std::shared_ptr and changed in
 /// place by whoever holds it, on the thread of the event loop. Texts are UTF-8. A reference that a getter
@@ -43,13 +42,53 @@ public:
     /// At most one image file for each size, in ascending order of size.
     using PreviewsSet = std::map<PreviewSize, ioPath>;
 
-    class CloudInfo;
+    /// The cloud side of a document: a value.
+    class ORVANE_INTERFACES_EXPORT CloudInfo
+    {
+    public:
+        /// @param size      bytes
+        /// @param lifeTime  seconds that the cloud keeps the file
+        /// @param md5Hash   MD5 of the cloud's content as lower-case hexadecimal text, empty when unknown
+        CloudInfo(const std::string& id, const std::string& fileName, unsigned long long size, bool isPrivate,
+                  const QUrl& downloadUrl, const QDateTime& createdAt, const QDateTime& modifyTime,
+                  int lifeTime, const std::string& md5Hash);
+
+        [[nodiscard]] const std::string& GetId() const noexcept { return m_id; }
+        [[nodiscard]] const std::string& GetFileName() const noexcept { return m_fileName; }
+        [[nodiscard]] unsigned long long GetSize() const noexcept { return m_size; }
+        [[nodiscard]] bool IsPrivate() const noexcept { return m_isPrivate; }
+        [[nodiscard]] QUrl GetDownloadUrl() const { return m_downloadUrl; }
+        [[nodiscard]] QDateTime GetCreatedAt() const { return m_createdAt; }
+        [[nodiscard]] QDateTime GetModifyTime() const { return m_modifyTime; }
+        [[nodiscard]] int GetLifeTime() const noexcept { return m_lifeTime; }
+        [[nodiscard]] const std::string& GetMd5Hash() const noexcept { return m_md5Hash; }
+
+        [[nodiscard]] PreviewsSet GetPreviewsSet() const { return m_previews; }
+        void SetPreviewsSet(const PreviewsSet& previews) { m_previews = previews; }
+
+        /// Adds or replaces the image of one size; the others keep theirs.
+        void SetPreviewPathBySize(const ioPath& path, PreviewSize size) { m_previews[size] = path; }
+
+        /// Whether every field is the same, previews included.
+        friend ORVANE_INTERFACES_EXPORT bool operator==(const CloudInfo& left, const CloudInfo& right);
+
+    private:
+        friend class FileInfo;
+
+        std::string m_id;
+        std::string m_fileName;
+        unsigned long long m_size;
+        bool m_isPrivate;
+        QUrl m_downloadUrl;
+        QDateTime m_createdAt;
+        QDateTime m_modifyTime;
+        int m_lifeTime;
+        std::string m_md5Hash;
+        PreviewsSet m_previews;
+    };
 
     /// A cloud-only document: the id is the cloud part's, there is no local copy.
     explicit FileInfo(const CloudInfo& cloudInfo);
-    FileInfo(const FileInfo& other);
-    FileInfo& operator=(const FileInfo& other);
-    ~FileInfo();
 
     [[nodiscard]] const std::string& GetId() const noexcept { return m_id; }
 
@@ -108,51 +147,6 @@ private:
     std::string m_cloudHashBeforeChange;
     PreviewsSet m_ownPreviews; // used only while there is no cloud part
     bool m_isSyncingInProgress = false;
-};
-
-/// The cloud side of a document: a value.
-class ORVANE_INTERFACES_EXPORT FileInfo::CloudInfo
-{
-public:
-    /// @param size      bytes
-    /// @param lifeTime  seconds that the cloud keeps the file
-    /// @param md5Hash   MD5 of the cloud's content as lower-case hexadecimal text, empty when unknown
-    CloudInfo(const std::string& id, const std::string& fileName, unsigned long long size, bool isPrivate,
-              const QUrl& downloadUrl, const QDateTime& createdAt, const QDateTime& modifyTime, int lifeTime,
-              const std::string& md5Hash);
-
-    [[nodiscard]] const std::string& GetId() const noexcept { return m_id; }
-    [[nodiscard]] const std::string& GetFileName() const noexcept { return m_fileName; }
-    [[nodiscard]] unsigned long long GetSize() const noexcept { return m_size; }
-    [[nodiscard]] bool IsPrivate() const noexcept { return m_isPrivate; }
-    [[nodiscard]] QUrl GetDownloadUrl() const { return m_downloadUrl; }
-    [[nodiscard]] QDateTime GetCreatedAt() const { return m_createdAt; }
-    [[nodiscard]] QDateTime GetModifyTime() const { return m_modifyTime; }
-    [[nodiscard]] int GetLifeTime() const noexcept { return m_lifeTime; }
-    [[nodiscard]] const std::string& GetMd5Hash() const noexcept { return m_md5Hash; }
-
-    [[nodiscard]] PreviewsSet GetPreviewsSet() const { return m_previews; }
-    void SetPreviewsSet(const PreviewsSet& previews) { m_previews = previews; }
-
-    /// Adds or replaces the image of one size; the others keep theirs.
-    void SetPreviewPathBySize(const ioPath& path, PreviewSize size) { m_previews[size] = path; }
-
-    /// Whether every field is the same, previews included.
-    friend ORVANE_INTERFACES_EXPORT bool operator==(const CloudInfo& left, const CloudInfo& right);
-
-private:
-    friend class FileInfo;
-
-    std::string m_id;
-    std::string m_fileName;
-    unsigned long long m_size;
-    bool m_isPrivate;
-    QUrl m_downloadUrl;
-    QDateTime m_createdAt;
-    QDateTime m_modifyTime;
-    int m_lifeTime;
-    std::string m_md5Hash;
-    PreviewsSet m_previews;
 };
 
 } // namespace Orvane::PDF

@@ -2,8 +2,7 @@
 
 #include "OrvaneExport.h"
 
-namespace Orvane::PDF::Settings
-{
+namespace Orvane::PDF::Settings {
 
 /// The user's cloud account settings, read while a cloud manager is constructed and at no other time.
 class ORVANE_INTERFACES_EXPORT ICloudAccountSettings

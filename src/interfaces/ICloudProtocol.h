@@ -5,8 +5,7 @@
 #include "Protocol.h"
 #include "RequestResult.h"
 
-namespace Orvane::PDF::Cloud
-{
+namespace Orvane::PDF::Cloud {
 
 /// The remote document cloud as the cloud manager sees it. Shared as std::shared_ptr; every call is made on
 /// one thread, that of the event loop. What each operation promises stands with its ability.

@@ -2,8 +2,7 @@
 
 #include "ioPath.h"
 
-namespace Orvane::PDF
-{
+namespace Orvane::PDF {
 
 /// Questions about local files and paths. Called on the thread of the manager that holds it.
 class ORVANE_INTERFACES_EXPORT IFileSystem

@@ -4,8 +4,7 @@
 
 #include <string>
 
-namespace Orvane::PDF
-{
+namespace Orvane::PDF {
 
 /// Content hashes of local files. Called on the thread of the manager that holds it.
 class ORVANE_INTERFACES_EXPORT IHashCalculator

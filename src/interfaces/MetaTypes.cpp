@@ -1,7 +1,6 @@
 #include "MetaTypes.h"
 
-namespace Orvane::PDF
-{
+namespace Orvane::PDF {
 
 void RegisterMetaTypes()
 {

@@ -2,8 +2,7 @@
 
 #include <QString>
 
-namespace Orvane::Social::OAuth2
-{
+namespace Orvane::Social::OAuth2 {
 
 /// What a sign-in needs besides the token. A default-constructed record serves for most clouds.
 struct AuthInfo

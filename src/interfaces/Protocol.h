@@ -2,8 +2,7 @@
 
 #include "OrvaneExport.h"
 
-namespace Orvane::Social
-{
+namespace Orvane::Social {
 
 /// A cloud protocol: the sum of its abilities, in the order given.
 template <typename... Abilities>

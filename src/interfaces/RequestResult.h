@@ -2,8 +2,7 @@
 
 #include <cstdint>
 
-namespace Orvane::Social
-{
+namespace Orvane::Social {
 
 /// How a remote request ended.
 enum class RequestResult : std::int32_t

@@ -2,10 +2,8 @@
 
 #include <filesystem>
 
-namespace Orvane
-{
-namespace
-{
+namespace Orvane {
+namespace {
 
 namespace fs = std::filesystem;
 
@@ -17,7 +15,9 @@ bool CanNameAFile(const std::string& utf8)
 
 } // namespace
 
-ioPath::ioPath(const std::string& utf8) : m_utf8(utf8) {}
+ioPath::ioPath(const std::string& utf8)
+    : m_utf8(utf8)
+{}
 
 ioPath& ioPath::operator=(const char* utf8)
 {

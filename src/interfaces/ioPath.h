@@ -6,8 +6,7 @@
 
 #include <string>
 
-namespace Orvane
-{
+namespace Orvane {
 
 /// A file-system path: UTF-8 text and nothing else. Copying it copies the text, comparing it compares the
 /// bytes; nothing is resolved or normalized (see PDF::IFileSystem for that).
