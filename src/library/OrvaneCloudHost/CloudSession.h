@@ -11,20 +11,21 @@
 #include <memory>
 #include <optional>
 
-namespace Orvane::PDF::Cloud
-{
+namespace Orvane::PDF::Cloud {
 
 /// Everything an application needs to work with one cloud, put together: the collaborators, the protocol
 /// client, the document list and the cloud manager, with the connections between the two.
 ///
-/// - A retrieved list is merged into the document list: new documents are added, known ones updated with their
+/// - A retrieved list is merged into the document list: new documents are added, known ones updated with
+/// their
 ///   local copies kept, and those that the cloud no longer holds leave the list, unless they are being
 ///   transferred. A failed listing changes nothing.
-/// - Finished uploads and downloads update the list, removals leave it, previews that arrive are stored in it.
+/// - Finished uploads and downloads update the list, removals leave it, previews that arrive are stored in
+/// it.
 /// - The reason of every failure is announced, in order, before the manager's own signal has returned.
 ///
-/// Lives on the thread of the event loop. Merging happens in short slices between other events. Destroying the
-/// session cancels what runs (no partial file stays) and writes the list to its storage.
+/// Lives on the thread of the event loop. Merging happens in short slices between other events. Destroying
+/// the session cancels what runs (no partial file stays) and writes the list to its storage.
 class ORVANE_HOST_EXPORT CloudSession : public QObject
 {
     Q_OBJECT

@@ -1,0 +1,276 @@
+#include <OrvaneCloudHost/DocumentListMerger.h>
+
+#include <OrvaneCloud/OrvaneCloudFilesManager.h>
+#include <OrvaneCloud/OrvaneCloudManager.h>
+
+#include <QElapsedTimer>
+#include <QScopedValueRollback>
+
+#include <vector>
+
+namespace Orvane::PDF::Cloud {
+namespace {
+
+constexpr int kSliceMilliseconds = 8;
+
+// Whether the list's record already says what the cloud's listing says.
+bool HasSameCloudSide(const FileInfo& known, const FileInfo& listed)
+{
+    auto listedInfo = listed.GetCloudInfo();
+    const auto knownInfo = known.GetCloudInfo();
+    if (!listedInfo || !knownInfo)
+        return false;
+    FileInfo::CloudInfo comparable = *listedInfo;
+    comparable.SetPreviewsSet(knownInfo->GetPreviewsSet());
+    return comparable == *knownInfo;
+}
+
+FileInfo::PreviewsSet Overlaid(FileInfo::PreviewsSet known, const FileInfo::PreviewsSet& arrived)
+{
+    for (const auto& [size, path] : arrived)
+        known[size] = path;
+    return known;
+}
+
+// The list's record takes over what an update brings: a cloud-only record would erase the path of its local
+// copy, and one whose previews are still on the way all but the first.
+void GiveLocalSide(FileInfo& listed, const FileInfo& known)
+{
+    if (listed.GetPath().empty() && !known.GetPath().empty())
+        listed.SetPath(known.GetPath(), known.GetMd5Hash(), known.GetCloudHashBeforeChange());
+    listed.SetIsSyncingInProgress(known.IsSyncingInProgress());
+    listed.SetPreviewsSet(Overlaid(known.GetPreviewsSet(), listed.GetPreviewsSet()));
+}
+
+template <typename Container, typename Key>
+void EraseOne(Container& container, const Key& key)
+{
+    const auto found = container.find(key);
+    if (found != container.end())
+        container.erase(found);
+}
+
+} // namespace
+
+DocumentListMerger::DocumentListMerger(OrvaneCloudManager& cloud, OrvaneCloudFilesManager& documents)
+    : m_documents(documents)
+{
+    m_nextSlice.setSingleShot(true);
+    connect(&m_nextSlice, &QTimer::timeout, this, &DocumentListMerger::WorkOneSlice);
+    FollowListings(cloud);
+    FollowTransfers(cloud);
+    FollowPreviews(cloud);
+}
+
+void DocumentListMerger::FollowListings(const OrvaneCloudManager& cloud)
+{
+    using Cloud = OrvaneCloudManager;
+    connect(&cloud, &Cloud::RetrievingFilesListStarted, this, &DocumentListMerger::BeginListing);
+    connect(&cloud, &Cloud::RetrievingFilesListFinished, this, &DocumentListMerger::QueueMerge);
+    connect(&cloud, &Cloud::RetrievingFilesListFinished, this, &DocumentListMerger::EndListing);
+    connect(&cloud, &Cloud::RetrievingFilesListCanceled, this, &DocumentListMerger::EndListing);
+    connect(&cloud, &Cloud::RetrievingFilesListErrorRequested, this, &DocumentListMerger::EndListing);
+}
+
+void DocumentListMerger::FollowTransfers(const OrvaneCloudManager& cloud)
+{
+    using Cloud = OrvaneCloudManager;
+    const auto endUpload = [this] { --m_uploadsUnderWay; };
+    connect(&cloud, &Cloud::UploadingStarted, this, [this] { ++m_uploadsUnderWay; });
+    connect(&cloud, &Cloud::UploadingCanceled, this, endUpload);
+    connect(&cloud, &Cloud::UploadingFileRequestError, this, endUpload);
+    connect(&cloud, &Cloud::UploadingFinished, this, endUpload);
+    connect(&cloud, &Cloud::UploadingFinished, this, [this](const Document& document) {
+        Touch(document->GetId());
+        Keep(document);
+    });
+
+    const auto endDownload = [this](const std::shared_ptr<const FileInfo>& document) {
+        EraseOne(m_downloadingIds, document->GetId());
+    };
+    connect(&cloud, &Cloud::DownloadingStarted, this,
+            [this](const Document& document) { m_downloadingIds.insert(document->GetId()); });
+    connect(&cloud, &Cloud::DownloadingCanceled, this, endDownload);
+    connect(&cloud, &Cloud::DownloadingFileRequestError, this, endDownload);
+    connect(&cloud, &Cloud::DownloadingFinished, this,
+            [this, endDownload](const std::shared_ptr<const FileInfo>& document) {
+                endDownload(document);
+                Keep(std::make_shared<FileInfo>(*document));
+            });
+
+    connect(&cloud, &Cloud::RemoveFileFinished, this, [this](const Document& document) {
+        Touch(document->GetId());
+        m_documents.Remove(document);
+    });
+}
+
+void DocumentListMerger::FollowPreviews(const OrvaneCloudManager& cloud)
+{
+    using Cloud = OrvaneCloudManager;
+    connect(&cloud, &Cloud::RetrieveFilePreviewStarted, this, [this](const Document& document) {
+        auto& requests = m_previewsUnderWay[document.get()];
+        requests.document = document;
+        ++requests.underWay;
+    });
+    connect(&cloud, &Cloud::RetrieveFilePreviewFinished, this, &DocumentListMerger::EndPreview);
+    connect(&cloud, &Cloud::RetrieveFilePreviewCanceled, this, &DocumentListMerger::EndPreview);
+    connect(&cloud, &Cloud::RetrieveFilePreviewError, this, &DocumentListMerger::EndPreview);
+}
+
+void DocumentListMerger::BeginListing()
+{
+    if (m_listingsUnderWay == 0)
+        m_touchedIds.clear();
+    ++m_listingsUnderWay;
+}
+
+void DocumentListMerger::EndListing()
+{
+    --m_listingsUnderWay;
+}
+
+void DocumentListMerger::QueueMerge(const QList<Document>& listed)
+{
+    Merge merge;
+    merge.incoming.assign(listed.cbegin(), listed.cend());
+    merge.touchedIds = m_touchedIds;
+    for (const auto& document : listed)
+        merge.listedIds.insert(document->GetId());
+    m_merges.push_back(std::move(merge));
+    m_nextSlice.start(0);
+}
+
+void DocumentListMerger::EndPreview(const std::shared_ptr<const FileInfo>& document)
+{
+    const auto found = m_previewsUnderWay.find(document.get());
+    if (found == m_previewsUnderWay.end()) // refused: it had not started
+        return;
+    if (--found->underWay > 0)
+        return;
+    m_withNewPreviews.push_back(found->document);
+    m_previewsUnderWay.erase(found);
+    m_nextSlice.start(0);
+}
+
+void DocumentListMerger::WorkOneSlice()
+{
+    if (m_isWorking) // a receiver of our signals runs an event loop of its own
+        return;
+    const QScopedValueRollback<bool> working(m_isWorking, true);
+    QElapsedTimer clock;
+    clock.start();
+    while (!clock.hasExpired(kSliceMilliseconds)) {
+        if (!WorkOneStep())
+            return;
+    }
+    m_nextSlice.start(0);
+}
+
+// Whether there may be more to do.
+bool DocumentListMerger::WorkOneStep()
+{
+    if (!m_merges.empty()) {
+        auto& merge = m_merges.front();
+        if (!merge.incoming.empty()) {
+            MergeNext(merge);
+            return true;
+        }
+        RemoveUnlisted(merge);
+        const auto merged = std::move(merge);
+        m_merges.pop_front();
+        Q_EMIT Merged(merged.added, merged.updated, merged.removed);
+        return true;
+    }
+    if (!m_withNewPreviews.empty()) {
+        const auto document = m_withNewPreviews.front();
+        m_withNewPreviews.pop_front();
+        StorePreviews(document);
+        return true;
+    }
+    if (m_previewsUnderWay.empty())
+        Q_EMIT PreviewsSettled();
+    return false;
+}
+
+void DocumentListMerger::MergeNext(Merge& merge)
+{
+    const auto listed = merge.incoming.front();
+    merge.incoming.pop_front();
+    if (merge.touchedIds.count(listed->GetId()) != 0)
+        return;
+
+    const auto known = Known(listed->GetId());
+    if (!known) {
+        ++merge.added;
+        m_documents.Add(listed);
+        return;
+    }
+    const bool isUnchanged = HasSameCloudSide(*known, *listed);
+    GiveLocalSide(*listed, *known);
+    if (isUnchanged && known->GetPath().empty())
+        return;
+    if (!isUnchanged)
+        ++merge.updated;
+    m_documents.Update(listed); // also hashes the local copy, which may have changed
+}
+
+void DocumentListMerger::RemoveUnlisted(Merge& merge)
+{
+    std::vector<std::string> unlisted;
+    for (int row = 0; row < m_documents.FilesCount(); ++row) {
+        const auto id = m_documents.GetDocumentId(row).toStdString();
+        if (merge.listedIds.count(id) == 0 && merge.touchedIds.count(id) == 0)
+            unlisted.push_back(id);
+    }
+    for (const auto& id : unlisted) {
+        const auto document = Known(id);
+        if (!document || IsInTransfer(*document))
+            continue;
+        m_documents.Remove(document);
+        ++merge.removed;
+    }
+}
+
+void DocumentListMerger::StorePreviews(const Document& document)
+{
+    const auto known = Known(document->GetId());
+    if (!known)
+        return;
+    // Only the previews are news: the rest of the document may be older than the list's.
+    const auto previews = Overlaid(known->GetPreviewsSet(), document->GetPreviewsSet());
+    if (previews == known->GetPreviewsSet())
+        return;
+    known->SetPreviewsSet(previews);
+    m_documents.Update(known);
+}
+
+void DocumentListMerger::Keep(const Document& document)
+{
+    if (Known(document->GetId()))
+        m_documents.Update(document);
+    else
+        m_documents.Add(document);
+}
+
+// What a listing asked for before now says of this document no longer counts.
+void DocumentListMerger::Touch(const std::string& id)
+{
+    m_touchedIds.insert(id);
+    for (auto& merge : m_merges)
+        merge.touchedIds.insert(id);
+}
+
+// An upload is known by its path, as the caller wrote it: while any runs, no document with a local copy is
+// taken for gone. The next listing will tell.
+bool DocumentListMerger::IsInTransfer(const FileInfo& document) const
+{
+    return m_downloadingIds.count(document.GetId()) != 0 ||
+           (m_uploadsUnderWay > 0 && !document.GetPath().empty());
+}
+
+DocumentListMerger::Document DocumentListMerger::Known(const std::string& id) const
+{
+    return m_documents.GetFileInfo(QString::fromStdString(id));
+}
+
+} // namespace Orvane::PDF::Cloud

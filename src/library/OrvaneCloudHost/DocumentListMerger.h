@@ -1,0 +1,91 @@
+#pragma once
+
+#include <FileInfo.h>
+
+#include <QHash>
+#include <QList>
+#include <QObject>
+#include <QTimer>
+
+#include <deque>
+#include <memory>
+#include <set>
+#include <string>
+
+namespace Orvane::PDF::Cloud {
+
+class OrvaneCloudFilesManager;
+class OrvaneCloudManager;
+
+/// Keeps a document list in step with what the cloud manager reports: retrieved lists, finished transfers,
+/// removals, previews. Long work is done in slices of a few milliseconds, one a turn of the event loop.
+///
+/// Absence is taken for removal only when a complete listing that succeeded does not hold a document, and
+/// nothing has happened to that document since the listing was asked for.
+class DocumentListMerger : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// Both must outlive the merger.
+    DocumentListMerger(OrvaneCloudManager& cloud, OrvaneCloudFilesManager& documents);
+
+Q_SIGNALS:
+    void Merged(int added, int updated, int removed);
+    void PreviewsSettled();
+
+private:
+    using Document = std::shared_ptr<FileInfo>;
+
+    struct Merge
+    {
+        std::deque<Document> incoming;
+        std::set<std::string> listedIds;
+        std::set<std::string> touchedIds; // uploaded or removed since the listing was asked for
+        int added = 0;
+        int updated = 0;
+        int removed = 0;
+    };
+
+    void FollowListings(const OrvaneCloudManager& cloud);
+    void FollowTransfers(const OrvaneCloudManager& cloud);
+    void FollowPreviews(const OrvaneCloudManager& cloud);
+
+    void BeginListing();
+    void EndListing();
+    void QueueMerge(const QList<Document>& listed);
+    void EndPreview(const std::shared_ptr<const FileInfo>& document);
+
+    void WorkOneSlice();
+    [[nodiscard]] bool WorkOneStep();
+    void MergeNext(Merge& merge);
+    void RemoveUnlisted(Merge& merge);
+    void StorePreviews(const Document& document);
+
+    void Keep(const Document& document);
+    void Touch(const std::string& id);
+    [[nodiscard]] bool IsInTransfer(const FileInfo& document) const;
+    [[nodiscard]] Document Known(const std::string& id) const;
+
+    struct PreviewRequests
+    {
+        Document document;
+        int underWay = 0;
+    };
+
+    OrvaneCloudFilesManager& m_documents;
+    QTimer m_nextSlice;
+    bool m_isWorking = false;
+
+    int m_listingsUnderWay = 0;
+    std::set<std::string> m_touchedIds; // since the oldest listing under way was asked for
+    std::deque<Merge> m_merges;
+
+    int m_uploadsUnderWay = 0;
+    std::multiset<std::string> m_downloadingIds;
+
+    QHash<const FileInfo*, PreviewRequests> m_previewsUnderWay;
+    std::deque<Document> m_withNewPreviews;
+};
+
+} // namespace Orvane::PDF::Cloud
