@@ -1,0 +1,195 @@
+#include "support/CloudManagerFixture.h"
+#include "support/FakeStorage.h"
+
+#include <OrvaneCloud/OrvaneCloudFilesManager.h>
+#include <OrvaneCloudHost/DocumentListMerger.h>
+
+#include <QSignalSpy>
+#include <QTest>
+
+namespace Orvane::Tests {
+namespace {
+
+using PDF::FileInfo;
+using PDF::Cloud::DocumentListMerger;
+using Sizes = FileInfo::PreviewSize;
+
+FakeCloudProtocol::Files::FileInfo Entry(const QString& id, const QString& md5 = "cloud hash"_q)
+{
+    FakeCloudProtocol::Files::FileInfo entry;
+    entry.id = id;
+    entry.fileName = id;
+    entry.size = 5000;
+    entry.md5Hash = md5;
+    return entry;
+}
+
+class DocumentListMergerTest : public CloudManagerFixture
+{
+protected:
+    /// A document of the list with a local copy and previews.
+    void AddLocal(const std::string& id)
+    {
+        const auto document = CloudDocument(id, id);
+        document->SetPath(PDF::ioPath("/local/" + id), "cloud hash");
+        document->SetPreviewsSet({{Sizes::Small, PDF::ioPath("/s")}, {Sizes::Large, PDF::ioPath("/l")}});
+        m_documents.Add(document);
+    }
+
+    /// Asks for a listing; the number of its request.
+    std::size_t StartListing()
+    {
+        m_manager->RetrieveFilesList();
+        return m_protocol->m_requests.size() - 1;
+    }
+
+    void Answer(std::size_t listing, const QStringList& ids)
+    {
+        m_protocol->m_entries.clear();
+        for (const auto& id : ids)
+            m_protocol->m_entries.append(Entry(id));
+        m_protocol->Finish(listing, kSuccess);
+    }
+
+    void Settle()
+    {
+        QCoreApplication::processEvents();
+        QTest::qWait(1);
+    }
+
+    [[nodiscard]] QStringList Listed() const
+    {
+        QStringList ids;
+        for (int row = 0; row < m_documents.FilesCount(); ++row)
+            ids.append(m_documents.GetDocumentId(row));
+        ids.sort();
+        return ids;
+    }
+
+    std::shared_ptr<FakeStorage> m_storage = std::make_shared<FakeStorage>(m_journal);
+    PDF::Cloud::OrvaneCloudFilesManager m_documents{m_storage, m_fileSystem, m_hashes};
+    DocumentListMerger m_merger{*m_manager, m_documents};
+    QSignalSpy m_merged{&m_merger, &DocumentListMerger::Merged};
+    QSignalSpy m_settled{&m_merger, &DocumentListMerger::PreviewsSettled};
+};
+
+TEST_F(DocumentListMergerTest, AddsUpdatesAndRemovesByACompleteListing)
+{
+    for (const auto* id : {"gone", "kept", "changed"})
+        m_documents.Add(CloudDocument(id, id));
+    const auto listing = StartListing();
+    m_protocol->m_entries = {Entry("kept"_q), Entry("changed"_q, "other hash"_q), Entry("new"_q)};
+    m_protocol->Finish(listing, kSuccess);
+    Settle();
+
+    EXPECT_EQ(Listed(), QStringList({"changed"_q, "kept"_q, "new"_q}));
+    ASSERT_EQ(m_merged.size(), 1);
+    EXPECT_EQ(m_merged.takeFirst(), QVariantList({1, 1, 1}));
+    EXPECT_EQ(m_documents.GetFileInfo("changed"_q)->GetCloudInfo()->GetMd5Hash(), "other hash");
+}
+
+TEST_F(DocumentListMergerTest, KeepsTheLocalSideAndThePreviews)
+{
+    AddLocal("a");
+    const auto listing = StartListing();
+    m_protocol->m_entries = {Entry("a"_q, "other hash"_q)};
+    m_protocol->Finish(listing, kSuccess);
+    Settle();
+
+    const auto document = m_documents.GetFileInfo("a"_q);
+    EXPECT_EQ(document->GetPath(), PDF::ioPath("/local/a"));
+    EXPECT_EQ(document->GetCloudHashBeforeChange(), "cloud hash");
+    EXPECT_EQ(document->GetPreviewsSet().size(), 2u);
+}
+
+TEST_F(DocumentListMergerTest, APreviewThatArrivesReplacesOnlyItsOwnSize)
+{
+    AddLocal("a");
+    m_protocol->m_image = QPixmap(1, 1);
+    Answer(StartListing(), {"a"_q});
+    Settle();
+    EXPECT_TRUE(m_settled.empty());
+
+    const auto firstPreview = m_protocol->m_requests.size() - 3;
+    m_protocol->Finish(firstPreview, kSuccess); // Small
+    m_protocol->Finish(firstPreview + 1, kError);
+    m_protocol->Finish(firstPreview + 2, kCanceled);
+    Settle();
+
+    const auto previews = m_documents.GetFileInfo("a"_q)->GetPreviewsSet();
+    EXPECT_EQ(previews.size(), 2u);
+    EXPECT_NE(previews.at(Sizes::Small), PDF::ioPath("/s"));
+    EXPECT_EQ(previews.at(Sizes::Large), PDF::ioPath("/l"));
+    EXPECT_FALSE(m_settled.empty());
+}
+
+TEST_F(DocumentListMergerTest, NothingLeavesOnAListingThatFails)
+{
+    AddLocal("a");
+    for (const auto result : {kError, kCanceled})
+        m_protocol->Finish(StartListing(), result);
+    Settle();
+    EXPECT_EQ(Listed(), QStringList("a"_q));
+    EXPECT_TRUE(m_merged.empty());
+}
+
+TEST_F(DocumentListMergerTest, WhatIsBeingTransferredStays)
+{
+    AddLocal("down");
+    AddLocal("up");
+    m_documents.Add(CloudDocument("gone", "gone"));
+    const auto listing = StartListing();
+    m_manager->Download(m_documents.GetFileInfo("down"_q), "/folder"_q);
+    m_manager->Upload(m_documents.GetFileInfo("up"_q));
+    Answer(listing, {});
+    Settle();
+    EXPECT_EQ(Listed(), QStringList({"down"_q, "up"_q}));
+}
+
+TEST_F(DocumentListMergerTest, AnOldListingDoesNotUndoWhatHappenedSince)
+{
+    m_documents.Add(CloudDocument("removed", "removed"));
+    const auto listing = StartListing();
+
+    m_manager->RemoveFile(m_documents.GetFileInfo("removed"_q));
+    m_protocol->Finish(m_protocol->m_requests.size() - 1, kSuccess);
+    m_protocol->m_answer.id = "uploaded"_q;
+    m_manager->Upload("/local/uploaded.pdf"_q);
+    m_protocol->Finish(m_protocol->m_requests.size() - 1, kSuccess);
+
+    Answer(listing, {"removed"_q});
+    Settle();
+    EXPECT_EQ(Listed(), QStringList("uploaded"_q));
+
+    Answer(StartListing(), {"removed"_q}); // a listing asked for since then counts
+    Settle();
+    EXPECT_EQ(Listed(), QStringList("removed"_q));
+}
+
+TEST_F(DocumentListMergerTest, RemovedWhileTheListingIsBeingMergedStaysRemoved)
+{
+    const auto early = StartListing();
+    Answer(early, {"a"_q, "b"_q}); // not merged yet: that is for the next turns of the event loop
+    m_manager->RemoveFile(CloudDocument("b", "b"));
+    m_protocol->Finish(m_protocol->m_requests.size() - 1, kSuccess);
+    Settle();
+    EXPECT_EQ(Listed(), QStringList("a"_q));
+}
+
+TEST_F(DocumentListMergerTest, AFinishedTransferUpdatesTheListedDocument)
+{
+    m_documents.Add(CloudDocument("a", "a"));
+    m_manager->Download(m_documents.GetFileInfo("a"_q), "/folder"_q);
+    m_protocol->Finish(m_protocol->m_requests.size() - 1, kSuccess);
+    EXPECT_FALSE(m_documents.GetDocumentPath(0).isEmpty());
+
+    m_protocol->m_answer.id = "a"_q;
+    m_protocol->m_answer.fileName = "renamed.pdf"_q;
+    m_manager->Upload(m_documents.GetFileInfo("a"_q));
+    m_protocol->Finish(m_protocol->m_requests.size() - 1, kSuccess);
+    EXPECT_EQ(m_documents.FilesCount(), 1);
+    EXPECT_EQ(m_documents.GetDocumentName(0), "renamed.pdf"_q);
+}
+
+} // namespace
+} // namespace Orvane::Tests
