@@ -5,19 +5,34 @@
 #include <stdexcept>
 #include <string>
 
-namespace SQLite
-{
+namespace SQLite {
 class Database;
 }
 
-namespace Orvane::Support
-{
+namespace Orvane::Support {
 
 /// A database that cannot be used. what() says why, in English, with the file's path.
 class DatabaseError : public std::runtime_error
 {
 public:
-    using std::runtime_error::runtime_error;
+    enum class Reason
+    {
+        Locked,       ///< another process, or another connection of this one, holds it
+        NotWritable,  ///< the file or its folder cannot be written
+        NewerVersion, ///< made by a later version of this program
+        DiskFull,
+        Unusable, ///< anything else, such as a folder in the file's place or a failing disk
+    };
+
+    DatabaseError(Reason reason, const std::string& message)
+        : std::runtime_error(message)
+        , m_reason(reason)
+    {}
+
+    [[nodiscard]] Reason GetReason() const noexcept { return m_reason; }
+
+private:
+    Reason m_reason;
 };
 
 /// What a database file of ours looks like.
@@ -38,9 +53,16 @@ struct OpenedDatabase
     std::string setAsideReason;
 };
 
+/// The one name of a database file, which need not exist: absolute and without links.
+[[nodiscard]] std::filesystem::path RealPath(const std::filesystem::path& file);
+
+/// Makes the folder that @p file stands in, with those above it. One that is made is its owner's alone.
+/// Throws DatabaseError.
+void MakeFolderOf(const std::filesystem::path& file);
+
 /// Opens the database in @p file, making it (and its folder) when missing. A file that is damaged, or not one
-/// of ours, is moved to "<name>.damaged-<date>[-n]" beside it and a fresh one is made. Throws DatabaseError when
-/// the folder cannot be written, or the file is of a later version or locked.
+/// of ours, is moved to "<name>.damaged-<date>[-n]" beside it and a fresh one is made. Throws DatabaseError
+/// when the folder cannot be written, or the file is of a later version or stays locked for 2 s.
 [[nodiscard]] OpenedDatabase OpenDatabase(const std::filesystem::path& file, const Schema& schema);
 
 } // namespace Orvane::Support

@@ -1,12 +1,22 @@
 #pragma once
 
+#include <chrono>
+#include <cstddef>
 #include <filesystem>
 #include <functional>
 #include <memory>
 #include <string>
 
-namespace Orvane::Support
+namespace Orvane::Support {
+
+/// How much a HashMemory keeps, and what it takes for the present.
+struct HashMemorySettings
 {
+    /// Beyond this number those that nobody asked for longest are forgotten.
+    std::size_t capacity = 200'000;
+
+    std::function<std::chrono::system_clock::time_point()> now = std::chrono::system_clock::now;
+};
 
 /// MD5 hashes of local files, remembered between runs for as long as the file's stamp (device, inode, size,
 /// modification and change time) stays the same, so that asking again costs one stat. A file that changed
@@ -17,8 +27,8 @@ public:
     using IsCanceled = std::function<bool()>;
 
     /// @param databaseFile  made when first needed. Without a usable file hashes are remembered for this run
-    ///                      only.
-    explicit HashMemory(const std::filesystem::path& databaseFile);
+    ///                      only; so they are when the path is empty.
+    explicit HashMemory(const std::filesystem::path& databaseFile, HashMemorySettings settings = {});
     ~HashMemory();
 
     /// The lower-case hexadecimal MD5 of the file's content. Empty when the path names no readable regular

@@ -1,0 +1,229 @@
+#include "Database.h"
+
+#include "PathText.h"
+
+#include <QDateTime>
+
+#include <SQLiteCpp/SQLiteCpp.h>
+#include <sqlite3.h>
+
+namespace Orvane::Support {
+namespace {
+
+namespace fs = std::filesystem;
+using Reason = DatabaseError::Reason;
+
+constexpr int kBusyTimeoutMs = 2000;
+
+// The file in the way holds no data of ours that could be used.
+class UselessFile : public DatabaseError
+{
+public:
+    explicit UselessFile(const std::string& why)
+        : DatabaseError(Reason::Unusable, why)
+    {}
+};
+
+std::string Quoted(const fs::path& path)
+{
+    return '"' + path.u8string() + '"';
+}
+
+Reason ReasonOf(const SQLite::Exception& error)
+{
+    switch (error.getErrorCode()) {
+    case SQLITE_BUSY:
+    case SQLITE_LOCKED:
+        return Reason::Locked;
+    case SQLITE_READONLY:
+    case SQLITE_CANTOPEN:
+    case SQLITE_PERM:
+    case SQLITE_AUTH:
+        return Reason::NotWritable;
+    case SQLITE_FULL:
+        return Reason::DiskFull;
+    default:
+        return Reason::Unusable;
+    }
+}
+
+const char* Words(Reason reason)
+{
+    switch (reason) {
+    case Reason::Locked:
+        return "is in use by another program";
+    case Reason::NotWritable:
+        return "cannot be written";
+    case Reason::NewerVersion:
+        return "was made by a newer version of this program";
+    case Reason::DiskFull:
+        return "cannot be written, because the disk is full";
+    case Reason::Unusable:
+        break;
+    }
+    return "cannot be used";
+}
+
+[[noreturn]] void Fail(const fs::path& file, Reason reason, const std::string& detail = {})
+{
+    const auto sentence = "The database " + Quoted(file) + ' ' + Words(reason);
+    throw DatabaseError(reason, detail.empty() ? sentence : sentence + " (" + detail + ')');
+}
+
+int Number(SQLite::Database& database, const char* query)
+{
+    return database.execAndGet(query).getInt();
+}
+
+bool IsEmpty(SQLite::Database& database)
+{
+    return Number(database, "SELECT count(*) FROM sqlite_master") == 0;
+}
+
+std::string Layout(SQLite::Database& database)
+{
+    SQLite::Statement query(database, "SELECT m.type || ' ' || m.name || ' ' || ifnull(c.name, '') "
+                                      "FROM sqlite_master m LEFT JOIN pragma_table_info(m.name) c "
+                                      "ORDER BY m.type, m.name, c.cid");
+    std::string layout;
+    while (query.executeStep())
+        layout += query.getColumn(0).getString() + '\n';
+    return layout;
+}
+
+std::string ExpectedLayout(const Schema& schema)
+{
+    SQLite::Database model(":memory:", SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE);
+    model.exec(schema.createStatements);
+    return Layout(model);
+}
+
+void Create(SQLite::Database& database, const Schema& schema)
+{
+    database.exec(schema.createStatements);
+    database.exec("PRAGMA application_id = " + std::to_string(schema.applicationId));
+    database.exec("PRAGMA user_version = " + std::to_string(schema.version));
+}
+
+void Check(SQLite::Database& database, const Schema& schema, const fs::path& file)
+{
+    if (Number(database, "PRAGMA application_id") != schema.applicationId)
+        throw UselessFile("it belongs to another program");
+    const int version = Number(database, "PRAGMA user_version");
+    if (version > schema.version)
+        Fail(file, Reason::NewerVersion, "version " + std::to_string(version));
+    const auto verdict = database.execAndGet("PRAGMA quick_check(1)").getString();
+    if (verdict != "ok")
+        throw UselessFile("it is damaged: " + verdict);
+    if (version != schema.version || Layout(database) != ExpectedLayout(schema))
+        throw UselessFile("its tables are not as expected");
+}
+
+// SQLite tells of a file or folder that cannot be written at the first write only: so write, and let the
+// transaction that this stands in be taken back.
+void ProbeWriting(SQLite::Database& database, const Schema& schema)
+{
+    database.exec("PRAGMA user_version = " + std::to_string(schema.version + 1));
+}
+
+void Prepare(SQLite::Database& database, const Schema& schema, const fs::path& file)
+{
+    database.exec("PRAGMA trusted_schema = OFF; PRAGMA cell_size_check = ON");
+    SQLite::Transaction transaction(database, SQLite::TransactionBehavior::IMMEDIATE);
+    if (IsEmpty(database) && Number(database, "PRAGMA application_id") == 0) {
+        Create(database, schema);
+        transaction.commit();
+        return;
+    }
+    Check(database, schema, file);
+    ProbeWriting(database, schema);
+}
+
+std::unique_ptr<SQLite::Database> TryToOpen(const fs::path& file, const Schema& schema)
+{
+    try {
+        auto database = std::make_unique<SQLite::Database>(
+            file.u8string(), SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE, kBusyTimeoutMs);
+        Prepare(*database, schema, file);
+        return database;
+    } catch (const SQLite::Exception& error) {
+        if (error.getErrorCode() == SQLITE_NOTADB)
+            throw UselessFile("it is not a database");
+        if (error.getErrorCode() == SQLITE_CORRUPT)
+            throw UselessFile(std::string("it is damaged: ") + error.what());
+        Fail(file, ReasonOf(error), error.what());
+    }
+}
+
+fs::path WithSuffix(fs::path path, const std::string& suffix)
+{
+    path += suffix;
+    return path;
+}
+
+fs::path FreeNameForSettingAside(const fs::path& file)
+{
+    const auto now = QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMdd-HHmmss"));
+    const auto name = WithSuffix(file, ".damaged-" + now.toStdString());
+    auto candidate = name;
+    for (int number = 2; fs::exists(fs::symlink_status(candidate)); ++number)
+        candidate = WithSuffix(name, '-' + std::to_string(number));
+    return candidate;
+}
+
+// A journal needs no care: by now SQLite has applied and deleted it.
+fs::path SetAside(const fs::path& file)
+{
+    try {
+        const auto target = FreeNameForSettingAside(file);
+        fs::rename(file, target);
+        return target;
+    } catch (const fs::filesystem_error& error) {
+        Fail(file, Reason::NotWritable, error.code().message());
+    }
+}
+
+void RefuseWhatIsNoFile(const fs::path& file)
+{
+    std::error_code ignored;
+    const auto status = fs::status(file, ignored);
+    if (fs::exists(status) && !fs::is_regular_file(status))
+        Fail(file, Reason::Unusable, "it is not a file");
+}
+
+} // namespace
+
+fs::path RealPath(const fs::path& file)
+{
+    std::error_code error;
+    const auto absoluteFile = fs::absolute(file, error);
+    auto real = fs::weakly_canonical(absoluteFile, error);
+    return error ? absoluteFile : real;
+}
+
+void MakeFolderOf(const fs::path& file)
+{
+    const auto folder = file.parent_path();
+    std::error_code error;
+    const bool isNew = fs::create_directories(folder, error);
+    if (error)
+        throw DatabaseError(Reason::NotWritable,
+                            "The folder " + Quoted(folder) + " cannot be made (" + error.message() + ')');
+    if (isNew)
+        fs::permissions(folder, fs::perms::owner_all, error);
+}
+
+OpenedDatabase OpenDatabase(const fs::path& file, const Schema& schema)
+{
+    const auto realFile = RealPath(file);
+    MakeFolderOf(realFile);
+    RefuseWhatIsNoFile(realFile);
+    try {
+        return {TryToOpen(realFile, schema), {}, {}};
+    } catch (const UselessFile& useless) {
+        const auto setAside = SetAside(realFile);
+        return {TryToOpen(realFile, schema), setAside, useless.what()};
+    }
+}
+
+} // namespace Orvane::Support

@@ -1,0 +1,72 @@
+#include "FileStamp.h"
+
+#include "PathText.h"
+
+#include <QtGlobal>
+
+#include <algorithm>
+
+#ifdef Q_OS_UNIX
+#include <sys/stat.h>
+#else
+#include <QDateTime>
+#include <QFileInfo>
+#endif
+
+namespace Orvane::Support {
+namespace {
+
+constexpr std::chrono::seconds kSettlingTime{3};
+
+#ifdef Q_OS_UNIX
+// An embedded NUL would cut the name on its way to the system and so name another file.
+bool CanNameAFile(const std::filesystem::path& file)
+{
+    return file.native().find('\0') == std::string::npos;
+}
+
+std::int64_t Nanoseconds(const timespec& time)
+{
+    return std::int64_t{time.tv_sec} * 1'000'000'000 + time.tv_nsec;
+}
+#else
+std::int64_t Nanoseconds(const QDateTime& time)
+{
+    return time.isValid() ? time.toMSecsSinceEpoch() * 1'000'000 : 0;
+}
+#endif
+
+} // namespace
+
+#ifdef Q_OS_UNIX
+std::optional<FileStamp> StampOf(const std::filesystem::path& file)
+{
+    struct stat status = {};
+    if (!CanNameAFile(file) || ::stat(file.c_str(), &status) != 0 || !S_ISREG(status.st_mode))
+        return std::nullopt;
+#ifdef Q_OS_DARWIN
+    const auto &modified = status.st_mtimespec, &changed = status.st_ctimespec;
+#else
+    const auto &modified = status.st_mtim, &changed = status.st_ctim;
+#endif
+    return FileStamp{status.st_dev, status.st_ino, static_cast<std::uint64_t>(status.st_size),
+                     Nanoseconds(modified), Nanoseconds(changed)};
+}
+#else
+std::optional<FileStamp> StampOf(const std::filesystem::path& file)
+{
+    const QFileInfo info(ToText(file));
+    if (!info.isFile())
+        return std::nullopt;
+    return FileStamp{0, 0, static_cast<std::uint64_t>(info.size()), Nanoseconds(info.lastModified()),
+                     Nanoseconds(info.metadataChangeTime())};
+}
+#endif
+
+bool IsSettled(const FileStamp& stamp, std::chrono::system_clock::time_point now)
+{
+    const std::chrono::nanoseconds lastChange{std::max(stamp.modified, stamp.changed)};
+    return lastChange + kSettlingTime <= now.time_since_epoch();
+}
+
+} // namespace Orvane::Support
