@@ -1,0 +1,29 @@
+#include "Md5HashCalculator.h"
+
+#include <support/HashMemory.h>
+#include <support/PathText.h>
+
+namespace Orvane::PDF::Cloud {
+
+class Md5HashCalculator::Private
+{
+public:
+    explicit Private(const QString& databaseFile)
+        : memory(Support::ToPath(databaseFile))
+    {}
+
+    Support::HashMemory memory;
+};
+
+Md5HashCalculator::Md5HashCalculator(const QString& databaseFile)
+    : d(std::make_unique<Private>(databaseFile))
+{}
+
+Md5HashCalculator::~Md5HashCalculator() = default;
+
+std::string Md5HashCalculator::CalculateFileHash(const ioPath& path)
+{
+    return d->memory.HashOf(std::filesystem::u8path(path.utf8string()));
+}
+
+} // namespace Orvane::PDF::Cloud

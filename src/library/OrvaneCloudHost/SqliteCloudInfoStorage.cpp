@@ -1,0 +1,336 @@
+#include "SqliteCloudInfoStorage.h"
+
+#include <support/Database.h>
+#include <support/PathText.h>
+
+#include <QFile>
+#include <QLockFile>
+#include <QMetaObject>
+#include <QObject>
+
+#include <SQLiteCpp/SQLiteCpp.h>
+#include <glog/logging.h>
+#include <sqlite3.h>
+
+#include <set>
+#include <utility>
+
+namespace Orvane::PDF::Cloud {
+namespace {
+
+namespace fs = std::filesystem;
+using Support::DatabaseError;
+using Records = ICloudInfoStorage::Records;
+
+constexpr Support::Schema kSchema{0x4F724369, // "OrCi"
+                                  1,
+                                  "CREATE TABLE document_value ("
+                                  " document_id BLOB NOT NULL,"
+                                  " key BLOB NOT NULL,"
+                                  " value BLOB NOT NULL,"
+                                  " PRIMARY KEY (document_id, key)"
+                                  ") WITHOUT ROWID"};
+
+constexpr int kLockTimeoutMs = 2000;
+
+// Below SQLite's own limit, so that one value can never keep all others from being written.
+constexpr std::size_t kLargestRow = 512u * 1024 * 1024;
+
+// What is to be done in the database for one document.
+struct PendingChange
+{
+    bool isRemovedFirst = false;
+    std::set<std::string> keys;
+};
+
+StorageError::Reason ToStorageReason(DatabaseError::Reason reason)
+{
+    switch (reason) {
+    case DatabaseError::Reason::Locked:
+        return StorageError::Reason::Locked;
+    case DatabaseError::Reason::NotWritable:
+        return StorageError::Reason::NotWritable;
+    case DatabaseError::Reason::NewerVersion:
+        return StorageError::Reason::NewerVersion;
+    case DatabaseError::Reason::DiskFull:
+        return StorageError::Reason::DiskFull;
+    case DatabaseError::Reason::Unusable:
+        break;
+    }
+    return StorageError::Reason::Unusable;
+}
+
+std::string HolderOf(const QLockFile& lock)
+{
+    qint64 processId = 0;
+    QString host;
+    QString program;
+    if (!lock.getLockInfo(&processId, &host, &program))
+        return "another program";
+    return QStringLiteral("%1 (process %2 on %3)").arg(program).arg(processId).arg(host).toStdString();
+}
+
+[[noreturn]] void FailToLock(const QLockFile& lock, const fs::path& file)
+{
+    const auto subject = "The document list \"" + file.u8string() + '"';
+    switch (lock.error()) {
+    case QLockFile::LockFailedError:
+        throw StorageError(StorageError::Reason::Locked, subject + " is in use by " + HolderOf(lock));
+    case QLockFile::PermissionError:
+        throw StorageError(StorageError::Reason::NotWritable,
+                           subject + " cannot be opened, because its folder cannot be written");
+    case QLockFile::NoError:
+    case QLockFile::UnknownError:
+        break;
+    }
+    throw StorageError(StorageError::Reason::Unusable,
+                       subject + " cannot be opened, because no lock file can be made beside it");
+}
+
+// Says who holds the file. A name that the locale's charset cannot say is beyond Qt's reach; then SQLite's
+// own lock has to do, which keeps others out as well but does not know their names.
+std::unique_ptr<QLockFile> LockBeside(const fs::path& file)
+{
+    auto path = file;
+    path += ".lock";
+    const auto name = Support::ToText(path);
+    if (Support::ToPath(QFile::decodeName(QFile::encodeName(name))) != path)
+        return nullptr;
+    auto lock = std::make_unique<QLockFile>(name);
+    lock->setStaleLockTime(0);
+    if (!lock->tryLock(kLockTimeoutMs))
+        FailToLock(*lock, file);
+    return lock;
+}
+
+void KeepToOurselves(SQLite::Database& database)
+{
+    database.exec("PRAGMA locking_mode = EXCLUSIVE; BEGIN EXCLUSIVE; COMMIT");
+}
+
+Records ReadRecords(SQLite::Database& database)
+{
+    Records records;
+    SQLite::Statement query(database, "SELECT document_id, key, value FROM document_value ORDER BY 1, 2");
+    while (query.executeStep()) {
+        const auto record = records.try_emplace(records.end(), query.getColumn(0).getString());
+        record->second.emplace_hint(record->second.end(), query.getColumn(1).getString(),
+                                    query.getColumn(2).getString());
+    }
+    return records;
+}
+
+void BindBytes(SQLite::Statement& statement, int index, const std::string& bytes)
+{
+    statement.bindNoCopy(index, bytes.data(), static_cast<int>(bytes.size()));
+}
+
+// Writes the changes of many documents with the same prepared statements.
+class Writer
+{
+public:
+    explicit Writer(SQLite::Database& database)
+        : m_remove(database, "DELETE FROM document_value WHERE document_id = ?")
+        , m_replace(database, "REPLACE INTO document_value VALUES (?, ?, ?)")
+    {}
+
+    void Remove(const std::string& id)
+    {
+        BindBytes(m_remove, 1, id);
+        m_remove.exec();
+        m_remove.reset();
+    }
+
+    void Replace(const std::string& id, const std::string& key, const std::string& value)
+    {
+        BindBytes(m_replace, 1, id);
+        BindBytes(m_replace, 2, key);
+        BindBytes(m_replace, 3, value);
+        m_replace.exec();
+        m_replace.reset();
+    }
+
+private:
+    SQLite::Statement m_remove;
+    SQLite::Statement m_replace;
+};
+
+} // namespace
+
+class SqliteCloudInfoStorage::Private
+{
+public:
+    explicit Private(const QString& databaseFile);
+
+    void RemoveRecord(const std::string& id);
+    void SetValue(const std::string& id, const std::string& key, const std::string& value);
+    bool Flush();
+
+    const Records& AllRecords() const { return m_records; }
+    const QString& Notice() const { return m_notice; }
+    const QString& Problem() const { return m_problem; }
+
+private:
+    void Open();
+    PendingChange& Change(const std::string& id);
+    void FlushLater();
+    void WritePending();
+    void Report(const QString& cause);
+
+    const fs::path m_file;
+    std::unique_ptr<QLockFile> m_lock; // outlives the database
+    std::unique_ptr<SQLite::Database> m_database;
+    Records m_records; // as they will stand in the database once m_pending is written
+    std::map<std::string, PendingChange> m_pending;
+    QString m_notice;
+    QString m_problem;
+    bool m_isFlushQueued = false;
+    QObject m_queue; // queued calls end with it
+};
+
+SqliteCloudInfoStorage::Private::Private(const QString& databaseFile)
+    : m_file(Support::RealPath(Support::ToPath(databaseFile)))
+{
+    try {
+        Support::MakeFolderOf(m_file);
+        m_lock = LockBeside(m_file);
+        Open();
+    } catch (const DatabaseError& error) {
+        throw StorageError(ToStorageReason(error.GetReason()), error.what());
+    } catch (const SQLite::Exception& error) {
+        const bool isLocked = error.getErrorCode() == SQLITE_BUSY;
+        throw StorageError(isLocked ? StorageError::Reason::Locked : StorageError::Reason::Unusable,
+                           "The document list \"" + m_file.u8string() + "\" cannot be read (" + error.what() +
+                               ')');
+    }
+}
+
+void SqliteCloudInfoStorage::Private::Open()
+{
+    auto opened = Support::OpenDatabase(m_file, kSchema);
+    m_database = std::move(opened.database);
+    KeepToOurselves(*m_database);
+    m_records = ReadRecords(*m_database);
+    if (opened.setAside.empty())
+        return;
+    m_notice = QStringLiteral(
+                   "The document list \"%1\" could not be used (%2). It was moved to \"%3\", and an empty "
+                   "list was begun.")
+                   .arg(Support::ToText(m_file), QString::fromStdString(opened.setAsideReason),
+                        Support::ToText(opened.setAside));
+    LOG(ERROR) << m_notice.toStdString();
+}
+
+void SqliteCloudInfoStorage::Private::RemoveRecord(const std::string& id)
+{
+    if (m_records.erase(id) != 0)
+        Change(id) = {true, {}};
+}
+
+void SqliteCloudInfoStorage::Private::SetValue(const std::string& id, const std::string& key,
+                                               const std::string& value)
+{
+    if (id.size() + key.size() + value.size() > kLargestRow)
+        return Report(QStringLiteral("a value of %1 bytes is too large").arg(value.size()));
+    auto& record = m_records[id];
+    const auto [stored, isNew] = record.try_emplace(key, value);
+    if (!isNew && stored->second == value)
+        return;
+    stored->second = value;
+    Change(id).keys.insert(key);
+}
+
+PendingChange& SqliteCloudInfoStorage::Private::Change(const std::string& id)
+{
+    FlushLater();
+    return m_pending[id];
+}
+
+void SqliteCloudInfoStorage::Private::FlushLater()
+{
+    if (std::exchange(m_isFlushQueued, true))
+        return;
+    const auto flush = [this] {
+        m_isFlushQueued = false;
+        Flush();
+    };
+    QMetaObject::invokeMethod(&m_queue, flush, Qt::QueuedConnection);
+}
+
+bool SqliteCloudInfoStorage::Private::Flush()
+{
+    if (m_pending.empty())
+        return m_problem.isEmpty();
+    try {
+        WritePending();
+    } catch (const SQLite::Exception& error) {
+        Report(QString::fromUtf8(error.what()));
+        return false;
+    }
+    m_pending.clear();
+    m_problem.clear();
+    return true;
+}
+
+void SqliteCloudInfoStorage::Private::WritePending()
+{
+    SQLite::Transaction transaction(*m_database, SQLite::TransactionBehavior::IMMEDIATE);
+    Writer writer(*m_database);
+    for (const auto& [id, change] : m_pending) {
+        if (change.isRemovedFirst)
+            writer.Remove(id);
+        for (const auto& key : change.keys)
+            writer.Replace(id, key, m_records.at(id).at(key));
+    }
+    transaction.commit();
+}
+
+void SqliteCloudInfoStorage::Private::Report(const QString& cause)
+{
+    m_problem = QStringLiteral("The document list \"%1\" could not be stored: %2.")
+                    .arg(Support::ToText(m_file), cause);
+    LOG(ERROR) << m_problem.toStdString();
+}
+
+SqliteCloudInfoStorage::SqliteCloudInfoStorage(const QString& databaseFile)
+    : d(std::make_unique<Private>(databaseFile))
+{}
+
+SqliteCloudInfoStorage::~SqliteCloudInfoStorage()
+{
+    d->Flush();
+}
+
+void SqliteCloudInfoStorage::RemoveRecord(const std::string& documentId)
+{
+    d->RemoveRecord(documentId);
+}
+
+void SqliteCloudInfoStorage::SetValue(const std::string& documentId, const std::string& key,
+                                      const std::string& value)
+{
+    d->SetValue(documentId, key, value);
+}
+
+ICloudInfoStorage::Records SqliteCloudInfoStorage::LoadRecords()
+{
+    d->Flush();
+    return d->AllRecords();
+}
+
+bool SqliteCloudInfoStorage::Flush()
+{
+    return d->Flush();
+}
+
+QString SqliteCloudInfoStorage::Notice() const
+{
+    return d->Notice();
+}
+
+QString SqliteCloudInfoStorage::Problem() const
+{
+    return d->Problem();
+}
+
+} // namespace Orvane::PDF::Cloud
