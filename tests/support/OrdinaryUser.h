@@ -1,0 +1,30 @@
+#pragma once
+
+#include <unistd.h>
+
+namespace Orvane::Testing {
+
+/// For as long as it lives, file permissions bind this process even when root runs it.
+class OrdinaryUser
+{
+public:
+    OrdinaryUser()
+        : m_former(geteuid())
+    {
+        if (m_former == 0)
+            m_isBound = seteuid(kNobody) == 0;
+    }
+    ~OrdinaryUser() { m_isBound = seteuid(m_former) != 0; }
+
+    OrdinaryUser(const OrdinaryUser&) = delete;
+    OrdinaryUser& operator=(const OrdinaryUser&) = delete;
+
+    [[nodiscard]] bool IsBound() const { return m_isBound; }
+
+private:
+    static constexpr uid_t kNobody = 65534;
+    const uid_t m_former;
+    bool m_isBound = true;
+};
+
+} // namespace Orvane::Testing
