@@ -82,11 +82,11 @@ protected:
 
     [[nodiscard]] QString CloudPath(const QString& name) const
     {
-        return m_root.filePath("cloud/" + name.toUtf8());
+        return m_root.filePath(QStringLiteral("cloud/") + name);
     }
     [[nodiscard]] QString LocalPath(const QString& name) const
     {
-        return m_root.filePath("local/" + name.toUtf8());
+        return m_root.filePath(QStringLiteral("local/") + name);
     }
 
     QTemporaryDir m_root;

@@ -7,6 +7,8 @@
 #include <QSignalSpy>
 #include <QTest>
 
+#include <limits>
+
 namespace Orvane::Tests {
 namespace {
 
@@ -24,15 +26,22 @@ FakeCloudProtocol::Files::FileInfo Entry(const QString& id, const QString& md5 =
     return entry;
 }
 
+/// What the list holds of a document once it has been listed.
+Document ListedDocument(const std::string& id)
+{
+    return std::make_shared<FileInfo>(FileInfo::CloudInfo(
+        id, id, 5000, true, QUrl(), QDateTime(), QDateTime(), std::numeric_limits<int>::max(), "cloud hash"));
+}
+
 class DocumentListMergerTest : public CloudManagerFixture
 {
 protected:
     /// A document of the list with a local copy and previews.
     void AddLocal(const std::string& id)
     {
-        const auto document = CloudDocument(id, id);
-        document->SetPath(PDF::ioPath("/local/" + id), "cloud hash");
-        document->SetPreviewsSet({{Sizes::Small, PDF::ioPath("/s")}, {Sizes::Large, PDF::ioPath("/l")}});
+        const auto document = ListedDocument(id);
+        document->SetPath(ioPath("/local/" + id), "cloud hash");
+        document->SetPreviewsSet({{Sizes::Small, ioPath("/s")}, {Sizes::Large, ioPath("/l")}});
         m_documents.Add(document);
     }
 
@@ -76,7 +85,7 @@ protected:
 TEST_F(DocumentListMergerTest, AddsUpdatesAndRemovesByACompleteListing)
 {
     for (const auto* id : {"gone", "kept", "changed"})
-        m_documents.Add(CloudDocument(id, id));
+        m_documents.Add(ListedDocument(id));
     const auto listing = StartListing();
     m_protocol->m_entries = {Entry("kept"_q), Entry("changed"_q, "other hash"_q), Entry("new"_q)};
     m_protocol->Finish(listing, kSuccess);
@@ -97,7 +106,7 @@ TEST_F(DocumentListMergerTest, KeepsTheLocalSideAndThePreviews)
     Settle();
 
     const auto document = m_documents.GetFileInfo("a"_q);
-    EXPECT_EQ(document->GetPath(), PDF::ioPath("/local/a"));
+    EXPECT_EQ(document->GetPath(), ioPath("/local/a"));
     EXPECT_EQ(document->GetCloudHashBeforeChange(), "cloud hash");
     EXPECT_EQ(document->GetPreviewsSet().size(), 2u);
 }
@@ -118,8 +127,8 @@ TEST_F(DocumentListMergerTest, APreviewThatArrivesReplacesOnlyItsOwnSize)
 
     const auto previews = m_documents.GetFileInfo("a"_q)->GetPreviewsSet();
     EXPECT_EQ(previews.size(), 2u);
-    EXPECT_NE(previews.at(Sizes::Small), PDF::ioPath("/s"));
-    EXPECT_EQ(previews.at(Sizes::Large), PDF::ioPath("/l"));
+    EXPECT_NE(previews.at(Sizes::Small), ioPath("/s"));
+    EXPECT_EQ(previews.at(Sizes::Large), ioPath("/l"));
     EXPECT_FALSE(m_settled.empty());
 }
 
