@@ -6,6 +6,7 @@
 #include <QElapsedTimer>
 #include <QScopedValueRollback>
 
+#include <tuple>
 #include <vector>
 
 namespace Orvane::PDF::Cloud {
@@ -13,16 +14,25 @@ namespace {
 
 constexpr int kSliceMilliseconds = 8;
 
-// Whether the list's record already says what the cloud's listing says.
+// Whether the list's record already says what the cloud's listing says, previews aside.
 bool HasSameCloudSide(const FileInfo& known, const FileInfo& listed)
 {
-    auto listedInfo = listed.GetCloudInfo();
     const auto knownInfo = known.GetCloudInfo();
-    if (!listedInfo || !knownInfo)
+    if (!knownInfo)
         return false;
-    FileInfo::CloudInfo comparable = *listedInfo;
-    comparable.SetPreviewsSet(knownInfo->GetPreviewsSet());
-    return comparable == *knownInfo;
+    FileInfo::CloudInfo listedInfo = *listed.GetCloudInfo();
+    listedInfo.SetPreviewsSet(knownInfo->GetPreviewsSet());
+    return listedInfo == *knownInfo;
+}
+
+// What a person would call changed. A listing also knows less of a document than the answer to its upload.
+bool IsSameVersion(const FileInfo& known, const FileInfo& listed)
+{
+    const auto version = [](const FileInfo::CloudInfo& info) {
+        return std::make_tuple(info.GetFileName(), info.GetSize(), info.GetModifyTime(), info.GetMd5Hash());
+    };
+    const auto knownInfo = known.GetCloudInfo();
+    return knownInfo && version(*knownInfo) == version(*listed.GetCloudInfo());
 }
 
 FileInfo::PreviewsSet Overlaid(FileInfo::PreviewsSet known, const FileInfo::PreviewsSet& arrived)
@@ -205,13 +215,11 @@ void DocumentListMerger::MergeNext(Merge& merge)
         m_documents.Add(listed);
         return;
     }
-    const bool isUnchanged = HasSameCloudSide(*known, *listed);
-    GiveLocalSide(*listed, *known);
-    if (isUnchanged && known->GetPath().empty())
-        return;
-    if (!isUnchanged)
+    if (!IsSameVersion(*known, *listed))
         ++merge.updated;
-    m_documents.Update(listed); // also hashes the local copy, which may have changed
+    GiveLocalSide(*listed, *known);
+    if (!HasSameCloudSide(*known, *listed) || !known->GetPath().empty())
+        m_documents.Update(listed); // also hashes the local copy, which may have changed
 }
 
 void DocumentListMerger::RemoveUnlisted(Merge& merge)
