@@ -34,7 +34,7 @@ constexpr Support::Schema kSchema{0x4F724369, // "OrCi"
 constexpr int kLockTimeoutMs = 2000;
 
 // Below SQLite's own limit, so that one value can never keep all others from being written.
-constexpr std::size_t kLargestRow = 512u * 1024 * 1024;
+constexpr std::size_t kLargestRow = std::size_t{512} * 1024 * 1024;
 
 // What is to be done in the database for one document.
 struct PendingChange

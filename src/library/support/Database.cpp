@@ -175,7 +175,7 @@ fs::path FreeNameForSettingAside(const fs::path& file)
 fs::path SetAside(const fs::path& file)
 {
     try {
-        const auto target = FreeNameForSettingAside(file);
+        auto target = FreeNameForSettingAside(file);
         fs::rename(file, target);
         return target;
     } catch (const fs::filesystem_error& error) {

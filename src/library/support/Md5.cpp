@@ -10,7 +10,7 @@
 namespace Orvane::Support {
 namespace {
 
-constexpr std::uintmax_t kLargestPiece = 256 * 1024;
+constexpr std::uintmax_t kLargestPiece = std::uintmax_t{256} * 1024;
 
 // Small files do not pay for a large buffer.
 std::vector<char> BufferFor(const std::filesystem::path& file)
