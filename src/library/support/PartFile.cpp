@@ -1,0 +1,152 @@
+#include <support/PartFile.h>
+
+#include <support/TemporaryJournal.h>
+
+#include <QtGlobal>
+
+#include <cerrno>
+
+#ifdef Q_OS_UNIX
+#include <unistd.h>
+#endif
+
+namespace Orvane::Support {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+[[noreturn]] void ThrowLastError(const char* what, const fs::path& path)
+{
+    throw fs::filesystem_error(what, path, std::error_code(errno, std::generic_category()));
+}
+
+std::FILE* OpenNew(const fs::path& path)
+{
+#ifdef Q_OS_UNIX
+    return std::fopen(path.c_str(), "wbxe"); // e: helper processes do not inherit it
+#elif defined(Q_OS_WIN)
+    return _wfopen(path.c_str(), L"wbx");
+#else
+    return std::fopen(path.string().c_str(), "wbx");
+#endif
+}
+
+bool IsSynced([[maybe_unused]] std::FILE* file)
+{
+#ifdef Q_OS_UNIX
+    return ::fsync(::fileno(file)) == 0 || errno == EINVAL || errno == ENOTSUP; // not every file system can
+#else
+    return true;
+#endif
+}
+
+} // namespace
+
+PartFile::PartFile(const fs::path& folder, TemporaryJournal& journal)
+    : m_journal(journal)
+    , m_path(folder / NewTemporaryName())
+{
+    m_journal.Record(m_path);
+    m_file.reset(OpenNew(m_path));
+    if (!m_file) {
+        const int error = errno;
+        m_journal.Forget(m_path);
+        throw fs::filesystem_error("cannot write", folder, std::error_code(error, std::generic_category()));
+    }
+    std::setvbuf(m_file.get(), nullptr, _IONBF, 0);
+}
+
+PartFile::~PartFile()
+{
+    m_file.reset();
+    if (m_isTemporary) {
+        Remove();
+    }
+}
+
+void PartFile::Remove() noexcept
+{
+    std::error_code error;
+    fs::remove(m_path, error);
+    // What could not be removed stays recorded, for a later sweep.
+    if (!error) {
+        m_journal.Forget(m_path);
+    }
+}
+
+void PartFile::Write(const char* data, std::size_t size)
+{
+    errno = EIO;
+    if (std::fwrite(data, 1, size, m_file.get()) != size) {
+        ThrowLastError("cannot write", m_path.parent_path());
+    }
+    m_size += size;
+}
+
+void PartFile::Finish()
+{
+    if (std::fflush(m_file.get()) != 0 || !IsSynced(m_file.get()) || std::fclose(m_file.release()) != 0) {
+        ThrowLastError("cannot write", m_path.parent_path());
+    }
+    if (fs::file_size(m_path) != m_size) {
+        errno = EIO;
+        ThrowLastError("not all that was written is there", m_path.parent_path());
+    }
+}
+
+void PartFile::Replace(const fs::path& target)
+{
+    std::error_code ignored;
+    const auto present = fs::symlink_status(target, ignored);
+    if (present.type() == fs::file_type::regular) {
+        fs::permissions(m_path, present.permissions(), ignored);
+    }
+    MoveTo(target);
+}
+
+bool PartFile::BecomeNew(const fs::path& target)
+{
+    std::error_code error;
+    fs::create_hard_link(m_path, target, error);
+    if (error == std::errc::file_exists) {
+        return false;
+    }
+    if (error) {
+        return BecomeNewByReservation(target);
+    }
+    m_isTemporary = false;
+    Remove();
+    return true;
+}
+
+bool PartFile::BecomeNewByReservation(const fs::path& target)
+{
+    const std::unique_ptr<std::FILE, Close> reservation(OpenNew(target));
+    if (!reservation && errno == EEXIST) {
+        return false;
+    }
+    if (!reservation) {
+        ThrowLastError("cannot write", target);
+    }
+    try {
+        MoveTo(target);
+    } catch (const fs::filesystem_error& failure) {
+        std::error_code error;
+        fs::remove(target, error);
+        if (error) {
+            throw LeftoverError("cannot remove", target, failure.code());
+        }
+        throw;
+    }
+    return true;
+}
+
+void PartFile::MoveTo(const fs::path& target)
+{
+    fs::rename(m_path, target);
+    m_isTemporary = false;
+    m_journal.Forget(m_path);
+}
+
+} // namespace Orvane::Support

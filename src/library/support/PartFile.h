@@ -1,0 +1,62 @@
+#pragma once
+
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+
+namespace Orvane::Support {
+
+class TemporaryJournal;
+
+/// An empty file stands under the final name and could not be taken away again.
+class LeftoverError : public std::filesystem::filesystem_error
+{
+public:
+    using filesystem_error::filesystem_error;
+};
+
+/// A file that is being written under a temporary name beside its later place, so that under the final name
+/// it appears whole or not at all. It goes away with this object unless it has got its final name. All
+/// failures are std::filesystem::filesystem_error.
+class PartFile
+{
+public:
+    /// Makes the file. @p folder must be absolute; @p journal must outlive the object.
+    PartFile(const std::filesystem::path& folder, TemporaryJournal& journal);
+    ~PartFile();
+    PartFile(const PartFile&) = delete;
+    PartFile& operator=(const PartFile&) = delete;
+
+    void Write(const char* data, std::size_t size);
+
+    /// Brings everything to the disk, and makes sure that the system has kept all of it.
+    void Finish();
+
+    /// After Finish: takes the place of the file at @p target, if there is one, with its permissions.
+    void Replace(const std::filesystem::path& target);
+
+    /// After Finish: becomes the file at @p target. Returns false, and stays what it is, when something is
+    /// there already; of several that try at once, only one succeeds.
+    [[nodiscard]] bool BecomeNew(const std::filesystem::path& target);
+
+    /// BecomeNew as file systems without hard links can do it: for a moment the target is an empty file.
+    /// Throws LeftoverError when it has to stay.
+    [[nodiscard]] bool BecomeNewByReservation(const std::filesystem::path& target);
+
+private:
+    struct Close
+    {
+        void operator()(std::FILE* file) const { std::fclose(file); }
+    };
+
+    void Remove() noexcept;
+    void MoveTo(const std::filesystem::path& target);
+
+    TemporaryJournal& m_journal;
+    const std::filesystem::path m_path;
+    std::unique_ptr<std::FILE, Close> m_file;
+    std::uintmax_t m_size = 0;
+    bool m_isTemporary = true;
+};
+
+} // namespace Orvane::Support

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <string>
+#include <string_view>
+
+class QLockFile;
+
+namespace Orvane::Support {
+
+/// A fresh name for a temporary file of ours: hidden, short, and never one that a user would give.
+[[nodiscard]] std::string NewTemporaryName();
+[[nodiscard]] bool IsTemporaryName(std::string_view fileName);
+
+/// Remembers on disk which temporary files its owner has made, so that those of a crashed one are found
+/// wherever they lie. Each owner has a journal of its own, held by a lock for as long as the owner lives.
+/// Thread-safe. Without a usable folder nothing is remembered, and all else works.
+class TemporaryJournal
+{
+public:
+    /// @param folder  made when the first file is recorded
+    explicit TemporaryJournal(const std::filesystem::path& folder);
+    ~TemporaryJournal();
+
+    /// To be called before the file is made.
+    void Record(const std::filesystem::path& temporary);
+
+    /// To be called once the file is gone.
+    void Forget(const std::filesystem::path& temporary);
+
+    /// Removes the temporary files of owners that are no more. What cannot be removed now, because a share is
+    /// not mounted perhaps, stays recorded for a month.
+    void Sweep();
+
+private:
+    [[nodiscard]] bool IsOpen();
+    void Rewrite() const;
+    void SweepOne(const std::filesystem::path& journal) const;
+
+    const std::filesystem::path m_folder;
+    const std::filesystem::path m_journal;
+    std::mutex m_mutex;
+    std::set<std::filesystem::path> m_temporaries;
+    std::unique_ptr<QLockFile> m_lock;
+};
+
+} // namespace Orvane::Support
