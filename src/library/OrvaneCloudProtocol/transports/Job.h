@@ -9,8 +9,7 @@
 #include <mutex>
 #include <stdexcept>
 
-namespace Orvane::Social
-{
+namespace Orvane::Social {
 
 /// How blocking work tells that it failed. Thrown by transports, caught once, by the client.
 class CloudError : public std::runtime_error

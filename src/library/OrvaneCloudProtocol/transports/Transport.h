@@ -6,8 +6,22 @@
 #include <filesystem>
 #include <memory>
 
-namespace Orvane::Social
+namespace Orvane::Social {
+
+/// An upload failed and has left a new document in the cloud that it could not take away again.
+class LeftBehindError : public CloudError
 {
+public:
+    LeftBehindError(const CloudError& error, const QString& id)
+        : CloudError(error)
+        , m_id(id)
+    {}
+
+    [[nodiscard]] const QString& GetId() const noexcept { return m_id; }
+
+private:
+    QString m_id;
+};
 
 /// One way to reach a cloud. All operations block: the client calls them on its worker threads, several at
 /// once, and a transport must bear that. They end soon after Job::Cancel. Failures are thrown as CloudError;
@@ -50,6 +64,9 @@ public:
     /// Whether the id can name a document of this cloud. Answers at once, on the client's thread.
     [[nodiscard]] virtual bool IsDocumentId(const QString& id) const = 0;
 
+    /// Where the document with this id can be had from.
+    [[nodiscard]] virtual QUrl DownloadUrl(const QString& id) const = 0;
+
     /// Proves that the cloud can be used, and sweeps what a crash has left there.
     virtual void SignIn(const QString& token, Job& job) = 0;
 
@@ -58,8 +75,12 @@ public:
 
     virtual CloudFiles List(Job& job) = 0;
     virtual CloudFile Info(const QString& id, Job& job) = 0;
+
+    /// Throws LeftBehindError when the failed upload could not be undone.
     virtual CloudFile Store(const Upload& upload, Job& job) = 0;
     virtual void Fetch(const Download& download, Job& job) = 0;
+
+    /// A document that is already gone counts as removed.
     virtual void Remove(const QString& id, Job& job) = 0;
     virtual QuotaValue Quota(Job& job) = 0;
 

@@ -1,0 +1,75 @@
+#include <OrvaneCloudProtocol/transports/Job.h>
+
+#include <algorithm>
+#include <utility>
+
+namespace Orvane::Social {
+
+namespace {
+
+constexpr qint64 kReportEveryMilliseconds = 100;
+
+int PercentOf(qint64 done, qint64 total)
+{
+    if (total <= 0) {
+        return 0;
+    }
+    // 100 is for work that is done, which takes more than its last byte.
+    return static_cast<int>(
+        std::clamp(100.0 * static_cast<double>(done) / static_cast<double>(total), 0.0, 99.0));
+}
+
+} // namespace
+
+CloudError::CloudError(Failure failure)
+    : std::runtime_error(failure.detail.toStdString())
+    , m_failure(std::move(failure))
+{}
+
+CloudError::CloudError(FailureCode code, const QString& detail)
+    : CloudError(Failure{code, detail})
+{}
+
+Job::Job(std::function<void(int percent)> onProgress)
+    : m_onProgress(std::move(onProgress))
+{}
+
+void Job::Cancel()
+{
+    const std::lock_guard lock(m_commitMutex);
+    m_isCanceled = true;
+}
+
+void Job::ThrowIfCanceled() const
+{
+    if (m_isCanceled) {
+        throw CloudError(FailureCode::Canceled, QStringLiteral("no longer wanted"));
+    }
+}
+
+void Job::ReportProgress(qint64 done, qint64 total)
+{
+    const int percent = PercentOf(done, total);
+    const bool isTooEarly = m_lastPercent >= 0 && m_sinceLastReport.elapsed() < kReportEveryMilliseconds;
+    if (percent > m_lastPercent && !isTooEarly) {
+        Report(percent);
+    }
+}
+
+void Job::ReportCompletion()
+{
+    if (m_lastPercent < 100) {
+        Report(100);
+    }
+}
+
+void Job::Report(int percent)
+{
+    m_lastPercent = percent;
+    m_sinceLastReport.start();
+    if (m_onProgress) {
+        m_onProgress(percent);
+    }
+}
+
+} // namespace Orvane::Social

@@ -1,0 +1,118 @@
+#include <OrvaneCloudProtocol/transports/SourceFile.h>
+
+#include <OrvaneCloudProtocol/transports/Job.h>
+#include <support/PartFile.h>
+#include <support/PathText.h>
+
+#include <QCryptographicHash>
+
+#include <cerrno>
+#include <vector>
+
+#ifdef Q_OS_UNIX
+#include <fcntl.h>
+#include <unistd.h>
+#endif
+
+namespace Orvane::Social {
+
+namespace {
+
+constexpr std::size_t kChunkBytes = 256 * 1024;
+
+FileSide OtherThan(FileSide side)
+{
+    return side == FileSide::Local ? FileSide::Cloud : FileSide::Local;
+}
+
+std::FILE* OpenForReading(const std::filesystem::path& path, [[maybe_unused]] FileSide side)
+{
+#ifdef Q_OS_UNIX
+    // Not blocking, because a pipe may have taken the file's place by now; a link out of the cloud's folder
+    // too.
+    const int links = side == FileSide::Cloud ? O_NOFOLLOW : 0;
+    const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | links);
+    std::FILE* file = descriptor < 0 ? nullptr : ::fdopen(descriptor, "rb");
+#elif defined(Q_OS_WIN)
+    std::FILE* file = _wfopen(path.c_str(), L"rb");
+#else
+    std::FILE* file = std::fopen(path.string().c_str(), "rb");
+#endif
+    if (!file) {
+        ThrowFileError(side, path, std::error_code(errno, std::generic_category()));
+    }
+    std::setvbuf(file, nullptr, _IONBF, 0);
+    return file;
+}
+
+Support::FileStamp RequiredStamp(const std::filesystem::path& path, FileSide side)
+{
+    std::error_code error;
+    const auto status = side == FileSide::Cloud ? std::filesystem::symlink_status(path, error)
+                                                : std::filesystem::status(path, error);
+    if (status.type() == std::filesystem::file_type::not_found ||
+        status.type() == std::filesystem::file_type::none) {
+        ThrowFileError(side, path,
+                       error ? error : std::make_error_code(std::errc::no_such_file_or_directory));
+    }
+    const auto stamp = Support::StampOf(path);
+    if (!stamp || status.type() != std::filesystem::file_type::regular) {
+        throw CloudError(side == FileSide::Local ? FailureCode::LocalDisk : FailureCode::NotFound,
+                         Support::ToText(path) + QStringLiteral(": not a regular file"));
+    }
+    return *stamp;
+}
+
+} // namespace
+
+SourceFile::SourceFile(const std::filesystem::path& path, FileSide side)
+    : m_path(path)
+    , m_side(side)
+    , m_stamp(RequiredStamp(path, side))
+    , m_file(OpenForReading(path, side))
+{}
+
+QString SourceFile::CopyInto(Support::PartFile& part, Job& job)
+{
+    QCryptographicHash hash(QCryptographicHash::Md5);
+    std::vector<char> buffer(kChunkBytes);
+    qint64 done = 0;
+    job.ReportProgress(done, Size());
+    while (done <= Size()) {
+        job.ThrowIfCanceled();
+        const auto count = Read(buffer.data(), buffer.size());
+        if (count == 0) {
+            break;
+        }
+        hash.addData(buffer.data(), static_cast<int>(count));
+        OnSide(OtherThan(m_side), [&] { part.Write(buffer.data(), count); });
+        done += static_cast<qint64>(count);
+        job.ReportProgress(done, Size());
+    }
+    OnSide(OtherThan(m_side), [&] { part.Finish(); });
+    RequireUnchanged(done);
+    return QString::fromLatin1(hash.result().toHex());
+}
+
+std::size_t SourceFile::Read(char* buffer, std::size_t size)
+{
+    errno = 0;
+    const auto count = std::fread(buffer, 1, size, m_file.get());
+    if (std::ferror(m_file.get()) != 0) {
+        ThrowFileError(m_side, m_path, std::error_code(errno, std::generic_category()));
+    }
+    return count;
+}
+
+void SourceFile::RequireUnchanged(qint64 bytesRead) const
+{
+    const auto now = Support::StampOf(m_path);
+    const bool isSame = now && now->device == m_stamp.device && now->inode == m_stamp.inode &&
+                        now->size == m_stamp.size && now->modified == m_stamp.modified;
+    if (!isSame || bytesRead != Size()) {
+        throw CloudError(m_side == FileSide::Local ? FailureCode::LocalDisk : FailureCode::Conflict,
+                         Support::ToText(m_path) + QStringLiteral(": has changed while it was read"));
+    }
+}
+
+} // namespace Orvane::Social

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <OrvaneCloudProtocol/transports/FileFailure.h>
+
+#include <support/FileStamp.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+
+namespace Orvane::Support {
+class PartFile;
+}
+
+namespace Orvane::Social {
+
+class Job;
+
+/// A regular file that is read from start to end, and that must not change meanwhile. Failures are
+/// CloudErrors.
+class SourceFile
+{
+public:
+    /// A local path may be a symbolic link to a file; one in the cloud may not.
+    SourceFile(const std::filesystem::path& path, FileSide side);
+
+    [[nodiscard]] qint64 Size() const { return static_cast<qint64>(m_stamp.size); }
+
+    /// Copies everything into @p part, which lies on the other side, and finishes it. Returns the lower-case
+    /// hexadecimal MD5 of what was read. Throws when the file has shrunk, grown, changed or gone meanwhile.
+    [[nodiscard]] QString CopyInto(Support::PartFile& part, Job& job);
+
+private:
+    struct Close
+    {
+        void operator()(std::FILE* file) const { std::fclose(file); }
+    };
+
+    [[nodiscard]] std::size_t Read(char* buffer, std::size_t size);
+    void RequireUnchanged(qint64 bytesRead) const;
+
+    const std::filesystem::path m_path;
+    const FileSide m_side;
+    Support::FileStamp m_stamp;
+    std::unique_ptr<std::FILE, Close> m_file;
+};
+
+} // namespace Orvane::Social

@@ -1,0 +1,265 @@
+#include <OrvaneCloudProtocol/transports/folder/FolderTransport.h>
+
+#include <OrvaneCloudProtocol/DocumentId.h>
+#include <OrvaneCloudProtocol/transports/FileFailure.h>
+#include <OrvaneCloudProtocol/transports/SourceFile.h>
+#include <OrvaneCloudProtocol/transports/folder/FolderAddress.h>
+#include <OrvaneCloudProtocol/transports/folder/NumberedName.h>
+#include <support/PartFile.h>
+#include <support/PathText.h>
+
+#include <algorithm>
+#include <limits>
+
+namespace Orvane::Social {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int kMostNamesTried = 10'000;
+
+QString NameOfSystemUser()
+{
+    for (const char* variable : {"USER", "LOGNAME", "USERNAME"}) {
+        const QString name = qEnvironmentVariable(variable);
+        if (!name.isEmpty()) {
+            return name;
+        }
+    }
+    return {};
+}
+
+qint64 Kibibytes(std::uintmax_t bytes)
+{
+    constexpr std::uintmax_t kLargest = std::numeric_limits<qint32>::max();
+    return static_cast<qint64>(std::min(bytes / 1024, kLargest));
+}
+
+CloudError Conflict(const fs::path& path, const QString& reason)
+{
+    return CloudError(FailureCode::Conflict, Support::ToText(path) + QStringLiteral(": ") + reason);
+}
+
+void RequireNameOfNewDocument(const Transport::Upload& upload)
+{
+    if (upload.replacedId.isEmpty() && !IsDocumentName(upload.source.filename().string())) {
+        throw CloudError(
+            FailureCode::Refused,
+            Support::ToText(upload.source) +
+                QStringLiteral(": only files whose names end in \".pdf\" and do not begin with \".\" "
+                               "can become documents"));
+    }
+}
+
+} // namespace
+
+FolderTransport::FolderTransport(const OAuth2::AuthInfo& authInfo, const fs::path& folder,
+                                 const fs::path& cacheFolder)
+    : m_userName(authInfo.userName)
+    , m_documents(folder)
+    , m_hashes(cacheFolder / "cloud-hashes.db")
+    , m_journal(cacheFolder / "temporaries")
+{}
+
+bool FolderTransport::IsDocumentId(const QString& id) const
+{
+    const auto name = DocumentNameOf(id);
+    if (!name) {
+        return false;
+    }
+    std::error_code ignored;
+    const auto type = fs::symlink_status(m_documents.Folder() / *name, ignored).type();
+    return type == fs::file_type::regular || type == fs::file_type::not_found || type == fs::file_type::none;
+}
+
+QUrl FolderTransport::DownloadUrl(const QString& id) const
+{
+    return AddressOfFile(m_documents.PathOf(id));
+}
+
+void FolderTransport::SignIn(const QString&, Job& job)
+{
+    m_device = m_documents.RequireFolder();
+    OnSide(FileSide::Cloud, [&] { fs::directory_iterator{m_documents.Folder()}; });
+    job.ThrowIfCanceled();
+    m_journal.Sweep();
+    m_documents.SweepOldTemporaries();
+}
+
+QString FolderTransport::UserName(Job&)
+{
+    return m_userName.isEmpty() ? NameOfSystemUser() : m_userName;
+}
+
+QUrl FolderTransport::UserProfile(Job&)
+{
+    return AddressOfFile(m_documents.Folder());
+}
+
+Transport::CloudFiles FolderTransport::List(Job& job)
+{
+    m_documents.RequireFolder();
+    CloudFiles files;
+    for (const auto& name : m_documents.Names(job)) {
+        if (const auto file = TryDescribe(m_documents.Folder() / name, job)) {
+            files.append(*file);
+        }
+    }
+    RequireListable(files);
+    m_hashes.Flush();
+    std::sort(files.begin(), files.end(),
+              [](const auto& left, const auto& right) { return left.id < right.id; });
+    return files;
+}
+
+void FolderTransport::RequireListable(const CloudFiles& files)
+{
+    // A folder that went away meanwhile reads like an empty one, and so does the mount point of a share that
+    // is no longer mounted.
+    const auto device = m_documents.RequireFolder();
+    if (files.isEmpty() && device != m_device) {
+        throw CloudError(FailureCode::NotFound,
+                         Support::ToText(m_documents.Folder()) +
+                             QStringLiteral(": another, empty folder is in its place"));
+    }
+    m_device = device;
+}
+
+std::optional<Transport::CloudFile> FolderTransport::TryDescribe(const fs::path& path, Job& job)
+{
+    job.ThrowIfCanceled();
+    const auto stamp = FolderDocuments::StampOf(path);
+    if (!stamp) {
+        return std::nullopt;
+    }
+    const auto md5 = m_hashes.HashOf(path, [&job] { return job.IsCanceled(); });
+    job.ThrowIfCanceled();
+    if (md5.empty() && !FolderDocuments::StampOf(path)) {
+        return std::nullopt;
+    }
+    return FolderDocuments::Describe(path, *stamp, QString::fromStdString(md5));
+}
+
+Transport::CloudFile FolderTransport::Info(const QString& id, Job& job)
+{
+    m_documents.RequireFolder();
+    const auto path = m_documents.PathOf(id);
+    FolderDocuments::RequiredStampOf(path);
+    if (const auto file = TryDescribe(path, job)) {
+        return *file;
+    }
+    throw CloudError(FailureCode::NotFound, id + QStringLiteral(": no such document"));
+}
+
+Transport::CloudFile FolderTransport::Store(const Upload& upload, Job& job)
+{
+    m_documents.RequireFolder();
+    RequireNameOfNewDocument(upload);
+    if (!upload.replacedId.isEmpty()) {
+        FolderDocuments::RequiredStampOf(m_documents.PathOf(upload.replacedId));
+    }
+    SourceFile source(upload.source, FileSide::Local);
+    const auto part = OnSide(FileSide::Cloud, [&] {
+        return std::make_unique<Support::PartFile>(m_documents.Folder(), m_journal);
+    });
+    const QString md5 = source.CopyInto(*part, job);
+    if (!upload.expectedMd5.isEmpty() && upload.expectedMd5.toLower() != md5) {
+        throw Conflict(upload.source, QStringLiteral("is no longer what was to be uploaded"));
+    }
+    const auto path = OnSide(FileSide::Cloud, [&] { return Publish(*part, upload, job); });
+    Support::FileStamp known;
+    known.size = static_cast<std::uint64_t>(source.Size());
+    return FolderDocuments::Describe(path, FolderDocuments::StampOf(path).value_or(known), md5);
+}
+
+fs::path FolderTransport::Publish(Support::PartFile& part, const Upload& upload, Job& job) const
+{
+    if (upload.replacedId.isEmpty()) {
+        return PublishAsNew(part, upload.source.filename().string(), job);
+    }
+    const auto target = m_documents.PathOf(upload.replacedId);
+    job.Commit([&] {
+        FolderDocuments::RequiredStampOf(target);
+        part.Replace(target);
+    });
+    return target;
+}
+
+fs::path FolderTransport::PublishAsNew(Support::PartFile& part, const std::string& name, Job& job) const
+{
+    for (int number = 1; number <= kMostNamesTried; ++number) {
+        const auto target = m_documents.Folder() / NumberedName(name, number);
+        if (TryName(part, target, job)) {
+            return target;
+        }
+    }
+    throw Conflict(m_documents.Folder() / name,
+                   QStringLiteral("this name and its numbered forms are all taken"));
+}
+
+bool FolderTransport::TryName(Support::PartFile& part, const fs::path& target, Job& job)
+{
+    try {
+        return job.Commit([&] { return part.BecomeNew(target); });
+    } catch (const Support::LeftoverError& error) {
+        throw LeftBehindError(
+            CloudError(FailureCodeOf(FileSide::Cloud, error.code()), Support::ToText(target)),
+            DocumentIdOf(target.filename().string()));
+    }
+}
+
+void FolderTransport::Fetch(const Download& download, Job& job)
+{
+    m_documents.RequireFolder();
+    const auto path = m_documents.PathOf(download.id);
+    SourceFile source(path, FileSide::Cloud);
+    if (download.expectedSize != 0 && download.expectedSize != source.Size()) {
+        throw Conflict(path, QStringLiteral("does not have the expected size"));
+    }
+    const auto remembered = m_hashes.HashOf(path, [] { return true; }); // without reading the file
+    const auto part = OnSide(FileSide::Local, [&] {
+        return std::make_unique<Support::PartFile>(download.target.parent_path(), m_journal);
+    });
+    const QString md5 = source.CopyInto(*part, job);
+    if (!remembered.empty() && remembered != md5.toStdString()) {
+        throw Conflict(path, QStringLiteral("does not hold what it held when it was listed"));
+    }
+    OnSide(FileSide::Local, [&] { job.Commit([&] { part->Replace(download.target); }); });
+}
+
+void FolderTransport::Remove(const QString& id, Job& job)
+{
+    m_documents.RequireFolder();
+    const auto path = m_documents.PathOf(id);
+    job.Commit([&] {
+        if (!IsDocumentId(id)) {
+            throw CloudError(FailureCode::Refused,
+                             Support::ToText(path) + QStringLiteral(": not a document"));
+        }
+        OnSide(FileSide::Cloud, [&] { fs::remove(path); });
+    });
+}
+
+Transport::QuotaValue FolderTransport::Quota(Job&)
+{
+    m_documents.RequireFolder();
+    const auto space = OnSide(FileSide::Cloud, [&] { return fs::space(m_documents.Folder()); });
+    const auto used = space.capacity - space.free;
+    return {Kibibytes(used), Kibibytes(used + space.available)};
+}
+
+QString FolderTransport::VersionTag(const QString& id, Job&)
+{
+    m_documents.RequireFolder();
+    return FolderDocuments::VersionTagOf(FolderDocuments::RequiredStampOf(m_documents.PathOf(id)));
+}
+
+Transport::RenderSource FolderTransport::FetchForRendering(const QString& id, Job&)
+{
+    const auto path = m_documents.PathOf(id);
+    FolderDocuments::RequiredStampOf(path);
+    return {path, nullptr};
+}
+
+} // namespace Orvane::Social

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <OAuth2.h>
+#include <OrvaneCloudProtocol/transports/Transport.h>
+#include <OrvaneCloudProtocol/transports/folder/FolderDocuments.h>
+#include <support/HashMemory.h>
+#include <support/TemporaryJournal.h>
+
+#include <atomic>
+
+namespace Orvane::Support {
+class PartFile;
+}
+
+namespace Orvane::Social {
+
+/// A plain folder as the cloud: a share, a mounted drive, a folder of this machine. Any token opens it.
+class FolderTransport final : public Transport
+{
+public:
+    FolderTransport(const OAuth2::AuthInfo& authInfo, const std::filesystem::path& folder,
+                    const std::filesystem::path& cacheFolder);
+
+    [[nodiscard]] bool IsTokenNeeded() const override { return false; }
+    [[nodiscard]] int TransfersAtOnce() const override { return 2; }
+    [[nodiscard]] bool IsDocumentId(const QString& id) const override;
+    [[nodiscard]] QUrl DownloadUrl(const QString& id) const override;
+
+    void SignIn(const QString& token, Job& job) override;
+    QString UserName(Job& job) override;
+    QUrl UserProfile(Job& job) override;
+    CloudFiles List(Job& job) override;
+    CloudFile Info(const QString& id, Job& job) override;
+    CloudFile Store(const Upload& upload, Job& job) override;
+    void Fetch(const Download& download, Job& job) override;
+    void Remove(const QString& id, Job& job) override;
+    QuotaValue Quota(Job& job) override;
+    QString VersionTag(const QString& id, Job& job) override;
+    RenderSource FetchForRendering(const QString& id, Job& job) override;
+
+private:
+    [[nodiscard]] std::optional<CloudFile> TryDescribe(const std::filesystem::path& path, Job& job);
+    void RequireListable(const CloudFiles& files);
+    [[nodiscard]] std::filesystem::path Publish(Support::PartFile& part, const Upload& upload,
+                                                Job& job) const;
+    [[nodiscard]] std::filesystem::path PublishAsNew(Support::PartFile& part, const std::string& name,
+                                                     Job& job) const;
+    [[nodiscard]] static bool TryName(Support::PartFile& part, const std::filesystem::path& target, Job& job);
+
+    const QString m_userName;
+    const FolderDocuments m_documents;
+    Support::HashMemory m_hashes;
+    Support::TemporaryJournal m_journal;
+    std::atomic<FolderDocuments::Device> m_device{0};
+};
+
+} // namespace Orvane::Social
