@@ -2,8 +2,7 @@
 
 #include <QString>
 
-namespace Orvane::Social
-{
+namespace Orvane::Social {
 
 /// Why a request failed, for programs to decide by.
 enum class FailureCode

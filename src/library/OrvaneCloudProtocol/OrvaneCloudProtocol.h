@@ -11,8 +11,7 @@
 #include <optional>
 #include <string>
 
-namespace Orvane::Social
-{
+namespace Orvane::Social {
 
 /// The cloud protocol client: carries out requests against the cloud at one address.
 ///
@@ -21,11 +20,12 @@ namespace Orvane::Social
 /// and are never used twice. A ticket's result comes once; after cancelOperation, or once the client is gone,
 /// nothing comes. Destruction stops what runs and leaves no partial file behind.
 ///
-/// A request does not start (INVALID_TICKET) while nobody is signed in, and when its parameters make no sense.
-/// LastFailure tells why, as it does for requests that fail later.
+/// A request does not start (INVALID_TICKET) while nobody is signed in, and when its parameters make no
+/// sense. LastFailure tells why, as it does for requests that fail later.
 class ORVANE_PROTOCOL_EXPORT OrvaneCloudProtocol
-    : public QObject
-    , public Protocol<Ability::Auth, Ability::File<OrvaneCloudSharingResult>, Ability::Quota, Ability::Preview>
+    : public QObject,
+      public Protocol<Ability::Auth, Ability::File<OrvaneCloudSharingResult>, Ability::Quota,
+                      Ability::Preview>
 {
     Q_OBJECT
 
@@ -44,7 +44,7 @@ public:
     static const QString MD5_HASH;
     static const QString SSO_TOKEN;
 
-    /// @param address  the cloud's address, UTF-8: "file:///folder" for a plain folder. An address that is not
+    /// @param address  the cloud's address, UTF-8: "file:///folder" for a plain folder. One that is not
     ///                 understood makes a client that never signs in (FailureCode::InvalidAddress).
     OrvaneCloudProtocol(const OAuth2::AuthInfo& authInfo, const std::string& address, QObject* parent);
     ~OrvaneCloudProtocol() override;
@@ -84,9 +84,9 @@ public:
     long long deleteFile(const FileFieldData& file, Files::OnResult&& onResult) override;
 
     /// Stores a local PDF file: as a new document, which gets another name when its own is taken
-    /// ("name (2).pdf"), or, with ID, in the place of exactly that document. MD5_HASH, when not empty, must be
-    /// the hash of what is sent. The answer of a failed upload names a document only if the upload has itself
-    /// left a new one there that it could not take away again. Progress is 0 to 100, in per cent.
+    /// ("name (2).pdf"), or, with ID, in the place of exactly that document. MD5_HASH, when not empty, must
+    /// be the hash of what is sent. The answer of a failed upload names a document only if the upload has
+    /// itself left a new one there that it could not take away again. Progress is 0 to 100, in per cent.
     long long uploadFile(const QString& localPath, const QMap<QString, QString>& parameters,
                          OnUploaded&& onResult, OnProgress&& onProgress) override;
 

@@ -1,0 +1,79 @@
+#include <OrvaneCloudProtocol/DeliveryQueue.h>
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QEvent>
+#include <QPointer>
+
+namespace Orvane::Social {
+
+namespace {
+
+constexpr int kSliceMilliseconds = 3;
+
+QEvent::Type AnnouncementType()
+{
+    static const auto type = static_cast<QEvent::Type>(QEvent::registerEventType());
+    return type;
+}
+
+} // namespace
+
+void DeliveryQueue::Post(Delivery delivery)
+{
+    const std::lock_guard lock(m_mutex);
+    m_deliveries.push_back(std::move(delivery));
+    if (!m_isAnnounced) {
+        m_isAnnounced = true;
+        QCoreApplication::postEvent(this, new QEvent(AnnouncementType()));
+    }
+}
+
+bool DeliveryQueue::event(QEvent* event)
+{
+    if (event->type() != AnnouncementType()) {
+        return QObject::event(event);
+    }
+    {
+        const std::lock_guard lock(m_mutex);
+        m_isAnnounced = false;
+    }
+    DeliverSlice();
+    return true;
+}
+
+void DeliveryQueue::timerEvent(QTimerEvent*)
+{
+    DeliverSlice();
+}
+
+void DeliveryQueue::DeliverSlice()
+{
+    // A timer, because events posted meanwhile would be handled before the event loop turns. It runs during
+    // the deliveries already: one of them may wait in an event loop of its own for the next.
+    m_nextSlice.start(0, this);
+    const QPointer<DeliveryQueue> self(this);
+    QElapsedTimer elapsed;
+    elapsed.start();
+    do {
+        const auto delivery = TakeNext();
+        if (!delivery) {
+            m_nextSlice.stop();
+            return;
+        }
+        delivery();
+    } while (self && elapsed.elapsed() < kSliceMilliseconds);
+}
+
+DeliveryQueue::Delivery DeliveryQueue::TakeNext()
+{
+    const std::lock_guard lock(m_mutex);
+    if (m_deliveries.empty()) {
+        return {};
+    }
+    auto delivery = std::move(m_deliveries.front());
+    m_deliveries.pop_front();
+    return delivery;
+}
+
+} // namespace Orvane::Social
