@@ -1,0 +1,108 @@
+#pragma once
+
+#include "LocalFiles.h"
+#include "OrdinaryUser.h"
+
+#include <support/PathText.h>
+
+#include <QByteArray>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+
+namespace Orvane::Tests {
+
+inline void WriteFile(const std::filesystem::path& path, const QByteArray& bytes)
+{
+    std::ofstream(path, std::ios::binary | std::ios::trunc).write(bytes.constData(), bytes.size());
+}
+
+/// Nothing when there is no such file.
+inline std::optional<QByteArray> ReadFile(const std::filesystem::path& path)
+{
+    std::ifstream stream(path, std::ios::binary);
+    if (!stream)
+        return std::nullopt;
+    return QByteArray::fromStdString(
+        {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()});
+}
+
+/// The names of all that a folder holds, hidden things included.
+inline std::set<std::string> NamesIn(const std::filesystem::path& folder)
+{
+    std::set<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(folder))
+        names.insert(entry.path().filename().string());
+    return names;
+}
+
+/// A cloud of some kind, with what a test needs to do behind the client's back.
+class CloudUnderTest
+{
+public:
+    virtual ~CloudUnderTest() = default;
+
+    [[nodiscard]] virtual std::string Address() const = 0;
+    [[nodiscard]] virtual QString Token() const = 0;
+
+    virtual void Put(const std::string& name, const QByteArray& bytes) = 0;
+    virtual void PutCollection(const std::string& name) = 0;
+    [[nodiscard]] virtual std::optional<QByteArray> Read(const std::string& name) const = 0;
+
+    /// All that is there, temporary files included.
+    [[nodiscard]] virtual std::set<std::string> Names() const = 0;
+
+    /// From now on, or no longer, the cloud refuses every change.
+    virtual void SetReadOnly(bool isReadOnly) = 0;
+
+    /// The cloud is no longer where it was.
+    virtual void TakeAway() = 0;
+};
+
+class FolderCloud final : public CloudUnderTest
+{
+public:
+    FolderCloud() { std::filesystem::create_directory(Folder()); }
+
+    [[nodiscard]] std::filesystem::path Folder() const { return m_scratch.Path() / "cloud"; }
+    [[nodiscard]] std::string Address() const override { return "file://" + Folder().string(); }
+    [[nodiscard]] QString Token() const override { return QStringLiteral("any"); }
+
+    void Put(const std::string& name, const QByteArray& bytes) override { WriteFile(Folder() / name, bytes); }
+    void PutCollection(const std::string& name) override
+    {
+        std::filesystem::create_directory(Folder() / name);
+    }
+
+    [[nodiscard]] std::optional<QByteArray> Read(const std::string& name) const override
+    {
+        return ReadFile(Folder() / name);
+    }
+
+    [[nodiscard]] std::set<std::string> Names() const override { return NamesIn(Folder()); }
+
+    void SetReadOnly(bool isReadOnly) override
+    {
+        using std::filesystem::perms;
+        m_user.reset();
+        std::filesystem::permissions(
+            Folder(), isReadOnly
+                          ? perms::all & ~(perms::owner_write | perms::group_write | perms::others_write)
+                          : perms::all);
+        if (isReadOnly)
+            m_user.emplace();
+    }
+
+    void TakeAway() override { std::filesystem::rename(Folder(), m_scratch.Path() / "elsewhere"); }
+
+private:
+    Testing::TemporaryFolder m_scratch;
+    std::optional<Testing::OrdinaryUser> m_user;
+};
+
+} // namespace Orvane::Tests
