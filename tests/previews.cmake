@@ -1,0 +1,3 @@
+orvane_test(PageRendererTest LIBRARIES OrvaneCloudProtocolInternals)
+orvane_test(PreviewCacheTest LIBRARIES OrvaneCloudProtocolInternals)
+orvane_test(PreviewMakerTest LIBRARIES OrvaneCloudProtocolInternals)

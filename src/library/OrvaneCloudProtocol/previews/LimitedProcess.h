@@ -1,0 +1,43 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+#include <QStringList>
+
+#include <chrono>
+#include <filesystem>
+
+namespace Orvane::Social {
+
+class Job;
+
+/// What a helper process may use before it is killed. CPU time and memory are limited where the system can.
+struct ProcessLimits
+{
+    std::chrono::milliseconds wallTime;
+    std::chrono::seconds cpuTime;
+    quint64 memoryBytes; ///< of address space
+    qint64 outputBytes;
+};
+
+/// How a helper process ended by itself.
+struct ProcessResult
+{
+    bool hasSucceeded; ///< exit code 0
+    QByteArray output;
+    QByteArray errorOutput; ///< the first few KiB
+};
+
+/// Stands in the arguments for the name under which the process opens its input.
+[[nodiscard]] QString InputPlaceholder();
+
+/// Runs a program that reads one file, and waits for its end. The calling thread needs no event loop. The
+/// process is gone when this returns or throws; it gets no more of our environment than it needs.
+///
+/// Throws CloudError: Canceled; LocalDisk when @p input is no regular file that can be read; Unsupported when
+/// the program does not start; InvalidDocument when it crashes or exceeds a limit.
+[[nodiscard]] ProcessResult RunLimited(const QString& program, const QStringList& arguments,
+                                       const std::filesystem::path& input, const ProcessLimits& limits,
+                                       const Job& job);
+
+} // namespace Orvane::Social
