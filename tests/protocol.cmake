@@ -4,4 +4,5 @@ add_dependencies(OrvaneCloudProtocolInternals OrvaneCloudProtocol)
 
 orvane_test(ProtocolContractTest LIBRARIES OrvaneCloudProtocol)
 orvane_test(DocumentIdTest LIBRARIES OrvaneCloudProtocolInternals)
+orvane_test(FolderTransportTest LIBRARIES OrvaneCloudProtocolInternals)
 orvane_test(RequestQueueTest LIBRARIES OrvaneCloudProtocolInternals)

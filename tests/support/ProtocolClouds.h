@@ -13,6 +13,7 @@
 #include <memory>
 #include <optional>
 #include <set>
+#include <sstream>
 #include <string>
 
 namespace Orvane::Tests {
@@ -28,8 +29,9 @@ inline std::optional<QByteArray> ReadFile(const std::filesystem::path& path)
     std::ifstream stream(path, std::ios::binary);
     if (!stream)
         return std::nullopt;
-    return QByteArray::fromStdString(
-        {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()});
+    std::ostringstream bytes;
+    bytes << stream.rdbuf();
+    return QByteArray::fromStdString(bytes.str());
 }
 
 /// The names of all that a folder holds, hidden things included.
