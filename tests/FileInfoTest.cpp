@@ -1,0 +1,119 @@
+#include "support/Journal.h"
+
+#include <QFile>
+#include <QTemporaryDir>
+
+namespace {
+
+using namespace Orvane;
+using namespace Orvane::Tests;
+using PDF::FileInfo;
+using Status = FileInfo::CloudStatus;
+using PreviewSize = FileInfo::PreviewSize;
+
+TEST(FileInfoTest, RecordFromCloudDataIsCloudOnly)
+{
+    const QDateTime created({2020, 1, 2}, {3, 4}, Qt::UTC);
+    const FileInfo::CloudInfo cloud("id", "name", 1ULL << 40, true, QUrl("https://h/"_q), created,
+                                    created.addDays(1), 60, "md5");
+    EXPECT_EQ(cloud.GetFileName() + cloud.GetMd5Hash(), "namemd5");
+    EXPECT_EQ(cloud.GetSize(), 1ULL << 40);
+    EXPECT_TRUE(cloud.IsPrivate());
+    EXPECT_EQ(cloud.GetDownloadUrl(), QUrl("https://h/"_q));
+    EXPECT_EQ(cloud.GetCreatedAt(), created);
+    EXPECT_EQ(cloud.GetModifyTime(), created.addDays(1));
+    EXPECT_EQ(cloud.GetLifeTime(), 60);
+
+    const FileInfo record(cloud);
+    EXPECT_EQ(record.GetId(), "id");
+    EXPECT_TRUE(record.GetPath().empty() && record.GetPreviewsSet().empty());
+    EXPECT_EQ(record.GetSize(), 0U);
+    EXPECT_EQ(record.GetCloudStatus(), Status::CloudOnly);
+}
+
+TEST(FileInfoTest, OnlyTheRedactableCloudSideIsTheRecordsOwn)
+{
+    FileInfo record(CloudSide("abc"));
+    auto copy = *record.GetCloudInfo();
+    copy.SetPreviewPathBySize("/copy"_s, PreviewSize::Small);
+    EXPECT_TRUE(record.GetPreviewsSet().empty());
+    const FileInfo independent(record);
+    record.GetRedactableCloudInfo()->SetPreviewPathBySize("/own"_s, PreviewSize::Small);
+    EXPECT_EQ(record.GetPreviewsSet().size(), 1U);
+    record.GetRedactableCloudInfo().reset();
+    EXPECT_FALSE(record.GetCloudInfo().has_value());
+    EXPECT_TRUE(independent.GetCloudInfo().has_value() && independent.GetPreviewsSet().empty());
+}
+
+TEST(FileInfoTest, RecordAndCloudSideShareOnePreviewSetThatUpdatesDoNotClear)
+{
+    FileInfo record(CloudSide("abc"));
+    record.SetPreviewsSet({{PreviewSize::Large, ioPath("/l"_s)}, {PreviewSize::Small, ioPath("/old"_s)}});
+    record.GetRedactableCloudInfo()->SetPreviewPathBySize("/s"_s, PreviewSize::Small);
+    const FileInfo::PreviewsSet previews = {{PreviewSize::Small, ioPath("/s"_s)},
+                                            {PreviewSize::Large, ioPath("/l"_s)}};
+    EXPECT_EQ(record.GetCloudInfo()->GetPreviewsSet(), previews);
+    EXPECT_FALSE(record.UpdateCloudInfo(CloudSide("abc")));
+    EXPECT_TRUE(record.UpdateCloudInfo(CloudSide("abc", "new.pdf")));
+    EXPECT_EQ(record.GetCloudInfo()->GetFileName(), "new.pdf");
+    EXPECT_EQ(record.GetPreviewsSet(), previews);
+
+    auto withPreviews = CloudSide("abc", "new.pdf");
+    withPreviews.SetPreviewPathBySize("/m"_s, PreviewSize::Medium);
+    EXPECT_TRUE(record.UpdateCloudInfo(withPreviews));
+    EXPECT_EQ(record.GetPreviewsSet(), withPreviews.GetPreviewsSet());
+}
+
+TEST(FileInfoTest, StatusFollowsFromHashesAndTheLastSynchronisation)
+{
+    struct Case
+    {
+        std::string localHash;
+        std::string cloudHash;
+        std::string lastSynchronised;
+        Status status;
+    };
+    const std::vector<Case> cases = {
+        {"a", "a", "", Status::Synchronized},  {"a", "a", "b", Status::Synchronized},
+        {"b", "a", "a", Status::LocalChanged}, {"a", "b", "a", Status::CloudChanged},
+        {"b", "c", "a", Status::Conflict},     {"b", "c", "", Status::Conflict},
+        {"a", "", "a", Status::Undefined},     {"", "a", "", Status::Conflict},
+    };
+    for (const auto& [localHash, cloudHash, lastSynchronised, status] : cases) {
+        FileInfo record(CloudSide("abc", "a.pdf", 1, cloudHash));
+        record.SetPath("/a.pdf"_s, localHash, lastSynchronised);
+        EXPECT_EQ(record.GetCloudStatus(), status)
+            << localHash << " " << cloudHash << " " << lastSynchronised;
+        EXPECT_EQ(record.GetCloudHashBeforeChange(), lastSynchronised);
+        record.SetIsSyncingInProgress(true);
+        EXPECT_EQ(record.GetCloudStatus(), Status::Syncing);
+        record.GetRedactableCloudInfo().reset();
+        EXPECT_EQ(static_cast<int>(record.GetCloudStatus()), 5);
+    }
+}
+
+TEST(FileInfoTest, LastSynchronisationMovesOnlyWhenBothSidesAreEqual)
+{
+    FileInfo record(CloudSide("abc", "a.pdf", 1, "one"));
+    record.SetPath("/a.pdf"_s, "one");
+    record.SetPath("/a.pdf"_s, "two");
+    EXPECT_EQ(record.GetCloudHashBeforeChange(), "one");
+    record.UpdateCloudInfo(CloudSide("abc", "a.pdf", 1, "two"));
+    EXPECT_EQ(record.GetCloudHashBeforeChange(), "two");
+    record.UpdateCloudInfo(CloudSide("abc", "a.pdf", 1, "three"));
+    EXPECT_EQ(record.GetCloudStatus(), Status::CloudChanged);
+}
+
+TEST(FileInfoTest, SizeIsThatOfTheLocalFileNow)
+{
+    const QTemporaryDir folder;
+    QFile file(folder.path() + "/\u00e4.pdf"_q);
+    FileInfo record(CloudSide("abc"));
+    record.SetPath(file.fileName().toStdString(), "h");
+    EXPECT_EQ(record.GetSize(), 0U);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Unbuffered));
+    file.write("12345");
+    EXPECT_EQ(record.GetSize(), 5U);
+}
+
+} // namespace

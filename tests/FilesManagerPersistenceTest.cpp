@@ -1,0 +1,273 @@
+#include "support/FilesManagerFixture.h"
+
+#include <QLocale>
+#include <QTimeZone>
+
+namespace {
+
+using namespace Orvane;
+using namespace Orvane::Tests;
+using PDF::FileInfo;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class FilesManagerPersistenceTest : public FilesManagerFixture
+{
+protected:
+    /// The record of document "abc" as it comes out of a storage with these values.
+    FileInfo Restored(const FakeStorage::Record& values)
+    {
+        m_storage->m_records = {{"abc", values}};
+        Open();
+        return Stored("abc");
+    }
+};
+
+TEST_F(FilesManagerPersistenceTest, GreatestIdComesToTheFront)
+{
+    m_storage->m_records = {{"10", {}}, {"100", {}}, {"9", {}}, {"\u00e9", {}}, {"", {}}};
+    Open();
+    EXPECT_THAT(Ids(), ElementsAre("\u00e9", "9", "100", "10", ""));
+}
+
+TEST_F(FilesManagerPersistenceTest, LocalCopyIsLookedUpAndHashedWhenItIsThere)
+{
+    m_fileSystem->m_existing = {"/here/a.pdf"};
+    const std::string previews = "/p1;/p2;/p3;";
+    m_storage->m_records = {
+        {"1", {{"file_path", "/gone/./a.pdf"}, {"local_file_hash", "h"}, {"preview_path", previews}}},
+        {"2",
+         {{"file_path", "/here/./a.pdf"},
+          {"local_file_hash", "old"},
+          {"file_hash", "cloud"},
+          {"last_sync_file_hash", "before"},
+          {"preview_path", previews}}},
+        {"3", {{"local_file_hash", "h"}, {"last_sync_file_hash", "before"}, {"preview_path", previews}}},
+    };
+    EXPECT_THAT(During([this] { Open(); }),
+                ElementsAre("LoadRecords()", "NormalizePath(/gone/./a.pdf)", "Exists(/gone/a.pdf)",
+                            "NormalizePath(/here/./a.pdf)", "Exists(/here/a.pdf)",
+                            "CalculateFileHash(/here/a.pdf)", "NormalizePath()", "Exists()"));
+
+    const auto here = Stored("2");
+    EXPECT_EQ(here.GetPath().utf8string(), "/here/a.pdf");
+    EXPECT_EQ(here.GetMd5Hash(), "hash of /here/a.pdf");
+    EXPECT_EQ(here.GetCloudHashBeforeChange(), "before");
+    EXPECT_EQ(here.GetPreviewsSet(), (FileInfo::PreviewsSet{{PreviewSize::Small, ioPath("/p1"_s)},
+                                                            {PreviewSize::Medium, ioPath("/p2"_s)},
+                                                            {PreviewSize::Large, ioPath("/p3"_s)}}));
+    for (const std::string id : {"1", "3"}) {
+        const auto cloudOnly = Stored(id);
+        EXPECT_TRUE(cloudOnly.GetPath().empty());
+        EXPECT_EQ(cloudOnly.GetMd5Hash() + cloudOnly.GetCloudHashBeforeChange(), "");
+        EXPECT_TRUE(cloudOnly.GetPreviewsSet().empty());
+    }
+}
+
+TEST_F(FilesManagerPersistenceTest, PreviewsComeInThreesOrNotAtAll)
+{
+    m_fileSystem->m_existing = {"/a.pdf"};
+    const std::vector<std::pair<std::string, std::string>> cases = {
+        {"a;b;c;", "a|b|c|"},
+        {"a;b;c", "a|b|c|"},
+        {";;a;;b;c;;", "a|b|c|"},
+        {"", ""},
+        {"a;b;", ""},
+        {"a;b;c;d;", ""},
+        {";;;", ""},
+        {" ; ; ", " | | |"},
+        {"\u00e9;b;c;", "\u00e9|b|c|"},
+        {"a\0z;b;c;"_s, "a|b|c|"},
+    };
+    for (const auto& [stored, expected] : cases) {
+        std::string paths;
+        for (const auto& [size, path] :
+             Restored({{"file_path", "/a.pdf"}, {"preview_path", stored}}).GetPreviewsSet())
+            paths += path.utf8string() + "|";
+        EXPECT_EQ(paths, expected) << stored;
+    }
+}
+
+struct StoredValue
+{
+    const char* key;
+    std::string stored;
+    std::string restored;
+};
+
+TEST_F(FilesManagerPersistenceTest, ValuesThatDoNotParseTakeTheirDefault)
+{
+    using CloudInfo = FileInfo::CloudInfo;
+    const std::map<std::string, std::function<std::string(const CloudInfo&)>> fields = {
+        {"cloud_size", [](auto& cloud) { return std::to_string(cloud.GetSize()); }},
+        {"is_private", [](auto& cloud) { return std::to_string(cloud.IsPrivate()); }},
+        {"lifetime_in_sec", [](auto& cloud) { return std::to_string(cloud.GetLifeTime()); }},
+        {"file_name", [](auto& cloud) { return cloud.GetFileName(); }},
+        {"file_hash", [](auto& cloud) { return cloud.GetMd5Hash(); }},
+        {"download_url", [](auto& cloud) { return cloud.GetDownloadUrl().toEncoded().toStdString(); }},
+        {"created_at", [](auto& cloud) { return cloud.GetCreatedAt().toString(Qt::ISODate).toStdString(); }},
+        {"modified_time",
+         [](auto& cloud) { return cloud.GetModifyTime().toString(Qt::ISODate).toStdString(); }},
+    };
+    const std::string long_ = std::string(1 << 20, '9');
+    const std::vector<StoredValue> values = {
+        {"cloud_size", "5000", "5000"},
+        {"cloud_size", " \t+12 bytes", "12"},
+        {"cloud_size", "18446744073709551615", "18446744073709551615"},
+        {"cloud_size", "18446744073709551616", "0"},
+        {"cloud_size", "-1", "18446744073709551615"},
+        {"cloud_size", "many", "0"},
+        {"cloud_size", "", "0"},
+        {"cloud_size", long_, "0"},
+        {"is_private", "2", "1"},
+        {"is_private", "-1", "1"},
+        {"is_private", "0", "0"},
+        {"is_private", "true", "0"},
+        {"is_private", "4294967296", "0"},
+        {"lifetime_in_sec", "3600", "3600"},
+        {"lifetime_in_sec", " -5s", "-5"},
+        {"lifetime_in_sec", "2147483648", "0"},
+        {"lifetime_in_sec", "x", "0"},
+        {"file_name", "n\u00e4me\0;'.pdf"_s, "n\u00e4me\0;'.pdf"_s},
+        {"file_name", long_, long_},
+        {"file_hash", "h\0sh"_s, "h\0sh"_s},
+        {"download_url", "https://h/a b?x=\u00e4", "https://h/a%20b?x=%C3%A4"},
+        {"created_at", "Sat Feb 29 12:34:56 2020 GMT", "2020-02-29T12:34:56Z"},
+        {"created_at", "2020-02-29T12:34:56Z", ""},
+        {"modified_time", "Sat Feb 29 12:34:56 2020 GMT+0200", "2020-02-29T12:34:56+02:00"},
+        {"modified_time", "tomorrow", ""},
+        {"modified_time", long_, ""},
+    };
+    const auto defaults = Restored({});
+    for (const auto& value : values) {
+        const auto restored = Restored({{value.key, value.stored}});
+        EXPECT_EQ(fields.at(value.key)(*restored.GetCloudInfo()), value.restored)
+            << value.key << " " << value.stored.substr(0, 40);
+        for (const auto& [key, read] : fields) {
+            if (key != value.key) {
+                EXPECT_EQ(read(*restored.GetCloudInfo()), read(*defaults.GetCloudInfo())) << key;
+            }
+        }
+    }
+    const CloudInfo empty("abc", "", 0, false, QUrl(), QDateTime(), QDateTime(), 0, "");
+    EXPECT_TRUE(*defaults.GetCloudInfo() == empty);
+}
+
+TEST_F(FilesManagerPersistenceTest, SavesEveryValueInOrder)
+{
+    const QDateTime created({2020, 2, 29}, {12, 34, 56, 789}, Qt::UTC);
+    FileInfo::CloudInfo cloud("1", "n\u00e4me.pdf", std::numeric_limits<unsigned long long>::max(), true,
+                              QUrl("https://h/a%20b"_q), created, QDateTime(), -5, "cloud");
+    cloud.SetPreviewPathBySize("/large"_s, PreviewSize::Large);
+    cloud.SetPreviewPathBySize("/small"_s, PreviewSize::Small);
+    const auto local = Add(std::make_shared<FileInfo>(cloud));
+    local->SetPath("/./a.pdf"_s, "local", "before");
+    Add(std::make_shared<FileInfo>(FileInfo::CloudInfo("2", "", 0, false, {}, {}, created, 0, "")));
+    Add(DocumentWithoutCloudSide("no cloud side"));
+
+    EXPECT_THAT(
+        During([this] { m_list.reset(); }),
+        ElementsAre("SetValue(2, file_hash, )", "SetValue(2, last_sync_file_hash, )",
+                    "SetValue(2, file_name, )", "SetValue(2, is_private, 0)", "SetValue(2, download_url, )",
+                    "SetValue(2, created_at, )", "SetValue(2, modified_time, Sat Feb 29 12:34:56 2020 GMT)",
+                    "SetValue(2, lifetime_in_sec, 0)", "SetValue(2, cloud_size, 0)",
+                    "SetValue(2, preview_path, )", //
+                    "SetValue(1, file_path, /./a.pdf)", "SetValue(1, local_file_hash, local)",
+                    "SetValue(1, file_hash, cloud)", "SetValue(1, last_sync_file_hash, before)",
+                    "SetValue(1, file_name, n\u00e4me.pdf)", "SetValue(1, is_private, 1)",
+                    "SetValue(1, download_url, https://h/a b)",
+                    "SetValue(1, created_at, Sat Feb 29 12:34:56 2020 GMT)", "SetValue(1, modified_time, )",
+                    "SetValue(1, lifetime_in_sec, -5)", "SetValue(1, cloud_size, 18446744073709551615)",
+                    "SetValue(1, preview_path, /small;/large;)"));
+}
+
+TEST_F(FilesManagerPersistenceTest, RemovedRecordsAreDeletedFirstInAscendingOrder)
+{
+    for (const std::string id : {"b", "c", "a", "back again"}) {
+        const auto document = Add(id);
+        m_list->Remove(document);
+    }
+    Add("back again");
+    const auto events = During([this] { m_list.reset(); });
+    ASSERT_EQ(events.size(), 13U);
+    EXPECT_EQ(Events(events.begin(), events.begin() + 4),
+              (Events{"RemoveRecord(a)", "RemoveRecord(b)", "RemoveRecord(c)",
+                      "SetValue(back again, file_hash, cloud hash)"}));
+}
+
+// Single values are never deleted, so the front one's local path stays below the values of the back one.
+TEST_F(FilesManagerPersistenceTest, DocumentsOfOneIdAreWrittenOverEachOther)
+{
+    Add(CloudDocument("abc", "back.pdf"));
+    Add(CloudDocument("abc", "front.pdf"))->SetPath("/front.pdf"_s, "front");
+    m_list.reset();
+    const auto& stored = m_storage->m_records.at("abc");
+    EXPECT_EQ(stored.at("file_name"), "back.pdf");
+    EXPECT_EQ(stored.at("file_path"), "/front.pdf");
+    Open();
+    EXPECT_EQ(m_list->FilesCount(), 1);
+}
+
+// Run under several languages and time zones, see cloud.cmake.
+class StoredDatesTest : public FilesManagerPersistenceTest
+{
+protected:
+    std::string StoredText(const QDateTime& date)
+    {
+        m_storage->m_records.clear();
+        Open();
+        Add(std::make_shared<FileInfo>(FileInfo::CloudInfo("abc", "", 0, false, {}, date, date, 0, "")));
+        m_list.reset();
+        const auto& stored = m_storage->m_records.at("abc");
+        EXPECT_EQ(stored.at("created_at"), stored.at("modified_time"));
+        return stored.at("created_at");
+    }
+
+    QDateTime RestoredDate(const QDateTime& date)
+    {
+        StoredText(date);
+        Open();
+        const auto restored = *m_list->GetFileInfo("abc"_q)->GetCloudInfo();
+        EXPECT_EQ(restored.GetCreatedAt(), restored.GetModifyTime());
+        return restored.GetCreatedAt();
+    }
+};
+
+TEST_F(StoredDatesTest, TextIsEnglishInEveryLanguage)
+{
+    const QDate day(2021, 3, 1);
+    const QTime time(5, 6, 7, 89);
+    const std::vector<std::pair<QDateTime, std::string>> cases = {
+        {QDateTime(day, time, Qt::UTC), "Mon Mar 1 05:06:07 2021 GMT"},
+        {QDateTime(day, time, Qt::OffsetFromUTC, -12600), "Mon Mar 1 05:06:07 2021 GMT-0330"},
+        {QDateTime(day, time, Qt::LocalTime), "Mon Mar 1 05:06:07 2021"},
+        {QDateTime(day, time, QTimeZone("Asia/Tokyo")), "Mon Mar 1 05:06:07 2021 GMT+0900"},
+        {QDateTime(), ""},
+    };
+    for (const auto& [date, text] : cases)
+        EXPECT_EQ(StoredText(date), text);
+    const bool isEnglish =
+        QLocale::system().language() == QLocale::C || QLocale::system().language() == QLocale::English;
+    EXPECT_EQ(QDateTime({2021, 5, 2}, time).toString(Qt::TextDate).startsWith("Sun May"_q), isEnglish)
+        << "the test no longer runs in another language";
+}
+
+TEST_F(StoredDatesTest, EveryMonthAndTimeSpecComesBackToTheSecond)
+{
+    for (int month = 1; month <= 12; ++month) {
+        const QDate day(2019 + month % 2, month, 28);
+        const QTime time(23, 59, 58, 999);
+        for (const auto& date : {QDateTime(day, time, Qt::LocalTime), QDateTime(day, time, Qt::UTC),
+                                 QDateTime(day, time, Qt::OffsetFromUTC, 20700),
+                                 QDateTime(day, time, QTimeZone("America/St_Johns"))}) {
+            const auto restored = RestoredDate(date);
+            EXPECT_EQ(restored, date.addMSecs(-999)) << date.toString(Qt::ISODate).toStdString();
+            EXPECT_EQ(restored.offsetFromUtc(), date.offsetFromUtc());
+            if (date.timeSpec() != Qt::TimeZone) {
+                EXPECT_EQ(restored.timeSpec(), date.timeSpec());
+            }
+        }
+    }
+}
+
+} // namespace

@@ -1,0 +1,122 @@
+#pragma once
+
+#include "FakeCloudProtocol.h"
+#include "FakeFileSystem.h"
+#include "FakeHashCalculator.h"
+#include "LogCapture.h"
+#include "SignalLog.h"
+
+#include <OrvaneCloud/OrvaneCloudManager.h>
+
+namespace Orvane::Tests {
+
+class FakeSettings : public PDF::Settings::ICloudAccountSettings
+{
+public:
+    explicit FakeSettings(Journal& journal)
+        : m_journal(journal)
+    {}
+
+    bool IsAutoRefreshEnabled() override
+    {
+        m_journal.Add("IsAutoRefreshEnabled()");
+        return m_isAutoRefreshEnabled;
+    }
+
+    int GetAutoRefreshInterval() override
+    {
+        m_journal.Add("GetAutoRefreshInterval()");
+        return m_interval;
+    }
+
+    bool m_isAutoRefreshEnabled = false;
+    int m_interval = 60'000;
+
+private:
+    Journal& m_journal;
+};
+
+/// Overrides what the manager calls on itself, and does nothing but say so.
+class OverridingManager : public PDF::Cloud::OrvaneCloudManager
+{
+public:
+    template <typename... Collaborators>
+    explicit OverridingManager(Journal& journal, Collaborators&&... collaborators)
+        : OrvaneCloudManager(collaborators...)
+        , m_journal(journal)
+    {}
+
+    using OrvaneCloudManager::Download;
+    using OrvaneCloudManager::Upload;
+
+    void Upload(const QString& path) override { m_journal.Add("own Upload(" + path.toStdString() + ")"); }
+    void Download(const Document& document, const QString& folder) override
+    {
+        m_journal.Add("own Download(" + m_journal.Name(document) + ", " + folder.toStdString() + ")");
+    }
+    void RetrieveFilesList() override { m_journal.Add("own RetrieveFilesList()"); }
+    void RemoveFile(const Document& document) override
+    {
+        m_journal.Add("own RemoveFile(" + m_journal.Name(document) + ")");
+    }
+    void UserQuota() override { m_journal.Add("own UserQuota()"); }
+    void RetrieveFilePreview(const Document& document, PDF::FileInfo::PreviewSize previewSize,
+                             const QSize& size) override
+    {
+        m_previewed.push_back(document);
+        m_journal.Add("own RetrieveFilePreview(" + m_journal.Name(document) + ", " +
+                      PDF::FileInfo::previewSizetoString(previewSize) + ", " + std::to_string(size.width()) +
+                      " x " + std::to_string(size.height()) + ")");
+    }
+
+    std::vector<Document> m_previewed;
+
+private:
+    Journal& m_journal;
+};
+
+/// A manager over fakes. Everything that happens goes to one journal.
+class CloudManagerFixture : public JournalFixture
+{
+protected:
+    CloudManagerFixture() { MakeManager(); }
+
+    void MakeManager()
+    {
+        m_manager =
+            std::make_unique<PDF::Cloud::OrvaneCloudManager>(m_protocol, m_hashes, m_fileSystem, m_settings);
+        m_signals.Watch(*m_manager);
+    }
+
+    OverridingManager& MakeOverridingManager()
+    {
+        auto manager =
+            std::make_unique<OverridingManager>(m_journal, m_protocol, m_hashes, m_fileSystem, m_settings);
+        auto& made = *manager;
+        m_manager = std::move(manager);
+        m_signals.Watch(*m_manager);
+        (void)m_journal.Take();
+        return made;
+    }
+
+    /// What happens when the request started last is answered.
+    Events WhenAnswered(RequestResult result)
+    {
+        return During([&] { m_protocol->Finish(m_protocol->m_requests.size() - 1, result); });
+    }
+
+    LogCapture m_log{m_journal};
+    std::shared_ptr<FakeCloudProtocol> m_protocol = std::make_shared<FakeCloudProtocol>(m_journal);
+    std::shared_ptr<FakeHashCalculator> m_hashes = std::make_shared<FakeHashCalculator>(m_journal);
+    std::shared_ptr<FakeFileSystem> m_fileSystem = std::make_shared<FakeFileSystem>(m_journal);
+    std::shared_ptr<FakeSettings> m_settings = std::make_shared<FakeSettings>(m_journal);
+    SignalLog m_signals{m_journal};
+    std::unique_ptr<PDF::Cloud::OrvaneCloudManager> m_manager;
+};
+
+constexpr auto kSuccess = RequestResult::Success;
+constexpr auto kError = RequestResult::Error;
+constexpr auto kCanceled = RequestResult::Canceled;
+constexpr auto kUnknownResult = static_cast<RequestResult>(3);
+
+} // namespace Orvane::Tests
