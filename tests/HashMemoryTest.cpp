@@ -159,6 +159,7 @@ TEST_F(HashMemoryTest, ForgetsWhatWasNotUsedLongest)
     auto memory = NewMemory();
     for (int i = 0; i < 8; ++i)
         IsRead(*memory, MakeFile(std::to_string(i)));
+    memory->Flush();
     m_now += 24h;
     for (const auto* used : {"0", "1", "2", "3"})
         IsRead(*memory, m_folder.Path() / used);

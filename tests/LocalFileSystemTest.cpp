@@ -94,6 +94,7 @@ TEST_F(LocalFileSystemTest, SeesNewLinksAtOnceAndTurnedOnesAMomentLater)
     fs::create_symlink("real", "new");
     fs::create_symlink("file.pdf", "real/x.pdf");
     EXPECT_EQ(Normalized("new/x.pdf"), At("real/file.pdf"));
+    EXPECT_EQ(Normalized("new/y.pdf"), At("real/y.pdf"));
 
     fs::remove("folder");
     fs::create_symlink("real/deep", "folder");

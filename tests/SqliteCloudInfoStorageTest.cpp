@@ -138,6 +138,8 @@ TEST_F(SqliteCloudInfoStorageTest, WritesNothingWhenNothingDiffers)
 {
     Open(m_file)->SetValue("a", "key", "1");
     const auto storage = Open(m_file);
+    storage->SetValue("b", "key", "1");
+    storage->Flush();
     const FileSizeLimit noWriting(0);
     storage->SetValue("a", "key", "1");
     storage->RemoveRecord("unknown");
