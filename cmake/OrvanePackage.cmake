@@ -9,5 +9,5 @@ write_basic_package_version_file("${PROJECT_BINARY_DIR}/OrvaneCloudManagerConfig
     COMPATIBILITY SameMajorVersion)
 install(FILES "${PROJECT_BINARY_DIR}/OrvaneCloudManagerConfig.cmake"
               "${PROJECT_BINARY_DIR}/OrvaneCloudManagerConfigVersion.cmake"
-        DESTINATION "${package_folder}")
-install(EXPORT OrvaneTargets NAMESPACE Orvane:: DESTINATION "${package_folder}")
+        DESTINATION "${package_folder}" COMPONENT Development)
+install(EXPORT OrvaneTargets NAMESPACE Orvane:: DESTINATION "${package_folder}" COMPONENT Development)
