@@ -1,0 +1,133 @@
+#include "FailureText.h"
+
+#include <algorithm>
+#include <iterator>
+
+namespace Orvane::CommandLine {
+
+using Social::Failure;
+using Social::FailureCode;
+using Social::Operation;
+
+namespace {
+
+struct CodeTexts
+{
+    FailureCode code;
+    ExitCode exitCode;
+    const char* name;
+    const char* why;
+    const char* next;
+};
+
+constexpr CodeTexts kCodes[] = {
+    {FailureCode::SignInNeeded, ExitCode::SignInNeeded, "sign-in-needed",
+     "the cloud does not accept the sign-in",
+     "Give a valid token with --token-file FILE or in the environment variable ORVANE_CLOUD_TOKEN."},
+    {FailureCode::InvalidRequest, ExitCode::Failed, "invalid-request", "the request makes no sense",
+     "Check the names given; `orvane-cloud list` shows what is in the cloud."},
+    {FailureCode::InvalidAddress, ExitCode::Usage, "invalid-address", "the cloud's address is not understood",
+     "Give --cloud a folder, or an address such as file:///home/me/cloud."},
+    {FailureCode::NotFound, ExitCode::NotFound, "not-found", "the cloud is not there",
+     "Check the address given with --cloud or ORVANE_CLOUD: the folder must exist and its drive be mounted."},
+    {FailureCode::Refused, ExitCode::CloudTrouble, "refused", "the cloud does not allow it",
+     "Check that you have the right to read and write there."},
+    {FailureCode::Conflict, ExitCode::Conflict, "conflict", "it has changed in the cloud meanwhile",
+     "Look at it with `orvane-cloud list`, then try again."},
+    {FailureCode::QuotaExceeded, ExitCode::QuotaExceeded, "quota-exceeded", "the cloud is full",
+     "Make room with `orvane-cloud remove DOCUMENT`, or get more space."},
+    {FailureCode::Network, ExitCode::CloudTrouble, "network", "the cloud cannot be reached",
+     "Check the connection and the cloud's address, then try again."},
+    {FailureCode::TimedOut, ExitCode::CloudTrouble, "timed-out", "the cloud does not answer",
+     "Try again later."},
+    {FailureCode::Protocol, ExitCode::CloudTrouble, "protocol", "the cloud's answer makes no sense",
+     "Check that the address is that of a document cloud; --verbose shows more."},
+    {FailureCode::LocalDisk, ExitCode::LocalDisk, "local-disk", "a local file cannot be read or written",
+     "Check that there is free space and that you may read and write there."},
+    {FailureCode::Unsupported, ExitCode::Failed, "unsupported", "this cloud, or this machine, cannot do it",
+     "--verbose shows more."},
+    {FailureCode::InvalidDocument, ExitCode::Failed, "invalid-document",
+     "the document is damaged, encrypted, or too large to show",
+     "Open it in a PDF viewer to see what is wrong with it."},
+    {FailureCode::Canceled, ExitCode::Failed, "canceled", "it was cancelled before it was done",
+     "Run the command again."},
+};
+
+/// Where an operation has more to say about a code than the table above.
+struct SpecialTexts
+{
+    Operation operation;
+    FailureCode code;
+    const char* why;
+    const char* next;
+};
+
+constexpr char kSeeList[] = "See what is there with: orvane-cloud list";
+
+constexpr SpecialTexts kSpecials[] = {
+    {Operation::Download, FailureCode::NotFound, "it is no longer in the cloud", kSeeList},
+    {Operation::Remove, FailureCode::NotFound, "it is no longer in the cloud", kSeeList},
+    {Operation::Preview, FailureCode::NotFound, "it is no longer in the cloud", kSeeList},
+    {Operation::Upload, FailureCode::LocalDisk, "the file cannot be read",
+     "Check that the file is there, that you may read it, and that nobody is writing to it."},
+    {Operation::Download, FailureCode::LocalDisk, "the file cannot be written",
+     "Check that the folder has free space and that you may write there, or choose another with --to "
+     "FOLDER."},
+    {Operation::Preview, FailureCode::Unsupported, "this machine cannot make pictures of documents",
+     "Install the program pdftoppm (on Debian: apt install poppler-utils)."},
+};
+
+struct OperationTexts
+{
+    Operation operation;
+    const char* what; ///< with the subject's place as %1
+};
+
+constexpr OperationTexts kOperations[] = {
+    {Operation::SignIn, "Could not sign in to the cloud"},
+    {Operation::UserInfo, "Could not ask who is signed in"},
+    {Operation::FileInfo, "Could not ask about \"%1\""},
+    {Operation::FileList, "Could not list the documents"},
+    {Operation::Download, "Could not download \"%1\""},
+    {Operation::Remove, "Could not remove \"%1\""},
+    {Operation::Upload, "Could not upload \"%1\""},
+    {Operation::Quota, "Could not ask for the space used"},
+    {Operation::Preview, "Could not make a picture of \"%1\""},
+};
+
+template <typename Table, typename Predicate>
+auto FindIn(const Table& table, Predicate isWanted)
+{
+    const auto found = std::find_if(std::begin(table), std::end(table), isWanted);
+    return found == std::end(table) ? nullptr : &*found;
+}
+
+QString WhatHappened(Operation operation, const QString& subject)
+{
+    const auto* texts = FindIn(
+        kOperations, [operation](const OperationTexts& entry) { return entry.operation == operation; });
+    QString what = QString::fromLatin1(texts->what);
+    return what.replace(QStringLiteral("%1"), subject);
+}
+
+QString WithDetail(const char* why, const QString& detail)
+{
+    const QString text = QString::fromLatin1(why);
+    return detail.isEmpty() || detail == text ? text
+                                              : text + QStringLiteral(" (") + detail + QLatin1Char(')');
+}
+
+} // namespace
+
+Problem DescribeFailure(Operation operation, const QString& subject, const Failure& failure)
+{
+    const auto* texts = FindIn(kCodes, [&](const CodeTexts& entry) { return entry.code == failure.code; });
+    const auto* special = FindIn(kSpecials, [&](const SpecialTexts& entry) {
+        return entry.operation == operation && entry.code == failure.code;
+    });
+    return {texts->exitCode, QString::fromLatin1(texts->name), WhatHappened(operation, subject),
+            WithDetail(special ? special->why : texts->why, failure.detail),
+            QString::fromLatin1(special ? special->next : texts->next)};
+}
+
+} // namespace Orvane::CommandLine

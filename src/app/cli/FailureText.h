@@ -1,0 +1,15 @@
+#pragma once
+
+#include "Problem.h"
+
+#include <OrvaneCloudProtocol/Failure.h>
+
+namespace Orvane::CommandLine {
+
+/// What a failed request means to a person.
+///
+/// @param subject  the name of the file or document concerned; not used where an operation has none
+[[nodiscard]] Problem DescribeFailure(Social::Operation operation, const QString& subject,
+                                      const Social::Failure& failure);
+
+} // namespace Orvane::CommandLine

@@ -1,0 +1,90 @@
+#include "Locations.h"
+
+#include <support/PathText.h>
+
+#include <QCryptographicHash>
+#include <QStandardPaths>
+#include <QUrl>
+
+namespace Orvane::CommandLine {
+
+namespace filesystem = std::filesystem;
+using Support::ToPath;
+using Support::ToText;
+
+namespace {
+
+const QString kProgramFolder = QStringLiteral("/orvane-cloud");
+
+filesystem::path StandardFolder(QStandardPaths::StandardLocation location)
+{
+    return ToPath(QStandardPaths::writableLocation(location) + kProgramFolder);
+}
+
+/// One spelling for one folder, so that it has one list however it is written.
+filesystem::path Canonical(const filesystem::path& folder)
+{
+    std::error_code error;
+    const filesystem::path canonical =
+        filesystem::weakly_canonical(filesystem::absolute(folder, error), error);
+    return error || canonical.empty() ? folder : canonical;
+}
+
+QString FolderAddress(const filesystem::path& folder)
+{
+    return QUrl::fromLocalFile(ToText(Canonical(folder))).toString(QUrl::FullyEncoded);
+}
+
+QString CloudAddress(const QString& cloud)
+{
+    if (!cloud.contains(QStringLiteral("://")) && !cloud.startsWith(QStringLiteral("file:")))
+        return FolderAddress(ToPath(cloud));
+    const QUrl url(cloud);
+    const bool isFolder = url.isLocalFile() && url.host().isEmpty() && !url.toLocalFile().isEmpty();
+    return isFolder ? FolderAddress(ToPath(url.toLocalFile())) : cloud;
+}
+
+filesystem::path SessionFolder(const filesystem::path& dataFolder, const QString& cloudAddress)
+{
+    const QByteArray hash = QCryptographicHash::hash(cloudAddress.toUtf8(), QCryptographicHash::Sha256);
+    return dataFolder / "clouds" / hash.toHex().left(16).toStdString();
+}
+
+void MakePrivateFolder(const filesystem::path& folder)
+{
+    if (filesystem::create_directories(folder))
+        filesystem::permissions(folder, filesystem::perms::owner_all);
+}
+
+} // namespace
+
+Locations FindLocations(const Options& options)
+{
+    Locations locations;
+    if (options.data.isEmpty()) {
+        locations.dataFolder = StandardFolder(QStandardPaths::GenericDataLocation);
+        locations.cacheFolder = StandardFolder(QStandardPaths::GenericCacheLocation);
+    } else {
+        locations.dataFolder = Canonical(ToPath(options.data));
+        locations.cacheFolder = locations.dataFolder / "cache";
+    }
+    locations.temporaryFolder = locations.cacheFolder / "temporary";
+    if (options.cloud.isEmpty())
+        locations.defaultCloud = locations.dataFolder / "cloud";
+    locations.cloudAddress =
+        options.cloud.isEmpty() ? FolderAddress(locations.defaultCloud) : CloudAddress(options.cloud);
+    locations.sessionFolder = SessionFolder(locations.dataFolder, locations.cloudAddress);
+    return locations;
+}
+
+void MakeFolders(const Locations& locations)
+{
+    MakePrivateFolder(locations.dataFolder);
+    MakePrivateFolder(locations.cacheFolder);
+    MakePrivateFolder(locations.temporaryFolder);
+    filesystem::create_directories(locations.sessionFolder);
+    if (!locations.defaultCloud.empty())
+        filesystem::create_directories(locations.defaultCloud);
+}
+
+} // namespace Orvane::CommandLine

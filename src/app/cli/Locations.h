@@ -1,0 +1,30 @@
+#pragma once
+
+#include "Options.h"
+
+#include <filesystem>
+
+namespace Orvane::CommandLine {
+
+/// Where everything lies for one run.
+struct Locations
+{
+    QString cloudAddress; ///< "file:///folder", or any other address as the user gave it
+    std::filesystem::path dataFolder;
+    std::filesystem::path cacheFolder;
+    std::filesystem::path temporaryFolder; ///< below the cache folder
+
+    /// The list and the settings of this one cloud: the list of one cloud is never merged into another's.
+    std::filesystem::path sessionFolder;
+
+    /// The folder cloud to make when it is missing; empty when the user has named a cloud.
+    std::filesystem::path defaultCloud;
+};
+
+/// Works out the places; makes nothing.
+[[nodiscard]] Locations FindLocations(const Options& options);
+
+/// Makes the folders, private to the user. Throws std::filesystem::filesystem_error.
+void MakeFolders(const Locations& locations);
+
+} // namespace Orvane::CommandLine

@@ -1,0 +1,86 @@
+#include "Logging.h"
+
+#include <QString>
+
+#include <glog/logging.h>
+
+#include <cstdio>
+#include <fstream>
+
+namespace Orvane::CommandLine {
+
+namespace filesystem = std::filesystem;
+
+namespace {
+
+constexpr std::uintmax_t kLargestLogInBytes = 1024 * 1024;
+
+void OnQtMessage(QtMsgType type, const QMessageLogContext&, const QString& message)
+{
+    if (type == QtFatalMsg)
+        std::fprintf(stderr, "orvane-cloud: %s\n", qUtf8Printable(message));
+    if (type == QtDebugMsg || type == QtInfoMsg)
+        LOG(INFO) << message.toStdString();
+    else
+        LOG(WARNING) << message.toStdString();
+}
+
+/// Two files at most: the present one and the one before it.
+void RotateIfLarge(const filesystem::path& file)
+{
+    std::error_code error;
+    if (filesystem::file_size(file, error) > kLargestLogInBytes && !error)
+        filesystem::rename(file, filesystem::path(file).concat(".1"), error);
+}
+
+void KeepGlogOutOfTheWay(Logging::Echo echo)
+{
+    for (int severity = 0; severity < google::NUM_SEVERITIES; ++severity)
+        google::SetLogDestination(severity, ""); // else it fills the temporary folder
+    FLAGS_logtostderr = echo == Logging::Echo::ToStderr;
+    FLAGS_stderrthreshold = google::NUM_SEVERITIES;
+}
+
+} // namespace
+
+class Logging::FileSink : public google::LogSink
+{
+public:
+    explicit FileSink(const filesystem::path& file)
+        : m_stream(file, std::ios::app)
+    {
+        google::AddLogSink(this);
+    }
+    ~FileSink() override { google::RemoveLogSink(this); }
+
+    void send(google::LogSeverity severity, const char*, const char* file, int line,
+              const google::LogMessageTime& time, const char* message, std::size_t length) override
+    {
+        m_stream << ToString(severity, file, line, time, message, length) << std::endl;
+    }
+
+private:
+    std::ofstream m_stream;
+};
+
+Logging::Logging(const filesystem::path& dataFolder, Echo echo)
+{
+    KeepGlogOutOfTheWay(echo);
+    google::InitGoogleLogging("orvane-cloud");
+    qInstallMessageHandler(OnQtMessage);
+
+    const filesystem::path file = dataFolder / "logs" / "orvane-cloud.log";
+    std::error_code error;
+    filesystem::create_directories(file.parent_path(), error);
+    RotateIfLarge(file);
+    m_sink = std::make_unique<FileSink>(file);
+}
+
+Logging::~Logging()
+{
+    qInstallMessageHandler(nullptr);
+    m_sink.reset();
+    google::ShutdownGoogleLogging();
+}
+
+} // namespace Orvane::CommandLine

@@ -1,0 +1,41 @@
+#include "ProcessSetup.h"
+
+#include <QCoreApplication>
+#include <QFile>
+#include <QTextCodec>
+
+#include <csignal>
+
+namespace Orvane::CommandLine {
+
+namespace {
+
+void UseNoDisplay()
+{
+    // A desktop session exports what suits its windows. This program has none, and must run without one.
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    qunsetenv("QT_QPA_PLATFORMTHEME");
+}
+
+void NameTimeZone()
+{
+    // Without it the C library looks at the zone file again for every local time.
+    const QByteArray zone = "/etc/localtime";
+    if (!qEnvironmentVariableIsSet("TZ") && QFile::exists(QString::fromLatin1(zone)))
+        qputenv("TZ", ':' + zone);
+}
+
+} // namespace
+
+void SetUpProcess()
+{
+    QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
+    QCoreApplication::setApplicationName(QStringLiteral("orvane-cloud"));
+    UseNoDisplay();
+#ifdef Q_OS_UNIX
+    NameTimeZone();
+    std::signal(SIGPIPE, SIG_IGN);
+#endif
+}
+
+} // namespace Orvane::CommandLine

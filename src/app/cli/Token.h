@@ -1,0 +1,22 @@
+#pragma once
+
+#include "Problem.h"
+
+#include <QString>
+
+#include <variant>
+
+namespace Orvane::CommandLine {
+
+/// The token to sign in with: the first line of the file, or, without one, what the environment holds; empty
+/// when there is neither. A problem when the file does not hold a token. Takes the token out of the
+/// environment, so that helper programs do not inherit it.
+[[nodiscard]] std::variant<QString, Problem> TakeToken(const QString& tokenFile);
+
+/// A warning when others on this machine can read the file; empty otherwise.
+[[nodiscard]] QString TokenFileWarning(const QString& tokenFile);
+
+/// The cloud wants a token and none was given.
+[[nodiscard]] Problem TokenMissing();
+
+} // namespace Orvane::CommandLine

@@ -1,0 +1,120 @@
+#include "Command.h"
+
+#include "../Console.h"
+#include "../FailureText.h"
+#include "../LastProblem.h"
+#include "../Locations.h"
+#include "../Options.h"
+#include "../PrintableText.h"
+#include "../Token.h"
+
+#include <glog/logging.h>
+
+#include <utility>
+
+namespace Orvane::CommandLine {
+
+using PDF::Cloud::CloudSession;
+using PDF::Cloud::OrvaneCloudManager;
+using Social::FailureCode;
+using Social::Operation;
+
+Command::Command(const Surroundings& surroundings)
+    : m_surroundings(surroundings)
+{
+    FollowSession();
+}
+
+Command::~Command() = default;
+
+void Command::FollowSession()
+{
+    const auto runOnce = [](Continuation& continuation) {
+        if (continuation)
+            std::exchange(continuation, {})();
+    };
+    connect(&Session(), &CloudSession::OperationFailed, this, &Command::OnOperationFailed);
+    connect(&Session(), &CloudSession::DocumentsRefreshed, this, [=] { runOnce(m_afterRefresh); });
+    connect(&Session().Cloud(), &OrvaneCloudManager::AuthorizationCompleted, this,
+            [=] { runOnce(m_afterSignIn); });
+    connect(&Session().Cloud(), &OrvaneCloudManager::AuthorizationRequired, this, &Command::OnSignInLost);
+}
+
+void Command::Interrupt()
+{
+    if (m_isFinished)
+        return;
+    const Problem interruption = Interruption();
+    GetConsole().Show(interruption);
+    Finish(interruption.exitCode, interruption);
+}
+
+void Command::OnOperationFailed(const OperationFailure& failure)
+{
+    const bool isAwaitedSignIn = failure.operation == Operation::SignIn && m_afterSignIn;
+    const bool isAwaitedRefresh = failure.operation == Operation::FileList && m_afterRefresh;
+    if (!isAwaitedSignIn && !isAwaitedRefresh)
+        return;
+    m_afterSignIn = {};
+    m_afterRefresh = {};
+    OnPreparationFailed(DescribeFailure(failure.operation, {}, failure.failure));
+}
+
+void Command::OnPreparationFailed(const Problem& problem)
+{
+    Fail(problem);
+}
+
+void Command::OnSignInLost()
+{
+    const Social::Failure failure{FailureCode::SignInNeeded, QStringLiteral("the sign-in has ended")};
+    Fail(DescribeFailure(Operation::SignIn, {}, failure));
+}
+
+void Command::SignInThen(Continuation next)
+{
+    if (m_surroundings.token.isEmpty() && Session().IsTokenNeeded()) {
+        OnPreparationFailed(TokenMissing());
+        return;
+    }
+    m_afterSignIn = std::move(next);
+    Session().SignIn(m_surroundings.token);
+}
+
+void Command::RefreshThen(Continuation next)
+{
+    m_afterRefresh = std::move(next);
+    Session().Cloud().RetrieveFilesList();
+}
+
+void Command::Report(const Problem& problem)
+{
+    LOG(ERROR) << ToPrintable(problem.what + QStringLiteral(": ") + problem.why).toStdString();
+    GetConsole().Show(problem);
+    RememberProblem(GetLocations().sessionFolder,
+                    {QDateTime::currentDateTimeUtc(), GetOptions().command, problem});
+}
+
+void Command::Finish(ExitCode exitCode, const std::optional<Problem>& problem)
+{
+    if (std::exchange(m_isFinished, true))
+        return;
+    GetConsole().HideBar();
+    QJsonObject document = Results();
+    document.insert(QStringLiteral("ok"), exitCode == ExitCode::Done);
+    document.insert(QStringLiteral("command"), GetOptions().command);
+    if (problem)
+        document.insert(QStringLiteral("error"), ToJson(*problem));
+    GetConsole().Print(document);
+    Q_EMIT Finished(exitCode);
+}
+
+void Command::Fail(const Problem& problem)
+{
+    if (m_isFinished)
+        return;
+    Report(problem);
+    Finish(problem.exitCode, problem);
+}
+
+} // namespace Orvane::CommandLine

@@ -1,0 +1,127 @@
+#include "UploadCommand.h"
+
+#include "../Console.h"
+#include "../FailureText.h"
+#include "../Options.h"
+#include "../PrintableText.h"
+
+#include <support/PathText.h>
+
+#include <filesystem>
+#include <variant>
+
+namespace Orvane::CommandLine {
+
+namespace filesystem = std::filesystem;
+using PDF::Cloud::OrvaneCloudManager;
+using Social::FailureCode;
+using Social::Operation;
+using Support::ToPath;
+using Support::ToText;
+
+namespace {
+
+Problem NotUploadable(const QString& name, ExitCode exitCode, const char* code, const char* why,
+                      const char* next)
+{
+    return {exitCode, QString::fromLatin1(code),
+            QStringLiteral("Could not upload \"") + name + QLatin1Char('"'), QString::fromLatin1(why),
+            QString::fromLatin1(next)};
+}
+
+/// Why a file cannot be a document of a cloud, as far as can be told without asking the cloud.
+std::optional<Problem> CheckFile(const QByteArray& argument)
+{
+    const QString name = QString::fromUtf8(argument);
+    if (!IsUtf8(argument))
+        return NotUploadable(name, ExitCode::Usage, "unsupported-name", "its name is not valid UTF-8",
+                             "Give the file a name of ordinary letters, then try again.");
+    std::error_code error;
+    const filesystem::file_status status = filesystem::status(ToPath(name), error);
+    if (status.type() == filesystem::file_type::not_found)
+        return NotUploadable(name, ExitCode::NotFound, "not-found", "there is no such file",
+                             "Check the spelling and the folder.");
+    if (filesystem::is_directory(status))
+        return NotUploadable(name, ExitCode::Usage, "is-a-folder", "it is a folder",
+                             "Name the PDF files in it, for example with FOLDER/*.pdf.");
+    if (!filesystem::is_regular_file(status))
+        return NotUploadable(name, ExitCode::LocalDisk, "local-disk", "it cannot be read as a file",
+                             "Check what it is, and that you may read its folder.");
+    if (!name.endsWith(QStringLiteral(".pdf"), Qt::CaseInsensitive))
+        return NotUploadable(name, ExitCode::Usage, "not-a-pdf", "its name does not end in .pdf",
+                             "Only PDF documents can be kept in the cloud.");
+    return std::nullopt;
+}
+
+} // namespace
+
+UploadCommand::UploadCommand(const Surroundings& surroundings)
+    : BatchCommand(surroundings)
+{
+    const OrvaneCloudManager& cloud = Session().Cloud();
+    connect(&cloud, &OrvaneCloudManager::UploadingProgressValueChanged, this, &UploadCommand::SetProgress);
+    connect(&cloud, &OrvaneCloudManager::UploadingFinished, this,
+            [this](const std::shared_ptr<PDF::FileInfo>& document) { OnUploaded(*document); });
+    connect(&cloud, &OrvaneCloudManager::UploadingCanceled, this, [this](const QString& path) {
+        SetFailed(path, DescribeFailure(Operation::Upload, LabelOf(path), {FailureCode::Canceled, {}}));
+    });
+}
+
+void UploadCommand::Start()
+{
+    for (const QByteArray& argument : GetOptions().files)
+        AddFile(argument);
+    if (IsAnythingToDo())
+        SignInThen([this] { Run(); });
+    else
+        Run();
+}
+
+void UploadCommand::AddFile(const QByteArray& argument)
+{
+    const QString name = QString::fromUtf8(argument);
+    if (const auto problem = CheckFile(argument))
+        AddFailedItem(name, *problem);
+    else
+        AddItem(ToText(filesystem::absolute(ToPath(name))), name);
+}
+
+QString UploadCommand::RealPath(const QString& path)
+{
+    return QString::fromStdString(m_fileSystem.NormalizePath(ioPath::from(path)).utf8string());
+}
+
+void UploadCommand::StartItem(const QString& key)
+{
+    m_pathByRealPath.insert(RealPath(key), key);
+    SetProgress(key, 0);
+    Session().Cloud().Upload(key);
+}
+
+void UploadCommand::OnOperationFailed(const OperationFailure& failure)
+{
+    if (failure.operation == Operation::Upload)
+        SetFailed(failure.subject,
+                  DescribeFailure(failure.operation, LabelOf(failure.subject), failure.failure));
+    else
+        BatchCommand::OnOperationFailed(failure);
+}
+
+void UploadCommand::OnUploaded(const PDF::FileInfo& document)
+{
+    const auto path = m_pathByRealPath.take(QString::fromStdString(document.GetPath().utf8string()));
+    const auto cloudInfo = document.GetCloudInfo();
+    const QString name = QString::fromStdString(cloudInfo ? cloudInfo->GetFileName() : std::string());
+    const QString id = QString::fromStdString(document.GetId());
+
+    GetConsole().Print(ToPrintable(name) + QLatin1Char('\t') + ToPrintable(id));
+    if (ToPath(path).filename() != ToPath(name))
+        GetConsole().Tell(
+            QStringLiteral(
+                "\"%1\" is called \"%2\" in the cloud: its own name is taken or not allowed there.")
+                .arg(ToPrintable(LabelOf(path)), ToPrintable(name)));
+    SetDone(path,
+            {{QStringLiteral("id"), id}, {QStringLiteral("name"), name}, {QStringLiteral("path"), path}});
+}
+
+} // namespace Orvane::CommandLine
