@@ -4,8 +4,7 @@
 
 #include <filesystem>
 
-namespace Orvane::Support
-{
+namespace Orvane::Support {
 
 /// Between Qt's texts and the system's paths, by way of UTF-8 and independent of the user's locale (QFile
 /// encodes names in the locale's charset and loses what that cannot say).
