@@ -58,7 +58,7 @@ FolderTransport::FolderTransport(const OAuth2::AuthInfo& authInfo, const fs::pat
                                  const fs::path& cacheFolder)
     : m_userName(authInfo.userName)
     , m_documents(folder)
-    , m_hashes(cacheFolder / "cloud-hashes.db")
+    , m_hashes(cacheFolder / "cloud-hashes.sqlite")
     , m_journal(cacheFolder / "temporaries")
 {}
 
