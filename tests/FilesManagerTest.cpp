@@ -103,6 +103,8 @@ TEST_F(FilesManagerTest, GetIdByPathNormalizesBothSides)
     m_list->Remove(CloudDocument("2"));
     EXPECT_EQ(m_list->GetIdByPath("/x/a"_s), "1");
     EXPECT_EQ(m_list->GetIdByPath("/x"_s), "");
+    Add("cloud only");
+    EXPECT_EQ(m_list->GetIdByPath(ioPath()), "cloud only");
 }
 
 TEST_F(FilesManagerTest, UpdateAnnouncesIdAndRowEvenWhenNothingChanged)
