@@ -28,6 +28,11 @@ struct CloudKind
     std::function<std::unique_ptr<CloudUnderTest>()> make;
 };
 
+void PrintTo(const CloudKind& kind, std::ostream* stream)
+{
+    *stream << kind.name;
+}
+
 const CloudKind kCloudKinds[] = {
     {"Folder", [] { return std::make_unique<FolderCloud>(); }},
 };

@@ -196,7 +196,7 @@ private:
         };
     }
 
-    static auto WithoutPayload(const SharedAnswer<>& answer)
+    static Client::Files::OnResult WithoutPayload(const SharedAnswer<>& answer)
     {
         return [answer](long long ticket, RequestResult result) { answer->Note(ticket, result); };
     }

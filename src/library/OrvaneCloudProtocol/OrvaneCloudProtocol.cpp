@@ -153,7 +153,7 @@ public:
     /// does.
     template <typename Answer, typename Work, typename Deliver>
     long long Start(Operation operation, Lane lane, Work work, Deliver deliver,
-                    Files::OnProgress onProgress = {});
+                    Files::OnProgress&& onProgress = {});
 
     /// Starts a request that can only fail.
     template <typename Answer, typename Deliver>
@@ -194,7 +194,7 @@ OrvaneCloudProtocol::Private::Private(const OAuth2::AuthInfo& authInfo, const st
 
 template <typename Answer, typename Work, typename Deliver>
 long long OrvaneCloudProtocol::Private::Start(Operation operation, Lane lane, Work work, Deliver deliver,
-                                              Files::OnProgress onProgress)
+                                              Files::OnProgress&& onProgress)
 {
     const auto answer = std::make_shared<Answer>();
     auto finish = [this, answer, deliver = std::move(deliver)](long long ended,

@@ -18,7 +18,7 @@ namespace Orvane::Social {
 
 namespace {
 
-constexpr std::size_t kChunkBytes = 256 * 1024;
+constexpr std::size_t kChunkBytes = std::size_t{256} * 1024;
 
 FileSide OtherThan(FileSide side)
 {

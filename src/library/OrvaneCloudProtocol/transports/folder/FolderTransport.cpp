@@ -22,7 +22,7 @@ constexpr int kMostNamesTried = 10'000;
 QString NameOfSystemUser()
 {
     for (const char* variable : {"USER", "LOGNAME", "USERNAME"}) {
-        const QString name = qEnvironmentVariable(variable);
+        QString name = qEnvironmentVariable(variable);
         if (!name.isEmpty()) {
             return name;
         }
@@ -178,7 +178,7 @@ fs::path FolderTransport::Publish(Support::PartFile& part, const Upload& upload,
     if (upload.replacedId.isEmpty()) {
         return PublishAsNew(part, upload.source.filename().string(), job);
     }
-    const auto target = m_documents.PathOf(upload.replacedId);
+    auto target = m_documents.PathOf(upload.replacedId);
     job.Commit([&] {
         FolderDocuments::RequiredStampOf(target);
         part.Replace(target);
@@ -189,7 +189,7 @@ fs::path FolderTransport::Publish(Support::PartFile& part, const Upload& upload,
 fs::path FolderTransport::PublishAsNew(Support::PartFile& part, const std::string& name, Job& job) const
 {
     for (int number = 1; number <= kMostNamesTried; ++number) {
-        const auto target = m_documents.Folder() / NumberedName(name, number);
+        auto target = m_documents.Folder() / NumberedName(name, number);
         if (TryName(part, target, job)) {
             return target;
         }
