@@ -408,13 +408,18 @@ TEST_F(ProgramTest, KeepsOneListForEachCloudHoweverItIsSpelled)
     EXPECT_EQ(Names(), QStringList{QStringLiteral("b.pdf")});
 }
 
-TEST_F(ProgramTest, KeepsEverythingBelowTheDataFolderItIsGiven)
+TEST_F(ProgramTest, KeepsEverythingBelowTheDataFolderItIsGivenInAnyLocale)
 {
-    user.SetVariable("ORVANE_CLOUD_DATA", user.Work(QStringLiteral("data")));
+    const QString data = user.Work(QString::fromUtf8("dätä"));
+    user.SetVariable("LC_ALL", QStringLiteral("de_DE"));
+    user.SetVariable("ORVANE_CLOUD_DATA", data);
     EXPECT_EQ(Upload({QStringLiteral("a.pdf")}).exitCode, 0);
     EXPECT_EQ(Names({QStringLiteral("--offline")}), QStringList{QStringLiteral("a.pdf")});
+    EXPECT_EQ(user.Run({QStringLiteral("download"), QStringLiteral("gone.pdf")}).exitCode, 3);
+    EXPECT_TRUE(user.Run({QStringLiteral("status")}).out.contains("gone.pdf")) << "the last problem";
+    EXPECT_EQ(user.FilesIn(user.Work({})), (QStringList{QStringLiteral("a.pdf"), QString::fromUtf8("dätä")}));
     EXPECT_TRUE(user.FilesIn(user.Path(QStringLiteral("home"))).isEmpty());
-    EXPECT_TRUE(user.FilesIn(user.Work(QStringLiteral("data/cache/temporary"))).isEmpty());
+    EXPECT_TRUE(user.FilesIn(data + QStringLiteral("/cache/temporary")).isEmpty());
 }
 
 TEST_F(ProgramTest, SweepsTemporaryFoldersOfRunsThatCrashed)
@@ -494,6 +499,22 @@ TEST_F(ProgramTest, KeepsTheTokenToItself)
                        QDirIterator::Subdirectories);
     while (files.hasNext())
         EXPECT_FALSE(user.Read(files.next()).contains(token.toUtf8())) << files.filePath().toStdString();
+}
+
+TEST_F(ProgramTest, HandsTheTokenToNoHelper)
+{
+    const QString helper = user.Path(QStringLiteral("bin/pdftoppm"));
+    user.Write(helper,
+               "#!/bin/sh\nenv > '" + user.Work(QStringLiteral("environment")).toUtf8() + "'\nexit 1\n");
+    QFile::setPermissions(helper, QFile::ReadOwner | QFile::ExeOwner);
+    user.SetVariable("PATH", user.Path(QStringLiteral("bin:")) + qEnvironmentVariable("PATH"));
+    user.SetVariable("ORVANE_CLOUD_TOKEN", QStringLiteral("tok-3c1f-secret"));
+    Upload({QStringLiteral("a.pdf")});
+    const auto result = user.Run({QStringLiteral("preview"), QStringLiteral("a.pdf")});
+    EXPECT_EQ(result.exitCode, 1) << testing::PrintToString(result);
+    const QByteArray environment = user.Read(user.Work(QStringLiteral("environment")));
+    EXPECT_FALSE(environment.isEmpty());
+    EXPECT_FALSE(environment.contains("tok-3c1f-secret"));
 }
 
 TEST_F(ProgramTest, RefusesATokenFileWithoutAToken)

@@ -150,8 +150,8 @@ void Parser::DefineUpload()
 {
     CLI::App& upload =
         DefineCommand("upload",
-                      "Put PDF files into the cloud; prints the name and the id that each has\n"
-                      "there, separated by a tab. A name that is taken becomes \"name (2).pdf\".",
+                      "Put PDF files into the cloud; prints the name and the id of each there\n"
+                      "(with a tab in between). A name that is taken becomes \"name (2).pdf\".",
                       "  orvane-cloud upload report.pdf invoices/*.pdf");
     upload.add_option("FILE", m_raw->files, "PDF files on this machine")->type_name("FILE")->required();
 }
@@ -190,8 +190,8 @@ void Parser::DefinePreview()
 void Parser::DefineWatch()
 {
     CLI::App& watch = DefineCommand("watch",
-                                    "Ask the cloud again and again, and print what has changed, until\n"
-                                    "Ctrl-C. With --json every line is one JSON document.",
+                                    "Print what changes in the cloud, until Ctrl-C\n"
+                                    "(with --json, one JSON document a line).",
                                     "  orvane-cloud watch --interval 60");
     watch.add_option("--interval", m_raw->intervalInSeconds, "Time between two questions (default: 30)")
         ->type_name("SECONDS")
