@@ -348,6 +348,13 @@ TEST_P(ProtocolContract, TwoClientsThatRaceForOneNameBothKeepTheirDocuments)
         EXPECT_EQ(cloud->Read(answer->payload.id.toStdString()), bytes);
     }
     EXPECT_EQ(cloud->Names().size(), 40U);
+
+    const auto list = client.List();
+    ASSERT_TRUE(WaitFor(list));
+    std::vector<QString> listed;
+    for (const CloudFile& file : list->payload)
+        listed.push_back(file.id);
+    EXPECT_THAT(listed, testing::ElementsAreArray(ids)) << "in ascending order";
 }
 
 TEST_P(ProtocolContract, AnUploadWithAnIdReplacesExactlyThatDocument)
