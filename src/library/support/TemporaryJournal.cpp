@@ -112,16 +112,9 @@ void TemporaryJournal::Record(const fs::path& temporary)
 void TemporaryJournal::Forget(const fs::path& temporary)
 {
     const std::lock_guard lock(m_mutex);
-    if (m_temporaries.erase(temporary) > 0 && m_lock) {
-        Rewrite();
-    }
-}
-
-void TemporaryJournal::Rewrite() const
-{
-    std::ofstream stream(m_journal, std::ios::binary | std::ios::trunc);
-    for (const auto& temporary : m_temporaries) {
-        Append(stream, temporary);
+    // Emptied when nothing is under way, and never rewritten: a crash in the middle would forget the rest.
+    if (m_temporaries.erase(temporary) > 0 && m_temporaries.empty() && m_lock) {
+        const std::ofstream emptied(m_journal, std::ios::binary | std::ios::trunc);
     }
 }
 

@@ -37,7 +37,6 @@ public:
 
 private:
     [[nodiscard]] bool IsOpen();
-    void Rewrite() const;
     void SweepOne(const std::filesystem::path& journal) const;
 
     const std::filesystem::path m_folder;
