@@ -36,7 +36,11 @@ function(orvane_library name)
     add_library(Orvane::${name} ALIAS ${name})
     orvane_compile_options(${name})
     target_compile_features(${name} PUBLIC cxx_std_17)
-    target_link_options(${name} PRIVATE "$<$<NOT:$<STREQUAL:${CMAKE_SYSTEM_NAME},Darwin>>:LINKER:--exclude-libs,ALL>")
+    if(UNIX AND NOT APPLE)
+        set(exports "${PROJECT_SOURCE_DIR}/cmake/exports.map")
+        target_link_options(${name} PRIVATE LINKER:--exclude-libs,ALL "LINKER:--version-script=${exports}")
+        set_property(TARGET ${name} APPEND PROPERTY LINK_DEPENDS "${exports}")
+    endif()
     target_link_libraries(${name} PUBLIC ${ARG_PUBLIC_LINKS} PRIVATE ${ARG_PRIVATE_LINKS})
     target_include_directories(${name} PUBLIC
         "$<BUILD_INTERFACE:${ARG_HEADERS_ROOT}>"
