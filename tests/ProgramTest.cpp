@@ -55,8 +55,6 @@ protected:
     ProgramUser user;
 };
 
-// ---- The command line
-
 struct UsageCase
 {
     QStringList arguments;
@@ -163,8 +161,6 @@ TEST_F(ProgramTest, MakesCompletionForShellsThatAreHere)
         EXPECT_EQ(check.exitCode, 0) << testing::PrintToString(check);
     }
 }
-
-// ---- Documents come and go
 
 TEST_F(ProgramTest, KeepsDocumentsFromUploadToRemoval)
 {
@@ -375,8 +371,6 @@ TEST_F(ProgramTest, TellsHowThingsStand)
     EXPECT_TRUE(away.out.contains("Signed in:    no")) << testing::PrintToString(away);
 }
 
-// ---- Places
-
 TEST_F(ProgramTest, NeverMakesACloudThatWasNamed)
 {
     const QString missing = user.Work(QStringLiteral("missing"));
@@ -477,8 +471,6 @@ TEST_F(ProgramTest, SetsADamagedListAsideAndSaysSo)
     EXPECT_TRUE(user.Run({QStringLiteral("list"), QStringLiteral("--quiet")}).err.isEmpty());
 }
 
-// ---- Nothing leaks
-
 TEST_F(ProgramTest, KeepsTheTokenToItself)
 {
     const QString token = QStringLiteral("tok-3c1f-secret");
@@ -545,8 +537,6 @@ TEST_F(ProgramTest, LetsNoNameDriveTheTerminal)
             EXPECT_FALSE(said.contains(character)) << testing::PrintToString(result);
     }
 }
-
-// ---- Interrupted
 
 TEST_F(ProgramTest, LeavesNothingOfAnInterruptedUpload)
 {

@@ -36,8 +36,6 @@ bool HasValue(const OptionShape& option)
     return option.value.kind != Kind::None;
 }
 
-// ---- bash: one function that looks at the words before the cursor
-
 QString BashCompletion(const ValueShape& value)
 {
     switch (value.kind) {
@@ -122,8 +120,6 @@ complete -F _orvane_cloud orvane-cloud
     return script.replace(QStringLiteral("@ARGUMENTS@"), arguments);
 }
 
-// ---- zsh: specifications for _arguments
-
 QString ZshText(QString text)
 {
     for (const char special : {'[', ']', ':'})
@@ -194,8 +190,6 @@ QString ZshScript(const CommandLineShape& shape)
                           "  case $line[1] in\n") +
            cases + QStringLiteral("  esac\n}\n\ncompdef _orvane_cloud orvane-cloud\n");
 }
-
-// ---- fish: one line for each thing that can be typed
 
 QString FishValue(const ValueShape& value)
 {
