@@ -130,7 +130,7 @@ TEST_F(ProgramTest, CompletesInBash)
     user.Write(user.Work(QStringLiteral("my notes.txt")), "text");
     const CompletionCase cases[] = {
         {"orvane-cloud up", "upload"},
-        {"orvane-cloud --data /tmp dow", "download"},
+        {"orvane-cloud --data here dow", "download"},
         {"orvane-cloud list --off", "--offline"},
         {"orvane-cloud list --js", "--json"},
         {"orvane-cloud preview x --size m", "medium"},
