@@ -1,11 +1,3 @@
-foreach(test IN ITEMS
-        CloudAccountSettingsTest
-        LocalFileSystemTest
-        SqliteCloudInfoStorageTest)
-    orvane_test(${test} LIBRARIES OrvaneCloudHost)
-endforeach()
-foreach(test IN ITEMS
-        DatabaseTest
-        HashMemoryTest)
-    orvane_test(${test} LIBRARIES OrvaneCloudSupport)
+foreach(test IN ITEMS CloudAccountSettingsTest HashMemoryTest LocalFileSystemTest SqliteCloudInfoStorageTest)
+    orvane_test(${test} LIBRARIES OrvaneCloudHost OrvaneCloudSupport)
 endforeach()

@@ -40,9 +40,7 @@ inline std::string Read(const std::filesystem::path& file)
 /// Overwrites bytes in place.
 inline void Patch(const std::filesystem::path& file, long offset, const std::string& bytes)
 {
-    std::fstream stream(file, std::ios::binary | std::ios::in | std::ios::out);
-    stream.seekp(offset);
-    stream << bytes;
+    std::fstream(file, std::ios::binary | std::ios::in | std::ios::out).seekp(offset) << bytes;
 }
 
 } // namespace Orvane::Testing

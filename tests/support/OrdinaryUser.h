@@ -8,23 +8,16 @@ namespace Orvane::Testing {
 class OrdinaryUser
 {
 public:
-    OrdinaryUser()
-        : m_former(geteuid())
-    {
-        if (m_former == 0)
-            m_isBound = seteuid(kNobody) == 0;
-    }
+    OrdinaryUser() = default;
     ~OrdinaryUser() { m_isBound = seteuid(m_former) != 0; }
-
     OrdinaryUser(const OrdinaryUser&) = delete;
-    OrdinaryUser& operator=(const OrdinaryUser&) = delete;
 
     [[nodiscard]] bool IsBound() const { return m_isBound; }
 
 private:
     static constexpr uid_t kNobody = 65534;
-    const uid_t m_former;
-    bool m_isBound = true;
+    const uid_t m_former = geteuid();
+    bool m_isBound = m_former != 0 || seteuid(kNobody) == 0;
 };
 
 } // namespace Orvane::Testing
