@@ -1,6 +1,5 @@
 #include "support/FilesManagerFixture.h"
 
-#include <QLocale>
 #include <QTimeZone>
 
 namespace {
@@ -33,124 +32,97 @@ TEST_F(FilesManagerPersistenceTest, GreatestIdComesToTheFront)
 TEST_F(FilesManagerPersistenceTest, LocalCopyIsLookedUpAndHashedWhenItIsThere)
 {
     m_fileSystem->m_existing = {"/here/a.pdf"};
-    const std::string previews = "/p1;/p2;/p3;";
-    m_storage->m_records = {
-        {"1", {{"file_path", "/gone/./a.pdf"}, {"local_file_hash", "h"}, {"preview_path", previews}}},
-        {"2",
-         {{"file_path", "/here/./a.pdf"},
-          {"local_file_hash", "old"},
-          {"file_hash", "cloud"},
-          {"last_sync_file_hash", "before"},
-          {"preview_path", previews}}},
-        {"3", {{"local_file_hash", "h"}, {"last_sync_file_hash", "before"}, {"preview_path", previews}}},
-    };
+    const FakeStorage::Record values = {{"local_file_hash", "old"},
+                                        {"file_hash", "cloud"},
+                                        {"last_sync_file_hash", "before"},
+                                        {"preview_path", "/p1;/p2;/p3;"}};
+    m_storage->m_records = {{"1", values}, {"2", values}, {"3", values}};
+    m_storage->m_records["1"]["file_path"] = "/gone/./a.pdf";
+    m_storage->m_records["2"]["file_path"] = "/here/./a.pdf";
     EXPECT_THAT(During([this] { Open(); }),
                 ElementsAre("LoadRecords()", "NormalizePath(/gone/./a.pdf)", "Exists(/gone/a.pdf)",
                             "NormalizePath(/here/./a.pdf)", "Exists(/here/a.pdf)",
                             "CalculateFileHash(/here/a.pdf)", "NormalizePath()", "Exists()"));
-
     const auto here = Stored("2");
     EXPECT_EQ(here.GetPath().utf8string(), "/here/a.pdf");
     EXPECT_EQ(here.GetMd5Hash(), "hash of /here/a.pdf");
     EXPECT_EQ(here.GetCloudHashBeforeChange(), "before");
-    EXPECT_EQ(here.GetPreviewsSet(), (FileInfo::PreviewsSet{{PreviewSize::Small, ioPath("/p1"_s)},
-                                                            {PreviewSize::Medium, ioPath("/p2"_s)},
-                                                            {PreviewSize::Large, ioPath("/p3"_s)}}));
     for (const std::string id : {"1", "3"}) {
         const auto cloudOnly = Stored(id);
-        EXPECT_TRUE(cloudOnly.GetPath().empty());
+        EXPECT_TRUE(cloudOnly.GetPath().empty() && cloudOnly.GetPreviewsSet().empty());
         EXPECT_EQ(cloudOnly.GetMd5Hash() + cloudOnly.GetCloudHashBeforeChange(), "");
-        EXPECT_TRUE(cloudOnly.GetPreviewsSet().empty());
     }
 }
 
 TEST_F(FilesManagerPersistenceTest, PreviewsComeInThreesOrNotAtAll)
 {
     m_fileSystem->m_existing = {"/a.pdf"};
-    const std::vector<std::pair<std::string, std::string>> cases = {
-        {"a;b;c;", "a|b|c|"},
-        {"a;b;c", "a|b|c|"},
-        {";;a;;b;c;;", "a|b|c|"},
+    const std::string three = "Small a, Medium b, Large c, ";
+    const std::map<std::string, std::string> cases = {
+        {"a;b;c;", three},
+        {";;a;;b;c", three},
         {"", ""},
         {"a;b;", ""},
         {"a;b;c;d;", ""},
         {";;;", ""},
-        {" ; ; ", " | | |"},
-        {"\u00e9;b;c;", "\u00e9|b|c|"},
-        {"a\0z;b;c;"_s, "a|b|c|"},
+        {" ; ;\u00e9", "Small  , Medium  , Large \u00e9, "},
+        {"a\0z;b;c;"_s, three},
     };
     for (const auto& [stored, expected] : cases) {
-        std::string paths;
+        std::string previews;
         for (const auto& [size, path] :
              Restored({{"file_path", "/a.pdf"}, {"preview_path", stored}}).GetPreviewsSet())
-            paths += path.utf8string() + "|";
-        EXPECT_EQ(paths, expected) << stored;
+            previews += FileInfo::previewSizetoString(size) + " " + path.utf8string() + ", ";
+        EXPECT_EQ(previews, expected) << stored;
     }
 }
 
-struct StoredValue
-{
-    const char* key;
-    std::string stored;
-    std::string restored;
-};
-
 TEST_F(FilesManagerPersistenceTest, ValuesThatDoNotParseTakeTheirDefault)
 {
-    using CloudInfo = FileInfo::CloudInfo;
-    const std::map<std::string, std::function<std::string(const CloudInfo&)>> fields = {
-        {"cloud_size", [](auto& cloud) { return std::to_string(cloud.GetSize()); }},
-        {"is_private", [](auto& cloud) { return std::to_string(cloud.IsPrivate()); }},
-        {"lifetime_in_sec", [](auto& cloud) { return std::to_string(cloud.GetLifeTime()); }},
-        {"file_name", [](auto& cloud) { return cloud.GetFileName(); }},
-        {"file_hash", [](auto& cloud) { return cloud.GetMd5Hash(); }},
-        {"download_url", [](auto& cloud) { return cloud.GetDownloadUrl().toEncoded().toStdString(); }},
-        {"created_at", [](auto& cloud) { return cloud.GetCreatedAt().toString(Qt::ISODate).toStdString(); }},
+    struct Field
+    {
+        std::string key;
+        std::function<std::string(const FileInfo::CloudInfo&)> read;
+        std::map<std::string, std::string> restored; ///< by the stored text
+    };
+    const auto text = [](const QDateTime& date) { return date.toString(Qt::ISODate).toStdString(); };
+    const std::string huge(1 << 20, '9');
+    const std::vector<Field> fields = {
+        {"cloud_size",
+         [](auto& cloud) { return std::to_string(cloud.GetSize()); },
+         {{" \t+12 bytes", "12"},
+          {"18446744073709551615", "18446744073709551615"},
+          {"18446744073709551616", "0"},
+          {"-1", "18446744073709551615"},
+          {"many", "0"},
+          {"", "0"},
+          {huge, "0"}}},
+        {"is_private",
+         [](auto& cloud) { return std::to_string(cloud.IsPrivate()); },
+         {{"2", "1"}, {"-1", "1"}, {"0", "0"}, {"true", "0"}, {"4294967296", "0"}}},
+        {"lifetime_in_sec",
+         [](auto& cloud) { return std::to_string(cloud.GetLifeTime()); },
+         {{"3600", "3600"}, {" -5s", "-5"}, {"2147483648", "0"}, {"x", "0"}}},
+        {"file_name",
+         [](auto& cloud) { return cloud.GetFileName(); },
+         {{"n\u00e4me\0;'.pdf"_s, "n\u00e4me\0;'.pdf"_s}, {huge, huge}}},
+        {"file_hash", [](auto& cloud) { return cloud.GetMd5Hash(); }, {{"h\0sh"_s, "h\0sh"_s}}},
+        {"download_url",
+         [](auto& cloud) { return cloud.GetDownloadUrl().toEncoded().toStdString(); },
+         {{"https://h/a b?x=\u00e4", "https://h/a%20b?x=%C3%A4"}}},
+        {"created_at",
+         [&](auto& cloud) { return text(cloud.GetCreatedAt()); },
+         {{"Sat Feb 29 12:34:56 2020 GMT", "2020-02-29T12:34:56Z"}, {"2020-02-29T12:34:56Z", ""}}},
         {"modified_time",
-         [](auto& cloud) { return cloud.GetModifyTime().toString(Qt::ISODate).toStdString(); }},
+         [&](auto& cloud) { return text(cloud.GetModifyTime()); },
+         {{"Sat Feb 29 12:34:56 2020 GMT+0200", "2020-02-29T12:34:56+02:00"}, {"tomorrow", ""}, {huge, ""}}},
     };
-    const std::string long_ = std::string(1 << 20, '9');
-    const std::vector<StoredValue> values = {
-        {"cloud_size", "5000", "5000"},
-        {"cloud_size", " \t+12 bytes", "12"},
-        {"cloud_size", "18446744073709551615", "18446744073709551615"},
-        {"cloud_size", "18446744073709551616", "0"},
-        {"cloud_size", "-1", "18446744073709551615"},
-        {"cloud_size", "many", "0"},
-        {"cloud_size", "", "0"},
-        {"cloud_size", long_, "0"},
-        {"is_private", "2", "1"},
-        {"is_private", "-1", "1"},
-        {"is_private", "0", "0"},
-        {"is_private", "true", "0"},
-        {"is_private", "4294967296", "0"},
-        {"lifetime_in_sec", "3600", "3600"},
-        {"lifetime_in_sec", " -5s", "-5"},
-        {"lifetime_in_sec", "2147483648", "0"},
-        {"lifetime_in_sec", "x", "0"},
-        {"file_name", "n\u00e4me\0;'.pdf"_s, "n\u00e4me\0;'.pdf"_s},
-        {"file_name", long_, long_},
-        {"file_hash", "h\0sh"_s, "h\0sh"_s},
-        {"download_url", "https://h/a b?x=\u00e4", "https://h/a%20b?x=%C3%A4"},
-        {"created_at", "Sat Feb 29 12:34:56 2020 GMT", "2020-02-29T12:34:56Z"},
-        {"created_at", "2020-02-29T12:34:56Z", ""},
-        {"modified_time", "Sat Feb 29 12:34:56 2020 GMT+0200", "2020-02-29T12:34:56+02:00"},
-        {"modified_time", "tomorrow", ""},
-        {"modified_time", long_, ""},
-    };
-    const auto defaults = Restored({});
-    for (const auto& value : values) {
-        const auto restored = Restored({{value.key, value.stored}});
-        EXPECT_EQ(fields.at(value.key)(*restored.GetCloudInfo()), value.restored)
-            << value.key << " " << value.stored.substr(0, 40);
-        for (const auto& [key, read] : fields) {
-            if (key != value.key) {
-                EXPECT_EQ(read(*restored.GetCloudInfo()), read(*defaults.GetCloudInfo())) << key;
-            }
-        }
-    }
-    const CloudInfo empty("abc", "", 0, false, QUrl(), QDateTime(), QDateTime(), 0, "");
-    EXPECT_TRUE(*defaults.GetCloudInfo() == empty);
+    for (const auto& [key, read, cases] : fields)
+        for (const auto& [stored, restored] : cases)
+            EXPECT_EQ(read(*Restored({{key, stored}}).GetCloudInfo()), restored)
+                << key << stored.substr(0, 40);
+    EXPECT_TRUE(*Restored({}).GetCloudInfo() ==
+                FileInfo::CloudInfo("abc", "", 0, false, QUrl(), QDateTime(), QDateTime(), 0, ""));
 }
 
 TEST_F(FilesManagerPersistenceTest, SavesEveryValueInOrder)
@@ -212,24 +184,19 @@ TEST_F(FilesManagerPersistenceTest, DocumentsOfOneIdAreWrittenOverEachOther)
 class StoredDatesTest : public FilesManagerPersistenceTest
 {
 protected:
-    std::string StoredText(const QDateTime& date)
+    /// How the date is stored, and what is restored of it.
+    std::pair<std::string, QDateTime> ThroughTheStorage(const QDateTime& date)
     {
         m_storage->m_records.clear();
         Open();
         Add(std::make_shared<FileInfo>(FileInfo::CloudInfo("abc", "", 0, false, {}, date, date, 0, "")));
         m_list.reset();
-        const auto& stored = m_storage->m_records.at("abc");
-        EXPECT_EQ(stored.at("created_at"), stored.at("modified_time"));
-        return stored.at("created_at");
-    }
-
-    QDateTime RestoredDate(const QDateTime& date)
-    {
-        StoredText(date);
+        const auto stored = m_storage->m_records.at("abc");
         Open();
-        const auto restored = *m_list->GetFileInfo("abc"_q)->GetCloudInfo();
+        const auto restored = *Stored("abc").GetCloudInfo();
+        EXPECT_EQ(stored.at("created_at"), stored.at("modified_time"));
         EXPECT_EQ(restored.GetCreatedAt(), restored.GetModifyTime());
-        return restored.GetCreatedAt();
+        return {stored.at("created_at"), restored.GetCreatedAt()};
     }
 };
 
@@ -246,7 +213,7 @@ TEST_F(StoredDatesTest, TextIsEnglishInEveryLanguage)
         {QDateTime(), ""},
     };
     for (const auto& [date, text] : cases)
-        EXPECT_EQ(StoredText(date), text);
+        EXPECT_EQ(ThroughTheStorage(date).first, text);
 }
 
 TEST_F(StoredDatesTest, EveryMonthAndTimeSpecComesBackToTheSecond)
@@ -257,7 +224,7 @@ TEST_F(StoredDatesTest, EveryMonthAndTimeSpecComesBackToTheSecond)
         for (const auto& date : {QDateTime(day, time, Qt::LocalTime), QDateTime(day, time, Qt::UTC),
                                  QDateTime(day, time, Qt::OffsetFromUTC, 20700),
                                  QDateTime(day, time, QTimeZone("America/St_Johns"))}) {
-            const auto restored = RestoredDate(date);
+            const auto restored = ThroughTheStorage(date).second;
             EXPECT_EQ(restored, date.addMSecs(-999)) << date.toString(Qt::ISODate).toStdString();
             EXPECT_EQ(restored.offsetFromUtc(), date.offsetFromUtc());
             if (date.timeSpec() != Qt::TimeZone) {

@@ -12,28 +12,20 @@ using namespace Orvane::Tests;
 
 TEST(IoPathTest, HoldsAndComparesItsTextAndNothingElse)
 {
-    ioPath path("/a/./\u00e9\0x"_s);
+    const ioPath path("/a/./\u00e9\0x"_s);
     EXPECT_EQ(path.utf8string(), "/a/./\u00e9\0x"_s);
     for (const auto& other : {"/a/./\u00e9"_s, "/a/\u00e9\0x"_s, "/A/./\u00e9\0x"_s, ""_s})
         EXPECT_TRUE(path != ioPath(other) && !(path == ioPath(other)));
-    const ioPath copy = path;
-    EXPECT_TRUE(copy == path && !(copy != path));
-    EXPECT_EQ(&(path = "/n\u00e9w"), &path);
-    EXPECT_EQ(path.utf8string(), "/n\u00e9w");
-    EXPECT_TRUE(ioPath().empty() && !copy.empty());
+    EXPECT_TRUE(path == ioPath(path) && !(path != ioPath(path)));
+    EXPECT_TRUE(ioPath().empty() && !path.empty());
 }
 
 TEST(IoPathTest, ComesFromAQStringUpToItsFirstNul)
 {
-    const std::vector<std::pair<QString, std::string>> cases = {
-        {QString(), ""},
-        {"/\u00e9/\U0001F600.pdf"_q, "/\u00e9/\U0001F600.pdf"},
-        {"/a\0b"_q, "/a"},
-        {"\0b"_q, ""},
-    };
-    for (const auto& [text, expected] : cases)
-        EXPECT_EQ(ioPath::from(text).utf8string() + ioPath::from<const QString&>(text).utf8string(),
-                  expected + expected);
+    const std::string text = "/\u00e9/\U0001F600.pdf";
+    EXPECT_EQ(ioPath::from(QString()).utf8string(), "");
+    EXPECT_EQ(ioPath::from(QString::fromStdString(text + "\0b"_s)).utf8string(), text);
+    EXPECT_EQ(ioPath::from<const QString&>("\0b"_q).utf8string(), "");
 }
 
 TEST(IoPathTest, RemovesFilesAndNothingElse)

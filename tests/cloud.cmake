@@ -1,18 +1,15 @@
 foreach(test IN ITEMS
-        CloudManagerCoreTest
-        DownloadTest
+        CloudAnswersTest
+        CloudManagerTest
+        CloudRequestsTest
+        CloudTransfersTest
         FileInfoTest
-        FilesListTest
         FilesManagerCostTest
         FilesManagerPersistenceTest
         FilesManagerTest
         IndexedQueriesTest
         IoPathTest
-        PreviewTest
-        ProtocolProxyTest
-        QuotaTest
-        RemoveFileTest
-        UploadTest)
+        ProtocolProxyTest)
     orvane_test(${test} LIBRARIES OrvaneCloudManager glog::glog)
 endforeach()
 

@@ -36,67 +36,17 @@ private:
     Journal& m_journal;
 };
 
-/// Overrides what the manager calls on itself, and does nothing but say so.
-class OverridingManager : public PDF::Cloud::OrvaneCloudManager
-{
-public:
-    template <typename... Collaborators>
-    explicit OverridingManager(Journal& journal, Collaborators&&... collaborators)
-        : OrvaneCloudManager(collaborators...)
-        , m_journal(journal)
-    {}
-
-    using OrvaneCloudManager::Download;
-    using OrvaneCloudManager::Upload;
-
-    void Upload(const QString& path) override { m_journal.Add("own Upload(" + path.toStdString() + ")"); }
-    void Download(const Document& document, const QString& folder) override
-    {
-        m_journal.Add("own Download(" + m_journal.Name(document) + ", " + folder.toStdString() + ")");
-    }
-    void RetrieveFilesList() override { m_journal.Add("own RetrieveFilesList()"); }
-    void RemoveFile(const Document& document) override
-    {
-        m_journal.Add("own RemoveFile(" + m_journal.Name(document) + ")");
-    }
-    void UserQuota() override { m_journal.Add("own UserQuota()"); }
-    void RetrieveFilePreview(const Document& document, PDF::FileInfo::PreviewSize previewSize,
-                             const QSize& size) override
-    {
-        m_previewed.push_back(document);
-        m_journal.Add("own RetrieveFilePreview(" + m_journal.Name(document) + ", " +
-                      PDF::FileInfo::previewSizetoString(previewSize) + ", " + std::to_string(size.width()) +
-                      " x " + std::to_string(size.height()) + ")");
-    }
-
-    std::vector<Document> m_previewed;
-
-private:
-    Journal& m_journal;
-};
-
 /// A manager over fakes. Everything that happens goes to one journal.
 class CloudManagerFixture : public JournalFixture
 {
 protected:
     CloudManagerFixture() { MakeManager(); }
 
+    template <typename Manager = PDF::Cloud::OrvaneCloudManager>
     void MakeManager()
     {
-        m_manager =
-            std::make_unique<PDF::Cloud::OrvaneCloudManager>(m_protocol, m_hashes, m_fileSystem, m_settings);
+        m_manager = std::make_unique<Manager>(m_protocol, m_hashes, m_fileSystem, m_settings);
         m_signals.Watch(*m_manager);
-    }
-
-    OverridingManager& MakeOverridingManager()
-    {
-        auto manager =
-            std::make_unique<OverridingManager>(m_journal, m_protocol, m_hashes, m_fileSystem, m_settings);
-        auto& made = *manager;
-        m_manager = std::move(manager);
-        m_signals.Watch(*m_manager);
-        (void)m_journal.Take();
-        return made;
     }
 
     /// What happens when the request started last is answered.

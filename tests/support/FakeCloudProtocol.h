@@ -7,6 +7,7 @@
 
 #include <deque>
 #include <functional>
+#include <set>
 
 namespace Orvane::Tests {
 
@@ -21,11 +22,13 @@ public:
     using Client = Social::OrvaneCloudProtocol;
     using Fields = QMap<QString, QString>;
 
+    using Finisher = std::function<void(long long ticket, RequestResult result)>;
+
     struct Request
     {
         long long ticket;
-        std::function<void(long long ticket, RequestResult result)> finish;
-        std::function<void(long long ticket, int progress)> progress;
+        Finisher finish;
+        OnProgress progress;
     };
 
     explicit FakeCloudProtocol(Journal& journal)
@@ -56,7 +59,7 @@ public:
 
     long long auth(const Fields& parameters, Auth::OnResult&& onResult) override
     {
-        return Start("auth(" + Text(parameters) + ")", {0, std::move(onResult), {}});
+        return Start("auth(" + Text(parameters) + ")", std::move(onResult));
     }
 
     void logout() override
@@ -75,43 +78,35 @@ public:
 
     long long retriveFileList(const FileFieldData& filter, OnFileList&& onResult) override
     {
-        return Start(
-            "retriveFileList(" + Text(filter) + ")",
-            {0, [this, callback = std::move(onResult)](auto... args) { callback(args..., m_entries); }, {}});
+        return Start("retriveFileList(" + Text(filter) + ")", With(m_entries, std::move(onResult)));
     }
 
     long long downloadFile(const FileFieldData& file, Files::OnResult&& onResult,
                            OnProgress&& onProgress) override
     {
-        return Start("downloadFile(" + Text(file) + ")", {0, std::move(onResult), std::move(onProgress)});
+        return Start("downloadFile(" + Text(file) + ")", std::move(onResult), std::move(onProgress));
     }
 
     long long deleteFile(const FileFieldData& file, Files::OnResult&& onResult) override
     {
-        return Start("deleteFile(" + Text(file) + ")", {0, std::move(onResult), {}});
+        return Start("deleteFile(" + Text(file) + ")", std::move(onResult));
     }
 
     long long uploadFile(const QString& localPath, const Fields& parameters, OnUploaded&& onResult,
                          OnProgress&& onProgress) override
     {
         return Start("uploadFile(" + localPath.toStdString() + "; " + Text(parameters) + ")",
-                     {0,
-                      [this, callback = std::move(onResult)](auto... args) { callback(args..., m_answer); },
-                      std::move(onProgress)});
+                     With(m_answer, std::move(onResult)), std::move(onProgress));
     }
 
     long long userQuota(OnQuota&& onResult) override
     {
-        return Start(
-            "userQuota()",
-            {0, [this, callback = std::move(onResult)](auto... args) { callback(args..., m_quota); }, {}});
+        return Start("userQuota()", With(m_quota, std::move(onResult)));
     }
 
     long long retrievePreview(const Fields& parameters, OnPreview&& onResult) override
     {
-        return Start(
-            "retrievePreview(" + Text(parameters) + ")",
-            {0, [this, callback = std::move(onResult)](auto... args) { callback(args..., m_image); }, {}});
+        return Start("retrievePreview(" + Text(parameters) + ")", With(m_image, std::move(onResult)));
     }
 
     bool m_isLoggedIn = true;
@@ -128,22 +123,24 @@ public:
     std::function<void(long long ticket)> m_duringCancel = [](long long) {};
 
 private:
-    long long Start(const std::string& event, Request request)
+    /// A callback that brings the payload as it is when the request is answered.
+    template <typename Payload, typename Callback>
+    static Finisher With(const Payload& payload, Callback callback)
     {
-        m_journal.Add(event);
-        request.ticket = NextTicket();
-        m_requests.push_back(std::move(request));
-        const auto ticket = m_requests.back().ticket;
-        m_duringStart();
-        return ticket;
+        return [&payload, callback](long long ticket, RequestResult result) {
+            callback(ticket, result, payload);
+        };
     }
 
-    long long NextTicket()
+    long long Start(const std::string& event, Finisher finish, OnProgress progress = {})
     {
+        m_journal.Add(event);
         if (m_nextTickets.empty())
-            return ++m_lastTicket;
+            m_nextTickets.push_back(++m_lastTicket);
         const auto ticket = m_nextTickets.front();
         m_nextTickets.pop_front();
+        m_requests.push_back({ticket, std::move(finish), std::move(progress)});
+        m_duringStart();
         return ticket;
     }
 
@@ -167,16 +164,10 @@ private:
             {Client::MD5_HASH, "MD5_HASH"},
             {Client::SSO_TOKEN, "SSO_TOKEN"},
         };
-        std::map<std::string, std::string> named;
-        for (auto field = fields.begin(); field != fields.end(); ++field) {
-            const auto name = names.find(field.key());
-            named[name == names.end() ? "unknown " + field.key().toStdString() : name->second] =
-                field.value().toStdString();
-        }
-        std::string text;
-        for (const auto& [name, value] : named)
-            text += (text.empty() ? "" : ", ") + name + "=" + value;
-        return text;
+        std::set<std::string> named;
+        for (auto field = fields.begin(); field != fields.end(); ++field)
+            named.insert(names.at(field.key()) + "=" + field.value().toStdString());
+        return Joined({named.begin(), named.end()});
     }
 
     Journal& m_journal;

@@ -31,6 +31,15 @@ inline std::string operator""_s(const char* text, std::size_t size)
     return {text, size};
 }
 
+/// The texts with ", " between them.
+inline std::string Joined(const Events& texts)
+{
+    std::string joined;
+    for (const auto& text : texts)
+        joined += (&text == &texts.front() ? "" : ", ") + text;
+    return joined;
+}
+
 /// What happened, in order and as text: the calls that the fakes received, the signals and the log lines.
 class Journal
 {

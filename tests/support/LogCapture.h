@@ -21,13 +21,7 @@ public:
         google::AddLogSink(this);
     }
 
-    ~LogCapture() override
-    {
-        google::RemoveLogSink(this);
-        FLAGS_minloglevel = m_minLogLevel;
-        FLAGS_logtostderr = m_isLoggingToStderr;
-        FLAGS_stderrthreshold = m_stderrThreshold;
-    }
+    ~LogCapture() override { google::RemoveLogSink(this); }
 
     using google::LogSink::send;
     void send(google::LogSeverity severity, const char*, const char* fileName, int,
@@ -39,9 +33,6 @@ public:
 
 private:
     Journal& m_journal;
-    const int m_minLogLevel = FLAGS_minloglevel;
-    const bool m_isLoggingToStderr = FLAGS_logtostderr;
-    const int m_stderrThreshold = FLAGS_stderrthreshold;
 };
 
 } // namespace Orvane::Tests

@@ -77,14 +77,6 @@ private:
         return "[" + Joined(texts) + "]";
     }
 
-    static std::string Joined(const Events& texts)
-    {
-        std::string joined;
-        for (const auto& text : texts)
-            joined += (&text == &texts.front() ? "" : ", ") + text;
-        return joined;
-    }
-
     Journal& m_journal;
     const QMetaObject* m_meta = nullptr;
 };

@@ -1,0 +1,172 @@
+#include "support/CloudManagerFixture.h"
+
+#include <QDir>
+#include <QImageReader>
+#include <QTemporaryDir>
+
+#include <limits>
+
+// What file lists, quotas and previews make of the cloud's answers.
+
+namespace {
+
+using namespace Orvane;
+using namespace Orvane::Tests;
+using PDF::FileInfo;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using PreviewSize = FileInfo::PreviewSize;
+
+class CloudAnswersTest : public CloudManagerFixture
+{
+protected:
+    CloudAnswersTest()
+    {
+        qputenv("TMPDIR", m_folder.path().toUtf8());
+        ShowColor(Qt::red);
+    }
+
+    ~CloudAnswersTest() override { qunsetenv("TMPDIR"); }
+
+    void ShowColor(Qt::GlobalColor color)
+    {
+        m_protocol->m_image = QPixmap(100, 40);
+        m_protocol->m_image.fill(color);
+    }
+
+    Events PreviewEvents()
+    {
+        m_manager->RetrieveFilePreview(m_document, PreviewSize::Medium, {100, 40});
+        return WhenAnswered(kSuccess);
+    }
+
+    const QTemporaryDir m_folder;
+    const Document m_document = Own(CloudDocument("\u00efd"));
+};
+
+FakeCloudProtocol::Files::FileInfo Entry(const QString& id)
+{
+    FakeCloudProtocol::Files::FileInfo entry;
+    entry.id = id;
+    return entry;
+}
+
+TEST_F(CloudAnswersTest, ListHoldsBackDuringTransfersButNotBeforeTheSignInIsChecked)
+{
+    m_manager->Upload("/a.pdf"_q);
+    EXPECT_THAT(During([this] { m_manager->RetrieveFilesList(); }), IsEmpty());
+    m_protocol->m_isLoggedIn = false;
+    EXPECT_THAT(During([this] { m_manager->RetrieveFilesList(); }), ElementsAre("AuthorizationRequired()"));
+    m_protocol->m_isLoggedIn = true;
+    m_protocol->Finish(0, kUnknownResult);
+    EXPECT_EQ(During([this] { m_manager->RetrieveFilesList(); }).size(), 2U);
+}
+
+TEST_F(CloudAnswersTest, ListedDocumentsKeepTheCloudsOrderAndAskForPreviewsFirst)
+{
+    m_protocol->m_entries = {Entry("b"_q), Entry("a"_q), Entry("b"_q)};
+    Events expected;
+    for (const std::string id : {"b", "a", "b"}) {
+        for (const auto& [slot, edge] : {std::pair("Small", "40"), {"Medium", "100"}, {"Large", "191"}}) {
+            expected.push_back("RetrieveFilePreviewStarted(new " + id + ", " + slot + ")");
+            expected.push_back(std::string("retrievePreview(FILE_PREVIEW_HEIGHT=") + edge +
+                               ", FILE_PREVIEW_WIDTH=" + edge + ", ID=" + id + ")");
+        }
+    }
+    expected.emplace_back("RetrievingFilesListFinished([new b, new a, new b])");
+    m_manager->RetrieveFilesList();
+    m_signals.m_documents.clear();
+    EXPECT_EQ(WhenAnswered(kSuccess), expected);
+
+    // The previews arrive in the very documents that are handed out.
+    const auto& documents = m_signals.m_documents; // of nine previews, then of the list
+    ASSERT_EQ(documents.size(), 12U);
+    EXPECT_NE(documents[9], documents[11]);
+    m_protocol->Finish(5, kSuccess);
+    EXPECT_EQ(documents[10]->GetPreviewsSet().count(PreviewSize::Medium), 1U);
+}
+
+TEST_F(CloudAnswersTest, EntryBecomesACloudOnlyDocument)
+{
+    auto entry = Entry("\u00efd"_q);
+    entry.fileName = "n\u00e4me.pdf"_q;
+    entry.size = std::numeric_limits<qint64>::max();
+    entry.md5Hash = "h\u00e4sh"_q;
+    entry.createdAt = "2020-02-29T12:34:56Z"_q;
+    entry.modifyTime = "2021-03-04T05:06:07.089+02:00"_q;
+    auto undated = entry;
+    undated.createdAt = "yesterday"_q;
+    undated.modifyTime = QString();
+    m_protocol->m_entries = {entry, undated};
+    m_manager->RetrieveFilesList();
+    (void)WhenAnswered(kSuccess);
+
+    const auto expected = [](const QDateTime& createdAt, const QDateTime& modifiedAt) {
+        return FileInfo::CloudInfo("\u00efd", "n\u00e4me.pdf", std::numeric_limits<qint64>::max(), true,
+                                   QUrl(), createdAt, modifiedAt, 2147483647, "h\u00e4sh");
+    };
+    const auto dated = *(m_signals.m_documents.end() - 2);
+    const auto created = QDateTime({2020, 2, 29}, {12, 34, 56}, Qt::UTC);
+    const auto modified = QDateTime({2021, 3, 4}, {5, 6, 7, 89}, Qt::OffsetFromUTC, 7200);
+    EXPECT_TRUE(*dated->GetCloudInfo() == expected(created, modified));
+    EXPECT_TRUE(*m_signals.m_documents.back()->GetCloudInfo() == expected(QDateTime(), QDateTime()));
+    EXPECT_TRUE(dated->GetPath().empty());
+}
+
+TEST_F(CloudAnswersTest, QuotaFiguresKeepTheirLow32Bits)
+{
+    const std::vector<std::pair<qint64, std::string>> figures = {
+        {3, "3"},
+        {-1, "-1"},
+        {(1LL << 32) + 7, "7"},
+        {1LL << 31, "-2147483648"},
+        {3LL << 30, "-1073741824"},
+        {(1LL << 31) - 1, "2147483647"},
+    };
+    m_protocol->m_quota["PDF"_q] = {1, 2};
+    for (const auto& [figure, text] : figures) {
+        for (const bool isFirst : {true, false}) {
+            m_manager->UserQuota();
+            m_protocol->m_quota["pdf"_q] = isFirst ? std::pair(figure, 10LL) : std::pair(10LL, figure);
+            EXPECT_THAT(WhenAnswered(kSuccess),
+                        ElementsAre("RetrievingUserQuotaFinished(" +
+                                    (isFirst ? text + ", 10)" : "10, " + text + ")")));
+        }
+    }
+}
+
+TEST_F(CloudAnswersTest, PreviewIsStoredAsPngAndRecordedOnceForEachSize)
+{
+    const auto path = m_folder.path() + "/\u00efd_Medium.png"_q;
+    m_signals.m_duringSignal = [this] { // the path is there when the news comes
+        EXPECT_EQ(m_document->GetPreviewsSet().count(PreviewSize::Medium), m_signals.m_documents.size() / 2);
+    };
+    for (const auto color : {Qt::red, Qt::blue}) {
+        ShowColor(color);
+        EXPECT_THAT(PreviewEvents(), ElementsAre("RetrieveFilePreviewFinished(own \u00efd, Medium)"));
+        QImageReader reader(path);
+        EXPECT_EQ(reader.format(), "png");
+        const auto image = reader.read();
+        EXPECT_EQ(image.size(), QSize(100, 40));
+        EXPECT_EQ(image.pixelColor(50, 20), QColor(color));
+        m_signals.m_duringSignal = [] {};
+    }
+    const FileInfo::PreviewsSet expected = {{PreviewSize::Medium, ioPath(path.toStdString())}};
+    EXPECT_EQ(m_document->GetCloudInfo()->GetPreviewsSet(), expected);
+}
+
+TEST_F(CloudAnswersTest, PreviewThatCannotBeSavedLeavesTheDocumentAlone)
+{
+    const std::string text = "Cannot save preview for: \u00efd with size: Medium";
+    const Events failure = {"ERROR OrvaneCloudManager.cpp: " + text,
+                            "RetrieveFilePreviewError(own \u00efd, Medium, " + text + ")"};
+    ASSERT_TRUE(QDir(m_folder.path()).mkdir("\u00efd_Medium.png"_q));
+    EXPECT_EQ(PreviewEvents(), failure) << "a folder is in the way";
+    ASSERT_TRUE(QDir(m_folder.path()).rmdir("\u00efd_Medium.png"_q));
+    m_manager->RetrieveFilePreview(m_document, PreviewSize::Medium, {100, 40});
+    m_document->GetRedactableCloudInfo().reset();
+    EXPECT_EQ(WhenAnswered(kSuccess), failure) << "no cloud side any more";
+    EXPECT_TRUE(m_document->GetPreviewsSet().empty());
+}
+
+} // namespace
