@@ -1,3 +1,2 @@
-orvane_test(PageRendererTest LIBRARIES OrvaneCloudProtocolInternals)
 orvane_test(PreviewCacheTest LIBRARIES OrvaneCloudProtocolInternals)
 orvane_test(PreviewMakerTest LIBRARIES OrvaneCloudProtocolInternals)

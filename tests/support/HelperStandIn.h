@@ -7,36 +7,22 @@
 /// Programs that stand in for the one that renders pages.
 namespace Orvane::Tests {
 
-/// Sets an environment variable while it lives.
-class ScopedVariable
-{
-public:
-    ScopedVariable(const char* name, const QByteArray& value)
-        : m_name(name)
-        , m_before(qgetenv(name))
-    {
-        qputenv(name, value);
-    }
-    ~ScopedVariable() { qputenv(m_name, m_before); }
-    Q_DISABLE_COPY_MOVE(ScopedVariable)
-
-private:
-    const char* const m_name;
-    const QByteArray m_before;
-};
-
 /// A shell script that is found as "pdftoppm" while this lives.
 class HelperStandIn
 {
 public:
-    explicit HelperStandIn(const QByteArray& script)
-        : m_path("PATH", m_folder.path().toUtf8() + ':' + qgetenv("PATH"))
+    explicit HelperStandIn(const QByteArray& script, const QByteArray& interpreter = "/bin/sh")
     {
         QFile file(m_folder.filePath(QStringLiteral("pdftoppm")));
         file.open(QIODevice::WriteOnly);
-        file.write("#!/bin/sh\n" + script + '\n');
+        file.write("#!" + interpreter + '\n' + script + '\n');
         file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        qputenv("PATH", m_folder.path().toUtf8() + ':' + m_formerPath);
     }
+    ~HelperStandIn() { qputenv("PATH", m_formerPath); }
+
+    /// For the rest of its life no "pdftoppm" is found at all.
+    void Uninstall() const { qputenv("PATH", "/nowhere"); }
 
     /// What the script has written to "$0.note" so far.
     [[nodiscard]] QByteArray Note() const
@@ -47,24 +33,18 @@ public:
 
 private:
     const QTemporaryDir m_folder;
-    const ScopedVariable m_path;
+    const QByteArray m_formerPath = qgetenv("PATH");
 };
 
 /// The real helper, with its runs counted.
-class CountedHelper : public HelperStandIn
+struct CountedHelper : HelperStandIn
 {
-public:
     CountedHelper()
-        : HelperStandIn("printf x >> \"$0.note\"; exec " + RealHelper() + " \"$@\"")
+        : HelperStandIn("printf x >> \"$0.note\"; exec " +
+                        QStandardPaths::findExecutable(QStringLiteral("pdftoppm")).toUtf8() + " \"$@\"")
     {}
 
     [[nodiscard]] int Runs() const { return Note().size(); }
-
-private:
-    static QByteArray RealHelper()
-    {
-        return QStandardPaths::findExecutable(QStringLiteral("pdftoppm")).toUtf8();
-    }
 };
 
 } // namespace Orvane::Tests
