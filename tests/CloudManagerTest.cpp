@@ -1,7 +1,5 @@
 #include "support/CloudManagerFixture.h"
 
-#include <OrvaneCloud/OrvaneCloudFilesManager.h>
-
 #include <QSignalSpy>
 #include <QTest>
 #include <QTimer>
@@ -214,21 +212,6 @@ TEST_F(CloudManagerTest, DestructionCancelsOnceWhenCancellingRunsTheCallbacks)
     };
     m_manager.reset();
     EXPECT_EQ(canceled.size(), 1U) << "the other request has ended by then";
-}
-
-TEST(MetaObjects, AddNothingToTheirBases)
-{
-    const std::vector<std::tuple<const QMetaObject*, std::string, std::string, int>> cases = {
-        {&OrvaneCloudManager::staticMetaObject, "Cloud::OrvaneCloudManager", "AbstractCloudManager", 28},
-        {&PDF::Cloud::OrvaneCloudFilesManager::staticMetaObject, "Cloud::OrvaneCloudFilesManager",
-         "AbstractFileManager", 6},
-    };
-    for (const auto& [meta, name, base, signalCount] : cases) {
-        EXPECT_EQ(meta->className(), "Orvane::PDF::" + name);
-        EXPECT_EQ(meta->superClass()->className(), "Orvane::PDF::" + base);
-        EXPECT_EQ(meta->methodCount(), meta->superClass()->methodCount());
-        EXPECT_EQ(meta->superClass()->methodCount() - meta->superClass()->methodOffset(), signalCount);
-    }
 }
 
 } // namespace

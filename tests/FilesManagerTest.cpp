@@ -1,5 +1,7 @@
 #include "support/FilesManagerFixture.h"
 
+#include <array>
+
 namespace {
 
 using namespace Orvane;
@@ -120,15 +122,9 @@ TEST_F(FilesManagerTest, UpdateTakesCloudSideAndSyncingFlagAndAnnouncesIdAndRow)
 // The raw paths are compared, and the normalized one is what gets recorded.
 TEST_F(FilesManagerTest, UpdateRecordsTheLocalCopyWhenPathOrHashDiffer)
 {
-    struct Case
-    {
-        std::string path;
-        std::string hash;
-        std::string sourcePath;
-        std::string updatedPath;
-    };
     const std::string current = "hash of /d/a.pdf";
-    const std::vector<Case> cases = {
+    const std::vector<std::array<std::string, 4>> cases = {
+        // path, hash, path of the source, updated path
         {"/d/a.pdf", "old", "/d/a.pdf", "/d/a.pdf"},
         {"/d/./a.pdf", current, "/d/./a.pdf", "/d/./a.pdf"},
         {"/d/./a.pdf", "old", "/d/./a.pdf", "/d/a.pdf"},
@@ -138,12 +134,11 @@ TEST_F(FilesManagerTest, UpdateRecordsTheLocalCopyWhenPathOrHashDiffer)
     };
     const auto document = Add("abc");
     for (const auto& [path, hash, sourcePath, updatedPath] : cases) {
-        SCOPED_TRACE(path + " from " + sourcePath);
         document->SetPath(path, hash);
         const auto source = CloudDocument("abc");
         source->SetPath(sourcePath, "never read");
         m_list->Update(source);
-        EXPECT_EQ(document->GetPath().utf8string(), updatedPath);
+        EXPECT_EQ(document->GetPath().utf8string(), updatedPath) << path << " from " << sourcePath;
         EXPECT_EQ(document->GetMd5Hash(), updatedPath.empty() ? "hash of " : current);
     }
 }

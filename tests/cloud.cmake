@@ -1,14 +1,12 @@
 foreach(test IN ITEMS
-        CloudAnswersTest
         CloudManagerTest
+        CloudOperationsTest
         CloudRequestsTest
-        CloudTransfersTest
         FileInfoTest
         FilesManagerCostTest
         FilesManagerPersistenceTest
         FilesManagerTest
         IndexedQueriesTest
-        IoPathTest
         ProtocolProxyTest)
     orvane_test(${test} LIBRARIES OrvaneCloudManager glog::glog)
 endforeach()

@@ -1,8 +1,7 @@
 #pragma once
 
 #include "FakeCloudProtocol.h"
-#include "FakeFileSystem.h"
-#include "FakeHashCalculator.h"
+#include "FakeFiles.h"
 #include "LogCapture.h"
 #include "SignalLog.h"
 

@@ -1,7 +1,6 @@
 #pragma once
 
-#include "FakeFileSystem.h"
-#include "FakeHashCalculator.h"
+#include "FakeFiles.h"
 #include "FakeStorage.h"
 #include "LogCapture.h"
 #include "SignalLog.h"
