@@ -95,7 +95,7 @@ void WatchCommand::ShowStart()
 {
     if (std::exchange(m_isStartShown, true))
         return;
-    GetConsole().Tell(QStringLiteral("Watching %1 documents, every %2 s. Ctrl-C ends it.")
+    GetConsole().Tell(QStringLiteral("Watching the cloud (%1 listed now) every %2 s. Ctrl-C ends it.")
                           .arg(m_rows.size())
                           .arg(GetOptions().intervalInSeconds));
 }
