@@ -65,6 +65,7 @@ TEST_F(LocalFileSystemTest, TextsThatNameTheSameFileBecomeOneAlsoAMomentAfterALi
     fs::create_symlink("real", "new");
     fs::create_symlink("file.pdf", "real/x.pdf");
     EXPECT_EQ(Normalized("new/x.pdf"), At("real/file.pdf"));
+    EXPECT_EQ(Normalized("new/y.pdf"), At("real/y.pdf"));
     fs::remove("folder");
     fs::create_symlink("real/deep", "folder");
     std::this_thread::sleep_for(std::chrono::milliseconds(550)); // folders are remembered for less

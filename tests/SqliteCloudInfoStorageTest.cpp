@@ -168,8 +168,10 @@ TEST_F(SqliteCloudInfoStorageTest, SetsAsideWhatIsNotAsItMadeItAndNothingElse)
 
 TEST_F(SqliteCloudInfoStorageTest, RefusesWhatItMustNotOrCannotWriteAndLeavesItAlone)
 {
+    const auto link = m_folder.Path() / "link.sqlite";
     auto holder = Open(m_file);
-    ExpectRefusal(m_file, Reason::Locked, "process " + std::to_string(getpid()));
+    fs::create_symlink(m_file, link);
+    ExpectRefusal(link, Reason::Locked, "process " + std::to_string(getpid()));
     fs::remove(m_file.string() + ".lock");
     ExpectRefusal(m_file, Reason::Locked, m_file.string());
     holder.reset();
