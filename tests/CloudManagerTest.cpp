@@ -196,22 +196,11 @@ TEST_F(CloudManagerTest, DestructionCancelsOnceWhenCancellingRunsTheCallbacks)
     std::vector<long long> canceled;
     m_protocol->m_duringCancel = [&](long long ticket) {
         canceled.push_back(ticket);
-        m_protocol->Finish(static_cast<std::size_t>(ticket - 1), kCanceled);
+        for (const std::size_t request : {0U, 1U}) // the other one ends with the first
+            m_protocol->Finish(request, kCanceled);
     };
     m_manager.reset();
-    EXPECT_THAT(canceled, UnorderedElementsAre(1, 2, 3));
-
-    MakeManager();
-    m_manager->UserQuota();
-    m_manager->UserQuota();
-    canceled.clear();
-    m_protocol->m_duringCancel = [&](long long ticket) {
-        canceled.push_back(ticket);
-        m_protocol->Finish(3, kCanceled);
-        m_protocol->Finish(4, kCanceled);
-    };
-    m_manager.reset();
-    EXPECT_EQ(canceled.size(), 1U) << "the other request has ended by then";
+    EXPECT_THAT(canceled, ElementsAre(testing::AnyOf(1, 2), 3));
 }
 
 } // namespace

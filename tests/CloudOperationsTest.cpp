@@ -18,16 +18,16 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using PreviewSize = FileInfo::PreviewSize;
 
-class CloudAnswersTest : public CloudManagerFixture
+class CloudOperationsTest : public CloudManagerFixture
 {
 protected:
-    CloudAnswersTest()
+    CloudOperationsTest()
     {
         qputenv("TMPDIR", m_folder.path().toUtf8());
         ShowColor(Qt::red);
     }
 
-    ~CloudAnswersTest() override { qunsetenv("TMPDIR"); }
+    ~CloudOperationsTest() override { qunsetenv("TMPDIR"); }
 
     void ShowColor(Qt::GlobalColor color)
     {
@@ -52,7 +52,7 @@ FakeCloudProtocol::Files::FileInfo Entry(const QString& id)
     return entry;
 }
 
-TEST_F(CloudAnswersTest, ListHoldsBackDuringTransfersButNotBeforeTheSignInIsChecked)
+TEST_F(CloudOperationsTest, ListHoldsBackDuringTransfersButNotBeforeTheSignInIsChecked)
 {
     m_manager->Upload("/a.pdf"_q);
     EXPECT_THAT(During([this] { m_manager->RetrieveFilesList(); }), IsEmpty());
@@ -63,7 +63,7 @@ TEST_F(CloudAnswersTest, ListHoldsBackDuringTransfersButNotBeforeTheSignInIsChec
     EXPECT_EQ(During([this] { m_manager->RetrieveFilesList(); }).size(), 2U);
 }
 
-TEST_F(CloudAnswersTest, ListedDocumentsKeepTheCloudsOrderAndAskForPreviewsFirst)
+TEST_F(CloudOperationsTest, ListedDocumentsKeepTheCloudsOrderAndAskForPreviewsFirst)
 {
     m_protocol->m_entries = {Entry("b"_q), Entry("a"_q), Entry("b"_q)};
     Events expected;
@@ -87,7 +87,7 @@ TEST_F(CloudAnswersTest, ListedDocumentsKeepTheCloudsOrderAndAskForPreviewsFirst
     EXPECT_EQ(documents[10]->GetPreviewsSet().count(PreviewSize::Medium), 1U);
 }
 
-TEST_F(CloudAnswersTest, EntryBecomesACloudOnlyDocument)
+TEST_F(CloudOperationsTest, EntryBecomesACloudOnlyDocument)
 {
     auto entry = Entry("\u00efd"_q);
     entry.fileName = "n\u00e4me.pdf"_q;
@@ -114,7 +114,7 @@ TEST_F(CloudAnswersTest, EntryBecomesACloudOnlyDocument)
     EXPECT_TRUE(dated->GetPath().empty());
 }
 
-TEST_F(CloudAnswersTest, QuotaFiguresKeepTheirLow32Bits)
+TEST_F(CloudOperationsTest, QuotaFiguresKeepTheirLow32Bits)
 {
     const std::vector<std::pair<qint64, std::string>> figures = {
         {3, "3"},
@@ -136,7 +136,7 @@ TEST_F(CloudAnswersTest, QuotaFiguresKeepTheirLow32Bits)
     }
 }
 
-TEST_F(CloudAnswersTest, PreviewIsStoredAsPngAndRecordedOnceForEachSize)
+TEST_F(CloudOperationsTest, PreviewIsStoredAsPngAndRecordedOnceForEachSize)
 {
     const auto path = m_folder.path() + "/\u00efd_Medium.png"_q;
     m_signals.m_duringSignal = [this] { // the path is there when the news comes
@@ -156,7 +156,7 @@ TEST_F(CloudAnswersTest, PreviewIsStoredAsPngAndRecordedOnceForEachSize)
     EXPECT_EQ(m_document->GetCloudInfo()->GetPreviewsSet(), expected);
 }
 
-TEST_F(CloudAnswersTest, PreviewThatCannotBeSavedLeavesTheDocumentAlone)
+TEST_F(CloudOperationsTest, PreviewThatCannotBeSavedLeavesTheDocumentAlone)
 {
     const std::string text = "Cannot save preview for: \u00efd with size: Medium";
     const Events failure = {"ERROR OrvaneCloudManager.cpp: " + text,
@@ -170,27 +170,10 @@ TEST_F(CloudAnswersTest, PreviewThatCannotBeSavedLeavesTheDocumentAlone)
     EXPECT_TRUE(m_document->GetPreviewsSet().empty());
 }
 
-class UploadTest : public CloudManagerFixture
-{};
-
-// The hash calculator sees a path up to its first NUL character; the key is the whole text.
-TEST_F(UploadTest, PathIsSentAsItIs)
+TEST_F(CloudOperationsTest, FinishedUploadBringsARecordOfAnswerAndLocalFile)
 {
-    const auto path = "/a\0b.pdf"_q;
-    m_manager->Upload(path);
-    EXPECT_THAT(Happened(), ElementsAre("CalculateFileHash(/a)", "UploadingStarted(/a\0b.pdf)"_s,
-                                        "uploadFile(/a\0b.pdf; CHUNK_MIME_TYPE=application/pdf, "
-                                        "FILE_MIME_TYPE=application/pdf, MD5_HASH=hash of /a)"_s));
-    EXPECT_THAT(During([this] { m_manager->CancelUploading("/a"_q); }), IsEmpty());
-    EXPECT_THAT(During([&] { m_manager->CancelUploading(path); }),
-                ElementsAre("cancelOperation(1)", "UploadingCanceled(/a\0b.pdf)"_s));
-}
-
-TEST_F(UploadTest, FinishedUploadBringsARecordOfAnswerAndLocalFile)
-{
-    const QTemporaryDir folder;
-    const auto path = folder.path() + "/./a.pdf"_q;
-    const auto normalized = folder.path().toStdString() + "/a.pdf";
+    const auto path = m_folder.path() + "/./a.pdf"_q;
+    const auto normalized = m_folder.path().toStdString() + "/a.pdf";
     QFile file(path);
     ASSERT_TRUE(file.open(QIODevice::WriteOnly));
     m_manager->Upload(path);
