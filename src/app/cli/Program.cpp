@@ -65,6 +65,13 @@ Problem StorageProblem(const StorageError& error)
             QStringLiteral("Make it usable, or choose another folder with --data.")};
 }
 
+Problem NotSaved(const QString& why)
+{
+    return {ExitCode::LocalDisk, QStringLiteral("local-disk"),
+            QStringLiteral("The list of documents could not be saved"), why,
+            QStringLiteral("The list is as it was before. Make room, then run: orvane-cloud list")};
+}
+
 CloudSession::Setup SetupFor(const Locations& locations)
 {
     CloudSession::Setup setup;
@@ -100,7 +107,12 @@ ExitCode RunSession(const Options& options, const Locations& locations, Console&
     CloudSession session(SetupFor(locations));
     if (const QString notice = session.StorageNotice(); !notice.isEmpty())
         console.Warn(notice);
-    return RunCommand({options, locations, console, session, token});
+    const ExitCode exitCode = RunCommand({options, locations, console, session, token});
+    const QString notSaved = session.Close();
+    if (notSaved.isEmpty())
+        return exitCode;
+    console.Show(NotSaved(notSaved));
+    return exitCode == ExitCode::Done ? ExitCode::LocalDisk : exitCode;
 }
 
 ExitCode RunWithCloud(const Options& options, Console& console)

@@ -74,6 +74,14 @@ CloudSession::CloudSession(const Setup& setup, QObject* parent)
 
 CloudSession::~CloudSession() = default;
 
+QString CloudSession::Close()
+{
+    const auto storage = d->storage;
+    d.reset(); // the list saves itself
+    storage->Flush();
+    return storage->Problem();
+}
+
 OrvaneCloudManager& CloudSession::Cloud()
 {
     return d->cloud;

@@ -56,6 +56,10 @@ public:
     explicit CloudSession(const Setup& setup, QObject* parent = nullptr);
     ~CloudSession() override;
 
+    /// Ends the session as its destruction does. Returns why the list could not be saved, a sentence for
+    /// people; empty when it is. Nothing may be asked of the session afterwards.
+    QString Close();
+
     /// The cloud's operations and their signals. Owned by the session.
     [[nodiscard]] OrvaneCloudManager& Cloud();
 
@@ -84,7 +88,7 @@ Q_SIGNALS:
 
 private:
     class Private;
-    const std::unique_ptr<Private> d;
+    std::unique_ptr<Private> d;
 };
 
 } // namespace Orvane::PDF::Cloud
