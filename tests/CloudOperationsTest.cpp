@@ -41,7 +41,17 @@ protected:
         return WhenAnswered(kSuccess);
     }
 
+    /// Starts a download of m_document into m_folder, and the file that it writes.
+    void StartDownload()
+    {
+        m_manager->Download(m_document, m_folder.path());
+        QFile file(m_target);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        m_document->SetIsSyncingInProgress(true);
+    }
+
     const QTemporaryDir m_folder;
+    const QString m_target = m_folder.path() + "/a.pdf"_q;
     const Document m_document = Own(CloudDocument("\u00efd"));
 };
 
@@ -139,9 +149,6 @@ TEST_F(CloudOperationsTest, QuotaFiguresKeepTheirLow32Bits)
 TEST_F(CloudOperationsTest, PreviewIsStoredAsPngAndRecordedOnceForEachSize)
 {
     const auto path = m_folder.path() + "/\u00efd_Medium.png"_q;
-    m_signals.m_duringSignal = [this] { // the path is there when the news comes
-        EXPECT_EQ(m_document->GetPreviewsSet().count(PreviewSize::Medium), m_signals.m_documents.size() / 2);
-    };
     for (const auto color : {Qt::red, Qt::blue}) {
         ShowColor(color);
         EXPECT_THAT(PreviewEvents(), ElementsAre("RetrieveFilePreviewFinished(own \u00efd, Medium)"));
@@ -150,7 +157,6 @@ TEST_F(CloudOperationsTest, PreviewIsStoredAsPngAndRecordedOnceForEachSize)
         const auto image = reader.read();
         EXPECT_EQ(image.size(), QSize(100, 40));
         EXPECT_EQ(image.pixelColor(50, 20), QColor(color));
-        m_signals.m_duringSignal = [] {};
     }
     const FileInfo::PreviewsSet expected = {{PreviewSize::Medium, ioPath(path.toStdString())}};
     EXPECT_EQ(m_document->GetCloudInfo()->GetPreviewsSet(), expected);
@@ -200,25 +206,8 @@ TEST_F(CloudOperationsTest, FinishedUploadBringsARecordOfAnswerAndLocalFile)
     EXPECT_TRUE(*record.GetCloudInfo() == expected);
 }
 
-class DownloadTest : public CloudManagerFixture
-{
-protected:
-    /// Starts a download of m_document into m_folder, and the file that it writes.
-    void Start()
-    {
-        m_manager->Download(m_document, m_folder.path());
-        QFile file(m_target);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        m_document->SetIsSyncingInProgress(true);
-    }
-
-    const QTemporaryDir m_folder;
-    const QString m_target = m_folder.path() + "/a.pdf"_q;
-    const Document m_document = Own(CloudDocument("abc"));
-};
-
 // Folder and name are joined as text; a path ends at its first NUL character, the request's text does not.
-TEST_F(DownloadTest, RecordPointsAtItsTargetOnceTheRequestHasStarted)
+TEST_F(CloudOperationsTest, RecordPointsAtItsTargetOnceTheRequestHasStarted)
 {
     const auto document = Own(std::make_shared<FileInfo>(
         CloudSide("\u00efd", "\u00e4\0b.pdf"_s, std::numeric_limits<unsigned long long>::max())));
@@ -236,7 +225,7 @@ TEST_F(DownloadTest, RecordPointsAtItsTargetOnceTheRequestHasStarted)
     EXPECT_FALSE(document->IsSyncingInProgress());
 }
 
-TEST_F(DownloadTest, RunningRequestKeepsItsDocumentAlive)
+TEST_F(CloudOperationsTest, RunningRequestKeepsItsDocumentAlive)
 {
     m_manager->Download(CloudDocument("abc"), "/f"_q);
     const std::weak_ptr<const FileInfo> watched = m_signals.m_documents.front();
@@ -244,13 +233,13 @@ TEST_F(DownloadTest, RunningRequestKeepsItsDocumentAlive)
     EXPECT_FALSE(watched.expired());
 }
 
-TEST_F(DownloadTest, ResultCarriesASettledCopyAndOnlyCancellingDeletesTheFile)
+TEST_F(CloudOperationsTest, ResultCarriesASettledCopyAndOnlyCancellingDeletesTheFile)
 {
     for (const auto result : {kSuccess, kError, kCanceled, kUnknownResult}) {
         SCOPED_TRACE(static_cast<int>(result));
         const bool isFileLeft = result != kCanceled;
         m_signals.m_duringSignal = [] {};
-        Start();
+        StartDownload();
         m_document->SetPath(m_document->GetPath(), "hash when the answer came");
         m_signals.m_documents.clear();
         m_signals.m_duringSignal = [&] { EXPECT_EQ(QFile::exists(m_target), isFileLeft); };
@@ -266,9 +255,9 @@ TEST_F(DownloadTest, ResultCarriesASettledCopyAndOnlyCancellingDeletesTheFile)
     }
 }
 
-TEST_F(DownloadTest, CancellingDeletesTheFileBetweenCallAndSignal)
+TEST_F(CloudOperationsTest, CancellingDeletesTheFileBetweenCallAndSignal)
 {
-    Start();
+    StartDownload();
     m_protocol->m_duringCancel = [this](long long) { EXPECT_TRUE(QFile::exists(m_target)); };
     m_signals.m_duringSignal = [this] { EXPECT_FALSE(QFile::exists(m_target)); };
     m_manager->CancelDownloading(m_document);
@@ -277,16 +266,16 @@ TEST_F(DownloadTest, CancellingDeletesTheFileBetweenCallAndSignal)
 }
 
 // Uploads and downloads share one map from ticket to key.
-TEST_F(DownloadTest, KeysOfUploadsAndDownloadsAreOfOneKind)
+TEST_F(CloudOperationsTest, KeysOfUploadsAndDownloadsAreOfOneKind)
 {
     m_protocol->m_nextTickets = {5, 3};
-    m_manager->Upload("abc"_q);
+    m_manager->Upload("\u00efd"_q);
     m_manager->Download(m_document, "/nowhere"_q);
-    EXPECT_THAT(During([this] { m_manager->CancelUploading("abc"_q); }),
-                ElementsAre("cancelOperation(3)", "UploadingCanceled(abc)"));
-    const auto sameId = Own(DocumentWithoutCloudSide("abc"));
+    EXPECT_THAT(During([this] { m_manager->CancelUploading("\u00efd"_q); }),
+                ElementsAre("cancelOperation(3)", "UploadingCanceled(\u00efd)"));
+    const auto sameId = Own(DocumentWithoutCloudSide("\u00efd"));
     EXPECT_THAT(During([&] { m_manager->CancelDownloading(sameId); }),
-                ElementsAre("cancelOperation(5)", "DownloadingCanceled(own abc)"));
+                ElementsAre("cancelOperation(5)", "DownloadingCanceled(own \u00efd)"));
     EXPECT_EQ(m_signals.m_documents.back(), sameId);
 }
 
