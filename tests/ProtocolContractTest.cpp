@@ -4,7 +4,6 @@
 #include "support/ProtocolClouds.h"
 
 #include <QCryptographicHash>
-#include <QElapsedTimer>
 
 #include <gmock/gmock.h>
 
@@ -18,8 +17,7 @@ namespace Orvane::Tests {
 namespace {
 
 using testing::Contains;
-using testing::ElementsAre;
-using testing::IsEmpty;
+using Names = std::set<std::string>;
 
 /// The clouds that must all behave alike.
 struct CloudKind
@@ -37,6 +35,9 @@ const CloudKind kCloudKinds[] = {
     {"Folder", [] { return std::make_unique<FolderCloud>(); }},
 };
 
+const QString kSample = QStringLiteral("a.pdf");
+const QString kMissing = QStringLiteral("missing.pdf");
+
 QByteArray Bytes(int size)
 {
     QByteArray bytes(size, '\0');
@@ -50,49 +51,71 @@ QString Md5(const QByteArray& bytes)
     return QString::fromLatin1(QCryptographicHash::hash(bytes, QCryptographicHash::Md5).toHex());
 }
 
-/// Whether a temporary file is among them.
-bool HoldsHidden(const std::set<std::string>& names)
-{
-    return std::any_of(names.begin(), names.end(), [](const auto& name) { return name.front() == '.'; });
-}
-
 class ProtocolContract : public testing::TestWithParam<CloudKind>
 {
 protected:
-    void SignIn(ProtocolClient& who)
-    {
-        const auto answer = who.SignIn(cloud->Token());
-        ASSERT_TRUE(WaitFor(answer));
-        ASSERT_TRUE(answer->IsSuccess());
-    }
+    void SignIn(ProtocolClient& who) { Success(who.SignIn(cloud->Token())); }
 
     void SignIn() { SignIn(client); }
 
     /// A local file.
-    std::filesystem::path Local(const std::string& name, const QByteArray& bytes) const
+    std::filesystem::path Local(const std::string& name, const QByteArray& bytes = "x") const
     {
-        WriteFile(local.Path() / name, bytes);
+        Testing::Write(local.Path() / name, bytes.toStdString());
         return local.Path() / name;
     }
 
-    template <typename Payload>
-    void ExpectFailure(const SharedAnswer<Payload>& answer, Operation operation, FailureCode reason)
+    /// One request of each kind that names a document.
+    std::vector<SharedAnswer> AskAbout(ProtocolClient& who, const QString& id, const QString& deletedId) const
+    {
+        return {who.Download(id, local.Path() / "new.pdf"),
+                who.Upload(local.Path() / "local.pdf", {{Client::ID, id}}), who.Preview(id), who.Info(id),
+                who.Delete(deletedId)};
+    }
+
+    std::vector<SharedAnswer> AskEverything(ProtocolClient& who) const
+    {
+        auto answers = AskAbout(who, kSample, QStringLiteral("gone.pdf"));
+        for (const auto& answer : {who.Upload(local.Path() / "local.pdf"), who.List(), who.Quota()})
+            answers.push_back(answer);
+        for (const auto& answer : who.User())
+            answers.push_back(answer);
+        return answers;
+    }
+
+    /// Waits for an answer that must not be a failure.
+    static SharedAnswer Success(const SharedAnswer& answer)
+    {
+        EXPECT_TRUE(WaitFor(answer) && answer->IsSuccess());
+        return answer;
+    }
+
+    void ExpectFailure(const SharedAnswer& answer, FailureCode reason)
     {
         ASSERT_NE(answer->ticket, INVALID_TICKET);
         ASSERT_TRUE(WaitFor(answer));
         EXPECT_EQ(answer->result, RequestResult::Error);
-        EXPECT_EQ(client.Reason(operation), reason);
+        EXPECT_EQ(client.Reason(answer->operation), reason);
+        EXPECT_THAT(answer->progress, testing::Not(Contains(100)));
+        EXPECT_TRUE(answer->stored.id.isEmpty());
     }
 
-    template <typename Payload>
-    void ExpectRefused(const SharedAnswer<Payload>& answer, Operation operation, FailureCode reason)
+    void ExpectRefused(const SharedAnswer& answer, FailureCode reason = FailureCode::InvalidRequest)
     {
         EXPECT_EQ(answer->ticket, INVALID_TICKET);
-        EXPECT_EQ(client.Reason(operation), reason);
-        EXPECT_EQ(answer->results, 0);
+        EXPECT_EQ(client.Reason(answer->operation), reason);
     }
 
-    [[nodiscard]] std::set<std::string> LocalNames() const { return NamesIn(local.Path()); }
+    [[nodiscard]] Names LocalNames() const { return NamesIn(local.Path()); }
+
+    [[nodiscard]] bool AreTemporariesGone() const
+    {
+        const auto isHidden = [](const auto& name) { return name.front() == '.'; };
+        const auto here = LocalNames();
+        const auto there = cloud->Names();
+        return std::none_of(here.begin(), here.end(), isHidden) &&
+               std::none_of(there.begin(), there.end(), isHidden);
+    }
 
     std::unique_ptr<CloudUnderTest> cloud = GetParam().make();
     ProtocolClient client{cloud->Address()};
@@ -102,80 +125,25 @@ protected:
 INSTANTIATE_TEST_SUITE_P(Clouds, ProtocolContract, testing::ValuesIn(kCloudKinds),
                          [](const auto& kind) { return std::string(kind.param.name); });
 
-/// One request of each kind, each of which succeeds on a cloud that holds "a.pdf" and "gone.pdf".
-using Requests =
-    std::map<std::string, std::function<std::shared_ptr<int>(ProtocolClient&, const std::filesystem::path&)>>;
-
-template <typename Payload>
-std::shared_ptr<int> ResultsOf(const SharedAnswer<Payload>& answer)
-{
-    return {answer, &answer->results};
-}
-
-const QString kSample = QStringLiteral("a.pdf");
-
-const Requests kRequests{
-    {"list", [](auto& client, const auto&) { return ResultsOf(client.List()); }},
-    {"info", [](auto& client, const auto&) { return ResultsOf(client.Info(kSample)); }},
-    {"upload",
-     [](auto& client, const auto& folder) { return ResultsOf(client.Upload(folder / "local.pdf")); }},
-    {"download", [](auto& client,
-                    const auto& folder) { return ResultsOf(client.Download(kSample, folder / "new.pdf")); }},
-    {"delete",
-     [](auto& client, const auto&) { return ResultsOf(client.Delete(QStringLiteral("gone.pdf"))); }},
-    {"quota", [](auto& client, const auto&) { return ResultsOf(client.Quota()); }},
-    {"preview",
-     [](auto& client, const auto&) {
-         return ResultsOf(client.Preview(kSample, QStringLiteral("40"), QStringLiteral("40")));
-     }},
-    {"user name", [](auto& client, const auto&) { return ResultsOf(client.UserName()); }},
-    {"user profile", [](auto& client, const auto&) { return ResultsOf(client.UserProfile()); }},
-    {"picture", [](auto& client, const auto&) { return ResultsOf(client.UserPicture()); }},
-    {"picture text", [](auto& client, const auto&) { return ResultsOf(client.UserPictureText()); }},
-};
-
 TEST_P(ProtocolContract, NothingStartsBeforeSignInOrAfterLogout)
 {
-    const auto expectRefusal = [this] {
+    const auto expectRefusals = [this] {
         EXPECT_FALSE(client->loggedIn());
-        ExpectRefused(client.List(), Operation::FileList, FailureCode::SignInNeeded);
-        ExpectRefused(client.Info(kSample), Operation::FileInfo, FailureCode::SignInNeeded);
-        ExpectRefused(client.Upload(Local("a.pdf", "x")), Operation::Upload, FailureCode::SignInNeeded);
-        ExpectRefused(client.Download(kSample, local.Path() / "b.pdf"), Operation::Download,
-                      FailureCode::SignInNeeded);
-        ExpectRefused(client.Delete(kSample), Operation::Remove, FailureCode::SignInNeeded);
-        ExpectRefused(client.Quota(), Operation::Quota, FailureCode::SignInNeeded);
-        ExpectRefused(client.Preview(kSample, QStringLiteral("40"), QStringLiteral("40")), Operation::Preview,
-                      FailureCode::SignInNeeded);
-        ExpectRefused(client.UserName(), Operation::UserInfo, FailureCode::SignInNeeded);
-        ExpectRefused(client.UserProfile(), Operation::UserInfo, FailureCode::SignInNeeded);
-        ExpectRefused(client.UserPicture(), Operation::UserInfo, FailureCode::SignInNeeded);
-        ExpectRefused(client.UserPictureText(), Operation::UserInfo, FailureCode::SignInNeeded);
+        for (const auto& answer : AskEverything(client))
+            ExpectRefused(answer, FailureCode::SignInNeeded);
     };
     EXPECT_FALSE(client->LastFailure(Operation::FileList));
+    ExpectRefused(client.SignIn({}));
     cloud->Put("a.pdf", "x");
-    expectRefusal();
-    SignIn();
-    client->logout();
-    expectRefusal();
-    LetEventsPass();
-}
-
-TEST_P(ProtocolContract, SignInNeedsAToken)
-{
-    ExpectRefused(client.SignIn({}), Operation::SignIn, FailureCode::InvalidRequest);
-    EXPECT_EQ(client->auth({}, {}), INVALID_TICKET);
+    expectRefusals();
     SignIn();
     EXPECT_TRUE(client->loggedIn());
-}
-
-TEST_P(ProtocolContract, LogoutOverrulesASignInUnderWay)
-{
-    const auto answer = client.SignIn(cloud->Token());
+    const auto again = client.SignIn(cloud->Token());
     client->logout();
-    ASSERT_TRUE(WaitFor(answer));
-    EXPECT_EQ(answer->result, RequestResult::Canceled);
-    EXPECT_FALSE(client->loggedIn());
+    ASSERT_TRUE(WaitFor(again));
+    EXPECT_EQ(again->result, RequestResult::Canceled) << "overruled by the logout";
+    expectRefusals();
+    LetEventsPass();
 }
 
 TEST_P(ProtocolContract, ParametersThatMakeNoSenseStartNothing)
@@ -183,96 +151,78 @@ TEST_P(ProtocolContract, ParametersThatMakeNoSenseStartNothing)
     cloud->Put("a.pdf", "x");
     cloud->PutCollection("folder.pdf");
     SignIn();
-    for (const char* id :
-         {"", ".", "..", "/", "a.pdf/", "./a.pdf", "../cloud/a.pdf", "..%2Fcloud%2Fa.pdf", "%61.pdf",
-          "folder.pdf", "folder.pdf/", "notes.txt", ".hidden.pdf", "https://host/a.pdf"}) {
-        const QString text = QString::fromUtf8(id);
+    const auto source = Local("local.pdf");
+    for (const char* id : {"", ".", "..", "/", "a.pdf/", "./a.pdf", "../cloud/a.pdf", "..%2Fcloud%2Fa.pdf",
+                           "%61.pdf", "folder.pdf", "notes.txt", ".hidden.pdf", "https://host/a.pdf"}) {
         SCOPED_TRACE(id);
-        ExpectRefused(client.Delete(text), Operation::Remove, FailureCode::InvalidRequest);
-        ExpectRefused(client.Info(text), Operation::FileInfo, FailureCode::InvalidRequest);
-        ExpectRefused(client.Download(text, local.Path() / "b.pdf"), Operation::Download,
-                      FailureCode::InvalidRequest);
-        ExpectRefused(client.Preview(text, QStringLiteral("9"), QStringLiteral("9")), Operation::Preview,
-                      FailureCode::InvalidRequest);
-        ExpectRefused(client.Upload(Local("a.pdf", "x"), {{Client::ID, text}}), Operation::Upload,
-                      FailureCode::InvalidRequest);
+        for (const auto& answer : AskAbout(client, QString::fromUtf8(id), QString::fromUtf8(id)))
+            ExpectRefused(answer);
     }
     for (const char* edge : {"", "0", "-1", "4097", "99999999999", "forty", "4.5"}) {
-        const QString text = QString::fromUtf8(edge);
-        ExpectRefused(client.Preview(kSample, text, QStringLiteral("9")), Operation::Preview,
-                      FailureCode::InvalidRequest);
-        ExpectRefused(client.Preview(kSample, QStringLiteral("9"), text), Operation::Preview,
-                      FailureCode::InvalidRequest);
+        ExpectRefused(client.Preview(kSample, QString::fromUtf8(edge)));
+        ExpectRefused(client.Preview(kSample, QStringLiteral("9"), QString::fromUtf8(edge)));
     }
     for (const std::filesystem::path& target :
          {std::filesystem::path(), std::filesystem::path("relative.pdf"), local.Path(), local.Path() / ""})
-        ExpectRefused(client.Download(kSample, target), Operation::Download, FailureCode::InvalidRequest);
+        ExpectRefused(client.Download(kSample, target));
     for (const char* size : {"-1", "many", "1e3"})
-        ExpectRefused(client.Download(kSample, local.Path() / "b.pdf", QString::fromUtf8(size)),
-                      Operation::Download, FailureCode::InvalidRequest);
-    ExpectRefused(client.Upload({}), Operation::Upload, FailureCode::InvalidRequest);
-    EXPECT_EQ(cloud->Names(), (std::set<std::string>{"a.pdf", "folder.pdf"}));
-    EXPECT_EQ(LocalNames(), std::set<std::string>{"a.pdf"});
+        ExpectRefused(client.Download(kSample, local.Path() / "b.pdf", QString::fromUtf8(size)));
+    ExpectRefused(client.Upload({}));
+    LetEventsPass();
+    EXPECT_EQ(cloud->Names(), (Names{"a.pdf", "folder.pdf"}));
+    EXPECT_EQ(LocalNames(), Names{"local.pdf"});
 }
 
 TEST_P(ProtocolContract, TicketsCountUpAndEachIsAnsweredOnce)
 {
     cloud->Put("a.pdf", OnePagePdf(100, 100));
     cloud->Put("gone.pdf", "x");
+    const auto source = Local("local.pdf");
     const auto signIn = client.SignIn(cloud->Token());
     EXPECT_EQ(signIn->ticket, 1);
     ASSERT_TRUE(WaitFor(signIn));
-    Local("local.pdf", "x");
-    std::vector<std::shared_ptr<int>> results;
-    for (const auto& [name, request] : kRequests)
-        results.push_back(request(client, local.Path()));
-    const auto isAnswered = [](const auto& count) { return *count == 1; };
-    EXPECT_TRUE(WaitFor([&] { return std::all_of(results.begin(), results.end(), isAnswered); }));
-    LetEventsPass();
-    EXPECT_EQ(client.Quota()->ticket, 2 + static_cast<long long>(kRequests.size()));
-}
-
-TEST_P(ProtocolContract, CallbacksMayBeEmpty)
-{
-    cloud->Put("a.pdf", OnePagePdf(100, 100));
-    SignIn();
-    EXPECT_GT(client->retriveFileList({}, {}), 0);
-    EXPECT_GT(client->uploadFile(Support::ToText(Local("b.pdf", "x")), {}, {}, {}), 0);
-    EXPECT_GT(client->userPic(Client::OnImage()), 0);
-    const auto last = client.Quota();
-    EXPECT_TRUE(WaitFor(last));
+    long long expected = 1;
+    const auto answers = AskEverything(client);
+    for (const auto& answer : answers) {
+        EXPECT_EQ(answer->ticket, ++expected);
+        EXPECT_TRUE(WaitFor(answer)) << expected;
+    }
+    // Nobody need listen.
+    EXPECT_EQ(client->retriveFileList({}, {}), ++expected);
+    EXPECT_EQ(client->userPic(Client::OnImage()), ++expected);
+    EXPECT_EQ(client->uploadFile(Support::ToText(Local("b.pdf")), {}, {}, {}), ++expected);
     EXPECT_TRUE(WaitFor([this] { return cloud->Read("b.pdf") == QByteArray("x"); }));
+
+    const auto quota = Success(client.Quota())->quota;
+    ASSERT_TRUE(quota.contains(QStringLiteral("pdf")));
+    const auto [used, allowed] = quota[QStringLiteral("pdf")];
+    EXPECT_GE(std::min(used, allowed), 0);
+    EXPECT_LE(std::max(used, allowed), 2147483647) << "what the receiver keeps";
 }
 
 TEST_P(ProtocolContract, DocumentsComeBackAsTheyWent)
 {
     SignIn();
     for (const int size : {0, 1, 256 * 1024 - 1, 256 * 1024, 5 * 1024 * 1024 + 3}) {
+        SCOPED_TRACE(size);
         const QByteArray bytes = Bytes(size);
         const std::string name = "Grö\xC3\x9F" + std::to_string(size) + " 100%.pdf";
-        const auto source = Local(name, bytes);
-        const auto up = client.Upload(source, {{Client::MD5_HASH, Md5(bytes)},
-                                               {Client::FILE_MIME_TYPE, QStringLiteral("application/pdf")}});
-        ASSERT_TRUE(WaitFor(up));
-        ASSERT_TRUE(up->IsSuccess()) << size;
+        const auto up = Success(client.Upload(Local(name, bytes), {{Client::MD5_HASH, Md5(bytes)}}));
         EXPECT_EQ(cloud->Read(name), bytes);
-        EXPECT_EQ(up->payload.fileName.toStdString(), name);
-        EXPECT_EQ(up->payload.size, size);
-        EXPECT_TRUE(up->payload.isPrivate);
-        EXPECT_TRUE(up->payload.modifyTime.isValid());
-        EXPECT_TRUE(up->payload.downloadUrl.isValid());
+        EXPECT_EQ(up->stored.fileName.toStdString(), name);
+        EXPECT_EQ(up->stored.size, size);
+        EXPECT_TRUE(up->stored.modifyTime.isValid() && up->stored.downloadUrl.isValid());
 
-        const auto info = client.Info(up->payload.id);
-        const auto down = client.Download(up->payload.id, local.Path() / "back.pdf", QString::number(size));
-        ASSERT_TRUE(WaitFor(info) && WaitFor(down));
-        EXPECT_EQ(info->payload.md5Hash, Md5(bytes));
-        EXPECT_EQ(info->payload.versionTag, up->payload.versionTag);
-        EXPECT_TRUE(down->IsSuccess());
-        EXPECT_EQ(ReadFile(local.Path() / "back.pdf"), bytes);
+        const auto target = local.Path() / "back.pdf";
+        const auto down = Success(client.Download(up->stored.id, target, QString::number(size)));
+        EXPECT_EQ(ReadFile(target), bytes);
+        const auto info = Success(client.Info(up->stored.id));
+        EXPECT_EQ(info->file.md5Hash, Md5(bytes));
+        EXPECT_EQ(info->file.versionTag, up->stored.versionTag);
         for (const auto& progress : {up->progress, down->progress}) {
             EXPECT_TRUE(std::is_sorted(progress.begin(), progress.end()));
-            EXPECT_THAT(progress, testing::Each(testing::AllOf(testing::Ge(0), testing::Le(100))));
             ASSERT_FALSE(progress.empty());
+            EXPECT_GE(progress.front(), 0);
             EXPECT_EQ(progress.back(), 100);
             EXPECT_EQ(std::count(progress.begin(), progress.end(), 100), 1);
         }
@@ -280,7 +230,7 @@ TEST_P(ProtocolContract, DocumentsComeBackAsTheyWent)
     EXPECT_EQ(cloud->Names().size(), 5U);
 }
 
-TEST_P(ProtocolContract, TheListHoldsTheDocumentsInOrderOfTheirIds)
+TEST_P(ProtocolContract, TheListHoldsTheDocumentsAsTheyAreNow)
 {
     cloud->Put("b.pdf", "bb");
     cloud->Put("a;1.PDF", "a");
@@ -288,98 +238,72 @@ TEST_P(ProtocolContract, TheListHoldsTheDocumentsInOrderOfTheirIds)
     cloud->Put(".hidden.pdf", "no document");
     cloud->PutCollection("folder.pdf");
     SignIn();
-    for (int round = 0; round < 2; ++round) {
-        const auto list = client.List();
-        ASSERT_TRUE(WaitFor(list));
-        ASSERT_EQ(list->payload.size(), 2);
-        const CloudFile& file = list->payload[0];
+    for (const char* content : {"bb", "bb", "other"}) {
+        cloud->Put("b.pdf", content);
+        const auto files = Success(client.List())->files;
+        ASSERT_EQ(files.size(), 2);
+        const CloudFile& file = files[0];
         EXPECT_EQ(file.id, QStringLiteral("a%3B1.PDF"));
         EXPECT_EQ(file.fileName, QStringLiteral("a;1.PDF"));
         EXPECT_EQ(file.size, 1);
         EXPECT_EQ(file.md5Hash, Md5("a"));
-        EXPECT_EQ(list->payload[1].id, QStringLiteral("b.pdf"));
+        EXPECT_EQ(files[1].id, QStringLiteral("b.pdf"));
+        EXPECT_EQ(files[1].md5Hash, Md5(content));
         for (const QString& time : {file.createdAt, file.modifyTime}) {
             EXPECT_TRUE(time.endsWith(QLatin1Char('Z'))) << time.toStdString();
-            EXPECT_LT(
-                std::abs(QDateTime::fromString(time, Qt::ISODate).secsTo(QDateTime::currentDateTimeUtc())),
-                600);
+            const auto written = QDateTime::fromString(time, Qt::ISODate);
+            EXPECT_LT(std::abs(written.secsTo(QDateTime::currentDateTimeUtc())), 600);
         }
     }
-    cloud->Put("b.pdf", "other");
-    const auto list = client.List();
-    ASSERT_TRUE(WaitFor(list));
-    EXPECT_EQ(list->payload.value(1).md5Hash, Md5("other"));
 }
 
-TEST_P(ProtocolContract, AnUploadNeverOverwrites)
+TEST_P(ProtocolContract, TwoClientsThatRaceForATakenNameBothKeepTheirDocuments)
 {
     cloud->Put("name.pdf", "theirs");
-    SignIn();
-    std::vector<QString> ids;
-    for (const char* bytes : {"first", "second"}) {
-        const auto answer = client.Upload(Local("name.pdf", bytes));
-        ASSERT_TRUE(WaitFor(answer));
-        ids.push_back(answer->payload.id);
-    }
-    EXPECT_THAT(ids, ElementsAre(QStringLiteral("name (2).pdf"), QStringLiteral("name (3).pdf")));
-    EXPECT_EQ(cloud->Read("name.pdf"), QByteArray("theirs"));
-    EXPECT_EQ(cloud->Read("name (2).pdf"), QByteArray("first"));
-    EXPECT_EQ(cloud->Read("name (3).pdf"), QByteArray("second"));
-}
-
-TEST_P(ProtocolContract, TwoClientsThatRaceForOneNameBothKeepTheirDocuments)
-{
     ProtocolClient other(cloud->Address());
     SignIn();
     SignIn(other);
-    std::map<QByteArray, SharedAnswer<Social::OrvaneCloudSharingResult>> answers;
+    std::map<QByteArray, SharedAnswer> answers;
     for (int number = 0; number < 40; ++number) {
         const auto bytes = QByteArray::number(number);
-        const auto folder = local.Path() / bytes.toStdString();
-        std::filesystem::create_directory(folder);
-        WriteFile(folder / "name.pdf", bytes);
-        answers[bytes] = (number % 2 == 0 ? client : other).Upload(folder / "name.pdf");
+        std::filesystem::create_directory(local.Path() / bytes.toStdString());
+        const auto source = Local(bytes.toStdString() + "/name.pdf", bytes);
+        answers[bytes] = (number % 2 == 0 ? client : other).Upload(source);
     }
-    std::set<QString> ids;
+    std::set<QString> ids{QStringLiteral("name.pdf")};
     for (const auto& [bytes, answer] : answers) {
-        ASSERT_TRUE(WaitFor(answer));
-        EXPECT_TRUE(answer->IsSuccess());
-        EXPECT_TRUE(ids.insert(answer->payload.id).second);
-        EXPECT_EQ(cloud->Read(answer->payload.id.toStdString()), bytes);
+        EXPECT_TRUE(ids.insert(Success(answer)->stored.id).second);
+        EXPECT_EQ(cloud->Read(answer->stored.id.toStdString()), bytes);
     }
-    EXPECT_EQ(cloud->Names().size(), 40U);
+    EXPECT_EQ(cloud->Read("name.pdf"), QByteArray("theirs"));
+    EXPECT_THAT(ids,
+                testing::IsSupersetOf({QStringLiteral("name (2).pdf"), QStringLiteral("name (41).pdf")}));
+    EXPECT_EQ(cloud->Names().size(), 41U);
 
-    const auto list = client.List();
-    ASSERT_TRUE(WaitFor(list));
+    const auto list = Success(client.List());
     std::vector<QString> listed;
-    for (const CloudFile& file : list->payload)
+    for (const CloudFile& file : list->files)
         listed.push_back(file.id);
     EXPECT_THAT(listed, testing::ElementsAreArray(ids)) << "in ascending order";
 }
 
-TEST_P(ProtocolContract, AnUploadWithAnIdReplacesExactlyThatDocument)
+TEST_P(ProtocolContract, ReplacingAndDeletingTakeExactlyOneDocument)
 {
     cloud->Put("a.pdf", "old");
     cloud->Put("b.pdf", "other");
     SignIn();
-    const auto tagOf = [this] {
-        const auto info = client.Info(kSample);
-        WaitFor(info);
-        return info->payload.versionTag;
-    };
-    const QString before = tagOf();
-    const auto answer = client.Upload(Local("b.pdf", "new"), {{Client::ID, kSample}});
-    ASSERT_TRUE(WaitFor(answer));
-    EXPECT_TRUE(answer->IsSuccess());
-    EXPECT_EQ(answer->payload.id, kSample);
+    const auto before = Success(client.Info(kSample));
+    const auto answer = Success(client.Upload(Local("b.pdf", "new"), {{Client::ID, kSample}}));
+    EXPECT_EQ(answer->stored.id, kSample);
+    EXPECT_NE(answer->stored.versionTag, before->file.versionTag);
     EXPECT_EQ(cloud->Read("a.pdf"), QByteArray("new"));
+    EXPECT_EQ(cloud->Names(), (Names{"a.pdf", "b.pdf"}));
+    for (int round = 0; round < 2; ++round) {
+        Success(client.Delete(kSample));
+        EXPECT_EQ(cloud->Names(), Names{"b.pdf"});
+    }
     EXPECT_EQ(cloud->Read("b.pdf"), QByteArray("other"));
-    EXPECT_NE(tagOf(), before);
-
-    const auto missing = client.Upload(Local("b.pdf", "new"), {{Client::ID, QStringLiteral("missing.pdf")}});
-    ExpectFailure(missing, Operation::Upload, FailureCode::NotFound);
-    EXPECT_TRUE(missing->payload.id.isEmpty());
-    EXPECT_EQ(cloud->Names(), (std::set<std::string>{"a.pdf", "b.pdf"}));
+    ExpectFailure(client.Info(kSample), FailureCode::NotFound);
 }
 
 TEST_P(ProtocolContract, AFailedUploadLeavesNothingAndNamesNothing)
@@ -387,22 +311,20 @@ TEST_P(ProtocolContract, AFailedUploadLeavesNothingAndNamesNothing)
     cloud->Put("a.pdf", "theirs");
     SignIn();
     std::filesystem::create_directory(local.Path() / "folder.pdf");
-    const std::tuple<std::filesystem::path, QMap<QString, QString>, FailureCode> cases[] = {
+    const std::tuple<std::filesystem::path, Parameters, FailureCode> cases[] = {
         {local.Path() / "missing.pdf", {}, FailureCode::LocalDisk},
         {local.Path() / "folder.pdf", {}, FailureCode::LocalDisk},
-        {Local("notes.txt", "x"), {}, FailureCode::Refused},
-        {Local(".hidden.pdf", "x"), {}, FailureCode::Refused},
-        {Local("a.pdf", "x"), {{Client::MD5_HASH, Md5("y")}}, FailureCode::Conflict},
-        {Local("a.pdf", "x"), {{Client::MD5_HASH, Md5("y")}, {Client::ID, kSample}}, FailureCode::Conflict},
+        {Local("notes.txt"), {}, FailureCode::Refused},
+        {Local(".hidden.pdf"), {}, FailureCode::Refused},
+        {Local("a.pdf"), {{Client::ID, kMissing}}, FailureCode::NotFound},
+        {Local("a.pdf"), {{Client::MD5_HASH, Md5("y")}}, FailureCode::Conflict},
+        {Local("a.pdf"), {{Client::MD5_HASH, Md5("y")}, {Client::ID, kSample}}, FailureCode::Conflict},
     };
     for (const auto& [path, parameters, reason] : cases) {
         SCOPED_TRACE(path);
-        const auto answer = client.Upload(path, parameters);
-        ExpectFailure(answer, Operation::Upload, reason);
-        EXPECT_TRUE(answer->payload.id.isEmpty());
-        EXPECT_THAT(answer->progress, testing::Not(Contains(100)));
+        ExpectFailure(client.Upload(path, parameters), reason);
     }
-    EXPECT_EQ(cloud->Names(), std::set<std::string>{"a.pdf"});
+    EXPECT_EQ(cloud->Names(), Names{"a.pdf"});
     EXPECT_EQ(cloud->Read("a.pdf"), QByteArray("theirs"));
 }
 
@@ -411,84 +333,45 @@ TEST_P(ProtocolContract, AFailedDownloadLeavesTheTargetAsItWas)
     cloud->Put("a.pdf", "new bytes");
     SignIn();
     const auto target = Local("a.pdf", "old");
-    ExpectFailure(client.Download(kSample, target, QStringLiteral("3")), Operation::Download,
-                  FailureCode::Conflict);
-    ExpectFailure(client.Download(QStringLiteral("missing.pdf"), target), Operation::Download,
-                  FailureCode::NotFound);
-    ExpectFailure(client.Download(kSample, local.Path() / "no folder" / "a.pdf"), Operation::Download,
-                  FailureCode::LocalDisk);
-    ExpectFailure(client.Download(kSample, target / "a.pdf"), Operation::Download, FailureCode::LocalDisk);
+    ExpectFailure(client.Download(kSample, target, QStringLiteral("3")), FailureCode::Conflict);
+    ExpectFailure(client.Download(kMissing, target), FailureCode::NotFound);
+    ExpectFailure(client.Download(kSample, local.Path() / "no folder" / "a.pdf"), FailureCode::LocalDisk);
+    ExpectFailure(client.Download(kSample, target / "a.pdf"), FailureCode::LocalDisk);
     EXPECT_EQ(ReadFile(target), QByteArray("old"));
-    EXPECT_EQ(LocalNames(), std::set<std::string>{"a.pdf"});
 
-    const auto answer = client.Download(kSample, target, QStringLiteral("9"));
-    ASSERT_TRUE(WaitFor(answer));
+    Success(client.Download(kSample, target, QStringLiteral("9")));
     EXPECT_EQ(ReadFile(target), QByteArray("new bytes"));
-    EXPECT_EQ(LocalNames(), std::set<std::string>{"a.pdf"});
-}
-
-TEST_P(ProtocolContract, DeletingTakesOneDocumentAndMayBeRepeated)
-{
-    cloud->Put("a.pdf", "x");
-    cloud->Put("b.pdf", "x");
-    SignIn();
-    for (int round = 0; round < 2; ++round) {
-        const auto answer = client.Delete(kSample);
-        ASSERT_TRUE(WaitFor(answer));
-        EXPECT_TRUE(answer->IsSuccess());
-        EXPECT_EQ(cloud->Names(), std::set<std::string>{"b.pdf"});
-    }
-    ExpectFailure(client.Info(kSample), Operation::FileInfo, FailureCode::NotFound);
+    EXPECT_EQ(LocalNames(), Names{"a.pdf"});
 }
 
 TEST_P(ProtocolContract, ACloudThatIsAwayIsAnErrorAndNotAnEmptyCloud)
 {
     cloud->Put("a.pdf", OnePagePdf(100, 100));
+    Local("local.pdf");
     SignIn();
     cloud->TakeAway();
-    ExpectFailure(client.List(), Operation::FileList, FailureCode::NotFound);
-    ExpectFailure(client.Info(kSample), Operation::FileInfo, FailureCode::NotFound);
-    ExpectFailure(client.Upload(Local("b.pdf", "x")), Operation::Upload, FailureCode::NotFound);
-    ExpectFailure(client.Upload(Local("b.pdf", "x"), {{Client::ID, kSample}}), Operation::Upload,
-                  FailureCode::NotFound);
-    ExpectFailure(client.Download(kSample, local.Path() / "c.pdf"), Operation::Download,
-                  FailureCode::NotFound);
-    ExpectFailure(client.Delete(kSample), Operation::Remove, FailureCode::NotFound);
-    ExpectFailure(client.Quota(), Operation::Quota, FailureCode::NotFound);
-    ExpectFailure(client.Preview(kSample, QStringLiteral("9"), QStringLiteral("9")), Operation::Preview,
-                  FailureCode::NotFound);
-    ExpectFailure(client.SignIn(cloud->Token()), Operation::SignIn, FailureCode::NotFound);
-    EXPECT_EQ(LocalNames(), std::set<std::string>{"b.pdf"});
+    for (const auto& answer : AskEverything(client)) {
+        if (answer->operation != Operation::UserInfo)
+            ExpectFailure(answer, FailureCode::NotFound);
+    }
+    ExpectFailure(client.SignIn(cloud->Token()), FailureCode::NotFound);
+    EXPECT_EQ(LocalNames(), Names{"local.pdf"});
 }
 
 TEST_P(ProtocolContract, ACloudThatRefusesChangesStaysAsItIs)
 {
     cloud->Put("a.pdf", "theirs");
-    const auto source = Local("b.pdf", "x");
+    const auto source = Local("b.pdf");
     std::filesystem::permissions(source, std::filesystem::perms::all);
     SignIn();
     cloud->SetReadOnly(true);
-    ExpectFailure(client.Upload(source), Operation::Upload, FailureCode::Refused);
-    ExpectFailure(client.Upload(source, {{Client::ID, kSample}}), Operation::Upload, FailureCode::Refused);
-    ExpectFailure(client.Delete(kSample), Operation::Remove, FailureCode::Refused);
-    const auto list = client.List();
-    ASSERT_TRUE(WaitFor(list));
-    EXPECT_EQ(list->payload.size(), 1);
+    ExpectFailure(client.Upload(source), FailureCode::Refused);
+    ExpectFailure(client.Upload(source, {{Client::ID, kSample}}), FailureCode::Refused);
+    ExpectFailure(client.Delete(kSample), FailureCode::Refused);
+    EXPECT_EQ(Success(client.List())->files.size(), 1);
     cloud->SetReadOnly(false);
-    EXPECT_EQ(cloud->Names(), std::set<std::string>{"a.pdf"});
+    EXPECT_EQ(cloud->Names(), Names{"a.pdf"});
     EXPECT_EQ(cloud->Read("a.pdf"), QByteArray("theirs"));
-}
-
-TEST_P(ProtocolContract, QuotaFitsWhatTheReceiverKeeps)
-{
-    SignIn();
-    const auto quota = client.Quota();
-    ASSERT_TRUE(WaitFor(quota));
-    ASSERT_TRUE(quota->payload.contains(QStringLiteral("pdf")));
-    const auto [used, allowed] = quota->payload.value(QStringLiteral("pdf"));
-    EXPECT_GE(used, 0);
-    EXPECT_GE(allowed, 0);
-    EXPECT_LE(std::max(used, allowed), 2147483647);
 }
 
 TEST_P(ProtocolContract, ACancelledTransferIsSilentAndLeavesNothingHalf)
@@ -501,9 +384,7 @@ TEST_P(ProtocolContract, ACancelledTransferIsSilentAndLeavesNothingHalf)
     for (int pause = 0; pause < 30; ++pause) {
         const auto up = client.Upload(source);
         const auto down = client.Download(kSample, target);
-        QElapsedTimer elapsed;
-        elapsed.start();
-        WaitFor([&] { return elapsed.elapsed() >= pause; });
+        QTest::qWait(pause);
         const auto heard = [&] {
             return std::tuple(up->results, up->progress, down->results, down->progress);
         };
@@ -512,7 +393,7 @@ TEST_P(ProtocolContract, ACancelledTransferIsSilentAndLeavesNothingHalf)
             client->cancelOperation(ticket);
         const auto atCancel = ReadFile(target);
         EXPECT_TRUE(!atCancel || atCancel == bytes);
-        EXPECT_TRUE(WaitFor([&] { return !HoldsHidden(LocalNames()) && !HoldsHidden(cloud->Names()); }));
+        EXPECT_TRUE(WaitFor([&] { return AreTemporariesGone(); }));
         EXPECT_EQ(ReadFile(target), atCancel) << "arrived after the cancel";
         for (const auto& name : cloud->Names())
             EXPECT_EQ(cloud->Read(name), bytes) << name;
@@ -526,58 +407,43 @@ TEST_P(ProtocolContract, ThousandsOfWaitingRequestsCanBeCancelled)
     cloud->Put("a.pdf", OnePagePdf(100, 100));
     SignIn();
     const auto source = Local("local.pdf", Bytes(100));
-    std::vector<SharedAnswer<Social::OrvaneCloudSharingResult>> uploads;
-    std::vector<SharedAnswer<QPixmap>> previews;
+    std::vector<SharedAnswer> answers;
     for (int number = 0; number < 2000; ++number) {
-        uploads.push_back(client.Upload(source));
-        previews.push_back(client.Preview(kSample, QString::number(number % 300 + 1), QStringLiteral("40")));
+        answers.push_back(client.Upload(source));
+        answers.push_back(client.Preview(kSample, QString::number(number % 300 + 1)));
     }
-    for (std::size_t index = 0; index < uploads.size(); ++index) {
-        client->cancelOperation(uploads[index]->ticket);
-        client->cancelOperation(previews[index]->ticket);
+    for (const auto& answer : answers) {
+        client->cancelOperation(answer->ticket);
+        EXPECT_EQ(answer.use_count(), 1) << "its callbacks are not gone";
     }
-    const auto last = client.Upload(source);
-    ASSERT_TRUE(WaitFor(last));
-    EXPECT_TRUE(last->IsSuccess());
-    LetEventsPass();
-    for (std::size_t index = 0; index < uploads.size(); ++index)
-        EXPECT_EQ(uploads[index]->results + previews[index]->results, 0);
+    Success(client.Upload(source));
     EXPECT_LE(cloud->Names().size(), 5U) << "the two that were running may have got through";
 }
 
-TEST_P(ProtocolContract, ACallbackMayCancelOtherRequestsAndStartNewOnes)
+TEST_P(ProtocolContract, CallbacksMayCancelAnyRequestAndStartNewOnes)
 {
     SignIn();
+    const auto upload = client.Upload(Local("a.pdf", Bytes(1000)));
+    int reports = 0;
+    upload->onProgress = [&] {
+        client->cancelOperation(upload->ticket);
+        ++reports;
+    };
     const auto first = client.List();
     const auto second = client.List();
-    SharedAnswer<QList<CloudFile>> third;
-    first->then = [&] {
+    SharedAnswer third;
+    const auto cancelBoth = [&] {
         client->cancelOperation(second->ticket);
         client->cancelOperation(first->ticket);
         third = client.List();
     };
-    second->then = [&] { client->cancelOperation(first->ticket); };
-    EXPECT_TRUE(WaitFor([&] { return third ? third->results == 1 : second->results == 1; }));
+    first->onResult = cancelBoth;
+    second->onResult = cancelBoth;
+    EXPECT_TRUE(WaitFor([&] { return third && third->results == 1 && reports > 0; }));
     LetEventsPass();
     EXPECT_EQ(first->results + second->results, 1);
-}
-
-TEST_P(ProtocolContract, AProgressCallbackMayCancelItsOwnRequest)
-{
-    SignIn();
-    const auto source = Local("a.pdf", Bytes(1000));
-    auto ticket = std::make_shared<long long>(0);
-    int calls = 0;
-    *ticket = client->uploadFile(
-        Support::ToText(source), {},
-        [&](long long, RequestResult, const auto&) { ADD_FAILURE() << "answered after its cancel"; },
-        [&calls, ticket, this](long long, int) {
-            client->cancelOperation(*ticket);
-            ++calls;
-        });
-    EXPECT_TRUE(WaitFor([&] { return calls > 0; }));
-    LetEventsPass();
-    EXPECT_EQ(calls, 1);
+    EXPECT_EQ(reports, 1);
+    EXPECT_EQ(upload->results, 0);
 }
 
 TEST_P(ProtocolContract, EveryCallbackMayDeleteTheClient)
@@ -587,71 +453,38 @@ TEST_P(ProtocolContract, EveryCallbackMayDeleteTheClient)
         auto dying = std::make_unique<ProtocolClient>(cloud->Address());
         SignIn(*dying);
         for (int number = 0; number < 5; ++number)
-            (*dying)->retriveFileList({}, [](auto...) {});
+            dying->List();
         bool isDeleted = false;
-        const auto destroy = [&] {
+        const auto answer = dying->Download(kSample, local.Path() / "new.pdf");
+        (isInResult ? answer->onResult : answer->onProgress) = [&] {
             EXPECT_FALSE(isDeleted) << "called back by a client that is gone";
             isDeleted = true;
             dying->Destroy();
         };
-        Client::Files::FileFieldData file;
-        file.fields = {{Client::ID, kSample}, {Client::FILE_NAME, Support::ToText(local.Path() / "new.pdf")}};
-        (*dying)->downloadFile(
-            file, [&](auto...) { destroy(); },
-            [&](auto...) {
-                if (!isInResult)
-                    destroy();
-            });
         ASSERT_TRUE(WaitFor([&] { return isDeleted; }));
         LetEventsPass();
     }
-    EXPECT_THAT(LocalNames(), testing::AnyOf(IsEmpty(), ElementsAre("new.pdf")));
+    EXPECT_TRUE(AreTemporariesGone());
 }
 
 TEST_P(ProtocolContract, DestructionStopsEverythingAtAnyMoment)
 {
-    cloud->Put("a.pdf", OnePagePdf(100, 100, Bytes(3'000'000).toHex()));
-    cloud->Put("gone.pdf", "x");
-    Local("local.pdf", Bytes(6'000'000));
+    const QByteArray former = OnePagePdf(100, 100, Bytes(3'000'000).toHex());
+    const QByteArray latter = OnePagePdf(200, 100, Bytes(3'000'000).toHex());
+    const auto source = Local("local.pdf", latter);
     for (int pause = 0; pause < 12; ++pause) {
+        cloud->Put("a.pdf", former);
+        cloud->Put("gone.pdf", "x");
         ProtocolClient dying(cloud->Address());
         SignIn(dying);
-        std::vector<std::shared_ptr<int>> results;
-        for (const auto& [name, request] : kRequests)
-            results.push_back(request(dying, local.Path()));
+        const auto answers = AskEverything(dying);
         QTest::qWait(pause * 3);
         dying.Destroy();
-        std::vector<int> before;
-        for (const auto& count : results)
-            before.push_back(*count);
-        EXPECT_FALSE(HoldsHidden(LocalNames()));
-        EXPECT_FALSE(HoldsHidden(cloud->Names()));
-        LetEventsPass();
-        for (std::size_t index = 0; index < results.size(); ++index)
-            EXPECT_EQ(*results[index], before[index]);
+        EXPECT_TRUE(AreTemporariesGone());
+        EXPECT_THAT(cloud->Read("a.pdf"), testing::AnyOf(former, latter));
+        for (const auto& answer : answers)
+            EXPECT_EQ(answer.use_count(), 1) << "its callbacks are not gone";
     }
-}
-
-TEST_P(ProtocolContract, CallbacksLiveAndDieOnTheClientsThread)
-{
-    cloud->Put("a.pdf", "x");
-    SignIn();
-    int deaths = 0;
-    const auto watched = [&deaths] {
-        return std::shared_ptr<int>(new int(0), [&deaths](int* number) {
-            EXPECT_EQ(QThread::currentThread(), qApp->thread());
-            ++deaths;
-            delete number;
-        });
-    };
-    client->retriveFileList({}, [held = watched()](auto...) {});
-    const auto ticket = client->retriveFileList({}, [held = watched()](auto...) {});
-    client->cancelOperation(ticket);
-    EXPECT_EQ(deaths, 1);
-    EXPECT_TRUE(WaitFor([&] { return deaths == 2; }));
-    client->retriveFileList({}, [held = watched()](auto...) {});
-    client.Destroy();
-    EXPECT_EQ(deaths, 3);
 }
 
 #ifdef Q_OS_LINUX
@@ -665,86 +498,57 @@ long PeakKibibytes()
 TEST_P(ProtocolContract, MemoryDoesNotGrowWithTheFile)
 {
     SignIn();
-    const auto source = Local("large.pdf", "x");
+    const auto source = Local("large.pdf");
     std::filesystem::resize_file(source, 200 * 1024 * 1024);
     const long before = PeakKibibytes();
-    const auto up = client.Upload(source);
-    ASSERT_TRUE(WaitFor(up));
-    ASSERT_TRUE(up->IsSuccess());
-    const auto down = client.Download(up->payload.id, local.Path() / "back.pdf");
-    ASSERT_TRUE(WaitFor(down));
-    EXPECT_TRUE(down->IsSuccess());
-    EXPECT_EQ(std::filesystem::file_size(local.Path() / "back.pdf"), 200U * 1024 * 1024);
+    const auto up = Success(client.Upload(source));
+    Success(client.Download(up->stored.id, local.Path() / "back.pdf"));
     EXPECT_LT(PeakKibibytes() - before, 50 * 1024);
 }
 #endif
 
-TEST_P(ProtocolContract, APreviewFitsItsBoxAndKeepsThePagesShape)
-{
-    cloud->Put("a.pdf", OnePagePdf(400, 200));
-    SignIn();
-    const auto wide = client.Preview(kSample, QStringLiteral("100"), QStringLiteral("40"));
-    const auto tall = client.Preview(kSample, QStringLiteral("20"), QStringLiteral("40"));
-    ASSERT_TRUE(WaitFor(wide) && WaitFor(tall));
-    EXPECT_EQ(wide->payload.size(), QSize(80, 40));
-    EXPECT_EQ(tall->payload.size(), QSize(20, 10));
-}
-
 TEST_P(ProtocolContract, ADocumentIsRenderedOnceForAllItsSizesUntilItChanges)
 {
     const CountedHelper helper;
-    for (const char* name : {"a.pdf", "b.pdf", "c.pdf"})
-        cloud->Put(name, OnePagePdf(100, 200, name));
+    cloud->Put("a.pdf", OnePagePdf(400, 200, "a"));
+    cloud->Put("b.pdf", OnePagePdf(400, 200, "b"));
     SignIn();
-    const auto askForAll = [this] {
-        std::vector<SharedAnswer<QPixmap>> answers;
-        for (const char* id : {"a.pdf", "b.pdf", "c.pdf"}) {
-            for (const int edge : {40, 100, 191})
-                answers.push_back(
-                    client.Preview(QString::fromUtf8(id), QString::number(edge), QString::number(edge)));
+    const auto expectRuns = [&](int expected) {
+        std::vector<std::pair<SharedAnswer, QSize>> answers;
+        for (const auto& id : {kSample, QStringLiteral("b.pdf")}) {
+            for (const auto& [width, size] : {std::pair(20, QSize(20, 10)), std::pair(100, QSize(80, 40))})
+                answers.emplace_back(client.Preview(id, QString::number(width)), size);
         }
-        for (const auto& answer : answers)
-            EXPECT_TRUE(WaitFor(answer) && answer->IsSuccess() && !answer->payload.isNull());
+        for (const auto& [answer, size] : answers)
+            EXPECT_EQ(Success(answer)->picture.size(), size);
+        EXPECT_EQ(helper.Runs(), expected);
     };
-    askForAll();
-    EXPECT_EQ(helper.Runs(), 3);
-    askForAll();
-    EXPECT_EQ(helper.Runs(), 3);
-    cloud->Put("b.pdf", OnePagePdf(200, 100, "changed"));
-    askForAll();
-    EXPECT_EQ(helper.Runs(), 4);
-}
+    expectRuns(2);
+    expectRuns(2);
+    cloud->Put("b.pdf", OnePagePdf(400, 200, "changed"));
+    expectRuns(3);
 
-TEST_P(ProtocolContract, ABrokenDocumentHasNoPreviewAndSaysSo)
-{
     cloud->Put("a.pdf", "this is no PDF");
-    SignIn();
-    ExpectFailure(client.Preview(kSample, QStringLiteral("40"), QStringLiteral("40")), Operation::Preview,
-                  FailureCode::InvalidDocument);
-    ExpectFailure(client.Preview(QStringLiteral("missing.pdf"), QStringLiteral("40"), QStringLiteral("40")),
-                  Operation::Preview, FailureCode::NotFound);
+    ExpectFailure(client.Preview(kSample), FailureCode::InvalidDocument);
+    ExpectFailure(client.Preview(kMissing), FailureCode::NotFound);
 }
 
 TEST_P(ProtocolContract, CancellingOneSizeLeavesTheOthersAndCancellingAllStopsTheRendering)
 {
     const HelperStandIn hanging("printf x >> \"$0.note\"; exec sleep 600");
     cloud->Put("a.pdf", OnePagePdf(100, 100));
-    cloud->Put("b.pdf", OnePagePdf(100, 100));
     SignIn();
-    std::vector<SharedAnswer<QPixmap>> answers;
-    for (const char* edge : {"40", "100", "191"})
-        answers.push_back(client.Preview(kSample, QString::fromUtf8(edge), QString::fromUtf8(edge)));
+    const auto first = client.Preview(kSample);
+    const auto second = client.Preview(kSample, QStringLiteral("100"));
     ASSERT_TRUE(WaitFor([&] { return hanging.Note() == "x"; }));
-    const auto late = client.Preview(kSample, QStringLiteral("50"), QStringLiteral("50"));
-    for (const auto& answer : answers)
-        client->cancelOperation(answer->ticket);
+    const auto late = client.Preview(kSample, QStringLiteral("50"));
+    client->cancelOperation(first->ticket);
+    client->cancelOperation(second->ticket);
     // The first rendering ends only because nobody wants it any more; then the late one has its turn.
     EXPECT_TRUE(WaitFor([&] { return hanging.Note() == "xx"; }));
     client->cancelOperation(late->ticket);
-    const auto quota = client.Quota();
-    EXPECT_TRUE(WaitFor(quota));
-    for (const auto& answer : answers)
-        EXPECT_EQ(answer->results, 0);
+    EXPECT_TRUE(WaitFor(client.Quota()));
+    EXPECT_EQ(first->results + second->results + late->results, 0);
 }
 
 TEST(ProtocolAddress, ThatIsNotUnderstoodMakesAClientThatNeverSignsIn)

@@ -17,51 +17,64 @@ namespace Orvane::Tests {
 
 using Client = Social::OrvaneCloudProtocol;
 using CloudFile = Client::Files::FileInfo;
+using Parameters = QMap<QString, QString>;
 using Social::FailureCode;
 using Social::INVALID_TICKET;
 using Social::Operation;
 using Social::RequestResult;
 
 /// What a request has been answered, checked as it comes: once, with its ticket, on the caller's thread, and
-/// not inside the starting call.
-template <typename Payload>
+/// not inside the starting call. Of the payloads it has the one that is its own.
 struct Answer
 {
+    explicit Answer(Operation asked)
+        : operation(asked)
+    {}
+
+    const Operation operation;
     long long ticket = INVALID_TICKET;
     int results = 0;
     RequestResult result = RequestResult::Error;
-    Payload payload{};
     std::vector<int> progress;
-    std::function<void()> then; ///< run in the result callback
-    bool hasStarted = false;
+    std::function<void()> onResult;
+    std::function<void()> onProgress;
+
+    QList<CloudFile> files;
+    CloudFile file;
+    Social::OrvaneCloudSharingResult stored;
+    QMap<QString, Client::QuotaValue> quota;
+    QPixmap picture;
+    QString text;
+    QUrl url;
 
     void Note(long long answeredTicket, RequestResult answeredResult)
     {
-        EXPECT_TRUE(hasStarted) << "called back inside the starting call";
-        EXPECT_EQ(answeredTicket, ticket);
-        EXPECT_EQ(QThread::currentThread(), qApp->thread());
+        Check(answeredTicket);
         EXPECT_EQ(++results, 1);
         result = answeredResult;
-        if (const auto next = then)
+        if (const auto next = onResult)
             next();
+    }
+
+    void Check(long long answeredTicket) const
+    {
+        EXPECT_NE(ticket, INVALID_TICKET) << "refused, or called back inside the starting call";
+        EXPECT_EQ(answeredTicket, ticket);
+        EXPECT_EQ(QThread::currentThread(), qApp->thread());
+        EXPECT_EQ(results, 0) << "called back after the result";
     }
 
     [[nodiscard]] bool IsSuccess() const { return results == 1 && result == RequestResult::Success; }
 };
 
-struct Nothing
-{};
-
-template <typename Payload = Nothing>
-using SharedAnswer = std::shared_ptr<Answer<Payload>>;
+using SharedAnswer = std::shared_ptr<Answer>;
 
 inline bool WaitFor(const std::function<bool()>& condition)
 {
     return QTest::qWaitFor(condition, 60'000);
 }
 
-template <typename Payload>
-bool WaitFor(const SharedAnswer<Payload>& answer)
+inline bool WaitFor(const SharedAnswer& answer)
 {
     return WaitFor([answer] { return answer->results > 0; });
 }
@@ -70,6 +83,33 @@ bool WaitFor(const SharedAnswer<Payload>& answer)
 inline void LetEventsPass()
 {
     QTest::qWait(50);
+}
+
+/// Part of every callback: none may die on another thread.
+struct OfClientsThread
+{
+    ~OfClientsThread() { EXPECT_EQ(QThread::currentThread(), qApp->thread()); }
+};
+
+/// A callback that keeps the payload, if there is one.
+template <typename Payload>
+auto Keeping(const SharedAnswer& answer, Payload Answer::*kept)
+{
+    return [answer, kept, guard = OfClientsThread()](long long ticket, RequestResult result,
+                                                     const auto&... payload) {
+        ((answer.get()->*kept = payload), ...);
+        answer->Note(ticket, result);
+    };
+}
+
+inline auto Progress(const SharedAnswer& answer)
+{
+    return [answer, guard = OfClientsThread()](long long ticket, int percent) {
+        answer->Check(ticket);
+        if (const auto next = answer->onProgress)
+            next();
+        answer->progress.push_back(percent);
+    };
 }
 
 /// One client on one cloud, with its operations in a form that tests read well.
@@ -84,90 +124,63 @@ public:
     }
 
     Client* operator->() { return m_client.get(); }
-    Client& operator*() { return *m_client; }
     void Destroy() { m_client.reset(); }
     [[nodiscard]] std::filesystem::path CacheFolder() const { return m_cache.Path(); }
 
-    SharedAnswer<> SignIn(const QString& token)
+    SharedAnswer SignIn(const QString& token)
     {
-        const QMap<QString, QString> parameters{{Client::SSO_TOKEN, token}};
-        return Start<Nothing>(
-            [&](auto answer) { return m_client->auth(parameters, WithoutPayload(answer)); });
+        return Ask(Operation::SignIn, &Client::auth, kNoPayload, Parameters{{Client::SSO_TOKEN, token}});
     }
 
-    SharedAnswer<QList<CloudFile>> List()
+    SharedAnswer List() { return Ask(Operation::FileList, &Client::retriveFileList, &Answer::files, File()); }
+
+    SharedAnswer Info(const QString& id)
     {
-        return Start<QList<CloudFile>>(
-            [&](auto answer) { return m_client->retriveFileList({}, WithPayload(answer)); });
+        return Ask(Operation::FileInfo, &Client::retriveFileInfo, &Answer::file,
+                   File{{{Client::ID, id}}, {}});
     }
 
-    SharedAnswer<CloudFile> Info(const QString& id)
+    SharedAnswer Delete(const QString& id)
     {
-        return Start<CloudFile>([&](auto answer) {
-            return m_client->retriveFileInfo({{{Client::ID, id}}, {}}, WithPayload(answer));
-        });
+        return Ask(Operation::Remove, &Client::deleteFile, kNoPayload, File{{{Client::ID, id}}, {}});
     }
 
-    SharedAnswer<Social::OrvaneCloudSharingResult> Upload(const std::filesystem::path& path,
-                                                          const QMap<QString, QString>& parameters = {})
-    {
-        return Start<Social::OrvaneCloudSharingResult>([&](auto answer) {
-            return m_client->uploadFile(Support::ToText(path), parameters, WithPayload(answer),
-                                        Progress(answer));
-        });
-    }
+    SharedAnswer Quota() { return Ask(Operation::Quota, &Client::userQuota, &Answer::quota); }
 
-    SharedAnswer<> Download(const QString& id, const std::filesystem::path& target, const QString& size = {})
+    SharedAnswer Preview(const QString& id, const QString& width = QStringLiteral("40"),
+                         const QString& height = QStringLiteral("40"))
     {
-        Client::Files::FileFieldData file;
-        file.fields = {
-            {Client::ID, id}, {Client::FILE_NAME, Support::ToText(target)}, {Client::FILE_SIZE, size}};
-        return Start<Nothing>([&](auto answer) {
-            return m_client->downloadFile(file, WithoutPayload(answer), Progress(answer));
-        });
-    }
-
-    SharedAnswer<> Delete(const QString& id)
-    {
-        return Start<Nothing>([&](auto answer) {
-            return m_client->deleteFile({{{Client::ID, id}}, {}}, WithoutPayload(answer));
-        });
-    }
-
-    SharedAnswer<QMap<QString, Client::QuotaValue>> Quota()
-    {
-        return Start<QMap<QString, Client::QuotaValue>>(
-            [&](auto answer) { return m_client->userQuota(WithPayload(answer)); });
-    }
-
-    SharedAnswer<QPixmap> Preview(const QString& id, const QString& width, const QString& height)
-    {
-        const QMap<QString, QString> parameters{
+        const Parameters parameters{
             {Client::ID, id}, {Client::FILE_PREVIEW_WIDTH, width}, {Client::FILE_PREVIEW_HEIGHT, height}};
-        return Start<QPixmap>(
-            [&](auto answer) { return m_client->retrievePreview(parameters, WithPayload(answer)); });
+        return Ask(Operation::Preview, &Client::retrievePreview, &Answer::picture, parameters);
     }
 
-    SharedAnswer<QString> UserName()
+    SharedAnswer Upload(const std::filesystem::path& path, const Parameters& parameters = {})
     {
-        return Start<QString>([&](auto answer) { return m_client->userName(WithPayload(answer)); });
+        const auto answer = std::make_shared<Answer>(Operation::Upload);
+        answer->ticket = m_client->uploadFile(Support::ToText(path), parameters,
+                                              Keeping(answer, &Answer::stored), Progress(answer));
+        return answer;
     }
 
-    SharedAnswer<QUrl> UserProfile()
+    SharedAnswer Download(const QString& id, const std::filesystem::path& target, const QString& size = {})
     {
-        return Start<QUrl>([&](auto answer) { return m_client->userProfile(WithPayload(answer)); });
+        const Parameters fields{
+            {Client::ID, id}, {Client::FILE_NAME, Support::ToText(target)}, {Client::FILE_SIZE, size}};
+        const auto answer = std::make_shared<Answer>(Operation::Download);
+        answer->ticket = m_client->downloadFile({fields, {}}, Keeping(answer, kNoPayload), Progress(answer));
+        return answer;
     }
 
-    SharedAnswer<QPixmap> UserPicture()
+    /// All that can be asked about the user.
+    std::vector<SharedAnswer> User()
     {
-        return Start<QPixmap>(
-            [&](auto answer) { return m_client->userPic(Client::OnImage(WithPayload(answer))); });
-    }
-
-    SharedAnswer<QString> UserPictureText()
-    {
-        return Start<QString>(
-            [&](auto answer) { return m_client->userPic(Client::OnText(WithPayload(answer))); });
+        using AskImage = long long (Client::*)(Client::OnImage &&);
+        using AskText = long long (Client::*)(Client::OnText &&);
+        return {Ask(Operation::UserInfo, &Client::userName, &Answer::text),
+                Ask(Operation::UserInfo, &Client::userProfile, &Answer::url),
+                Ask(Operation::UserInfo, AskImage(&Client::userPic), &Answer::picture),
+                Ask(Operation::UserInfo, AskText(&Client::userPic), &Answer::text)};
     }
 
     /// The reason of the last failure; Canceled stands for none.
@@ -178,38 +191,16 @@ public:
     }
 
 private:
-    template <typename Payload, typename Starter>
-    SharedAnswer<Payload> Start(Starter&& starter)
+    using File = Client::Files::FileFieldData;
+
+    static constexpr auto kNoPayload = &Answer::text;
+
+    template <typename Method, typename Payload, typename... Arguments>
+    SharedAnswer Ask(Operation operation, Method method, Payload Answer::*kept, const Arguments&... arguments)
     {
-        const auto answer = std::make_shared<Answer<Payload>>();
-        answer->ticket = starter(answer);
-        answer->hasStarted = true;
+        const auto answer = std::make_shared<Answer>(operation);
+        answer->ticket = (*m_client.*method)(arguments..., Keeping(answer, kept));
         return answer;
-    }
-
-    template <typename Payload>
-    static auto WithPayload(const SharedAnswer<Payload>& answer)
-    {
-        return [answer](long long ticket, RequestResult result, const Payload& payload) {
-            answer->payload = payload;
-            answer->Note(ticket, result);
-        };
-    }
-
-    static Client::Files::OnResult WithoutPayload(const SharedAnswer<>& answer)
-    {
-        return [answer](long long ticket, RequestResult result) { answer->Note(ticket, result); };
-    }
-
-    template <typename Payload>
-    static Client::OnProgress Progress(const SharedAnswer<Payload>& answer)
-    {
-        return [answer](long long ticket, int percent) {
-            EXPECT_TRUE(answer->hasStarted);
-            EXPECT_EQ(ticket, answer->ticket);
-            EXPECT_EQ(answer->results, 0) << "progress after the result";
-            answer->progress.push_back(percent);
-        };
     }
 
     Testing::TemporaryFolder m_cache;

@@ -9,29 +9,19 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <memory>
 #include <optional>
 #include <set>
-#include <sstream>
 #include <string>
 
 namespace Orvane::Tests {
 
-inline void WriteFile(const std::filesystem::path& path, const QByteArray& bytes)
-{
-    std::ofstream(path, std::ios::binary | std::ios::trunc).write(bytes.constData(), bytes.size());
-}
-
 /// Nothing when there is no such file.
 inline std::optional<QByteArray> ReadFile(const std::filesystem::path& path)
 {
-    std::ifstream stream(path, std::ios::binary);
-    if (!stream)
+    if (!std::filesystem::exists(path))
         return std::nullopt;
-    std::ostringstream bytes;
-    bytes << stream.rdbuf();
-    return QByteArray::fromStdString(bytes.str());
+    return QByteArray::fromStdString(Testing::Read(path));
 }
 
 /// The names of all that a folder holds, hidden things included.
@@ -75,7 +65,10 @@ public:
     [[nodiscard]] std::string Address() const override { return "file://" + Folder().string(); }
     [[nodiscard]] QString Token() const override { return QStringLiteral("any"); }
 
-    void Put(const std::string& name, const QByteArray& bytes) override { WriteFile(Folder() / name, bytes); }
+    void Put(const std::string& name, const QByteArray& bytes) override
+    {
+        Testing::Write(Folder() / name, bytes.toStdString());
+    }
     void PutCollection(const std::string& name) override
     {
         std::filesystem::create_directory(Folder() / name);
@@ -92,10 +85,7 @@ public:
     {
         using std::filesystem::perms;
         m_user.reset();
-        std::filesystem::permissions(
-            Folder(), isReadOnly
-                          ? perms::all & ~(perms::owner_write | perms::group_write | perms::others_write)
-                          : perms::all);
+        std::filesystem::permissions(Folder(), isReadOnly ? perms(0555) : perms::all);
         if (isReadOnly)
             m_user.emplace();
     }
