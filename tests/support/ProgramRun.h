@@ -1,65 +1,62 @@
 #pragma once
 
-#include <QByteArray>
+#include "Journal.h"
+
 #include <QDir>
-#include <QElapsedTimer>
 #include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
-#include <QStringList>
 #include <QTemporaryDir>
-#include <QThread>
+#include <QtTest>
 
-#include <gtest/gtest.h>
-
+#include <algorithm>
 #include <csignal>
-#include <functional>
-#include <memory>
 
 namespace Orvane::Testing {
+
+using Tests::operator""_q;
+
+constexpr int kLongestRunInMs = 120'000;
+constexpr int kDone = 0, kFailed = 1, kUsage = 2, kNotFound = 3, kSignInNeeded = 4, kConflict = 6,
+              kLocalDisk = 8, kInterrupted = 130;
+
+/// The words of a text in which nothing but spaces separates them.
+inline QStringList Words(const QByteArray& text)
+{
+    return QString::fromUtf8(text).split(QLatin1Char(' '), Qt::SkipEmptyParts);
+}
 
 /// What a finished run of the program has left.
 struct RunResult
 {
     int exitCode = -1; ///< -1: killed, crashed or never ended
-    QByteArray out;
-    QByteArray err;
+    std::string out;
+    std::string err;
 
     /// stdout as exactly one JSON object; a failed expectation when it is anything else.
-    [[nodiscard]] QJsonObject Json() const
+    [[nodiscard]] QJsonValue Json() const
     {
-        QJsonParseError error;
-        const auto document = QJsonDocument::fromJson(out, &error);
-        EXPECT_EQ(error.error, QJsonParseError::NoError) << out.toStdString();
-        EXPECT_EQ(out.count('\n'), 1) << out.toStdString();
+        const auto document = QJsonDocument::fromJson(QByteArray::fromStdString(out));
+        EXPECT_TRUE(document.isObject() && std::count(out.begin(), out.end(), '\n') == 1) << out;
         return document.object();
     }
 };
 
-inline void PrintTo(const RunResult& result, std::ostream* stream)
-{
-    *stream << "exit code " << result.exitCode << "\n--- stdout\n"
-            << result.out.toStdString() << "--- stderr\n"
-            << result.err.toStdString();
-}
-
-/// A user with a home of their own, who runs the program.
+/// A user with a home of their own, who runs the program in the folder "work".
 class ProgramUser
 {
 public:
-    static constexpr int kLongestRunInMs = 120'000;
-
     ProgramUser()
-        : m_environment(QProcessEnvironment::systemEnvironment())
     {
         for (const QString& name : m_environment.keys()) {
-            if (name.startsWith(QLatin1String("ORVANE_")) || name.startsWith(QLatin1String("XDG_")))
+            if (name.startsWith("ORVANE_"_q) || name.startsWith("XDG_"_q))
                 m_environment.remove(name);
         }
-        m_environment.insert(QStringLiteral("HOME"), Path(QStringLiteral("home")));
-        QDir().mkpath(Path(QStringLiteral("home")));
-        QDir().mkpath(Path(QStringLiteral("work")));
+        SetVariable("HOME", Path("home"_q));
+        SetVariable("ORVANE", QStringLiteral(ORVANE_CLOUD_PROGRAM));
+        QDir().mkpath(Path("home"_q));
+        QDir().mkpath(Work({}));
         std::signal(SIGINT, SIG_DFL); // a build in the background has it ignored, and children inherit that
     }
 
@@ -68,29 +65,20 @@ public:
     {
         return QDir(m_folder.path()).canonicalPath() + QLatin1Char('/') + below;
     }
-    [[nodiscard]] QString Work(const QString& name) const { return Path(QStringLiteral("work/") + name); }
+    [[nodiscard]] QString Work(const QString& name) const { return Path("work/"_q + name); }
     [[nodiscard]] QString Data(const QString& name = {}) const
     {
-        return Path(QStringLiteral("home/.local/share/orvane-cloud/") + name);
+        return Path("home/.local/share/orvane-cloud/"_q + name);
     }
-    [[nodiscard]] QString Cloud(const QString& name = {}) const
-    {
-        return Data(QStringLiteral("cloud/") + name);
-    }
+    [[nodiscard]] QString Cloud(const QString& name = {}) const { return Data("cloud/"_q + name); }
 
     void SetVariable(const char* name, const QString& value)
     {
         m_environment.insert(QLatin1String(name), value);
     }
 
-    /// Starts the program in the folder "work".
-    [[nodiscard]] std::unique_ptr<QProcess> Start(const QStringList& arguments) const
-    {
-        return StartOther(QStringLiteral(ORVANE_CLOUD_PROGRAM), arguments);
-    }
-
-    [[nodiscard]] std::unique_ptr<QProcess> StartOther(const QString& program,
-                                                       const QStringList& arguments) const
+    [[nodiscard]] std::unique_ptr<QProcess>
+    Start(const QStringList& arguments, const QString& program = QStringLiteral(ORVANE_CLOUD_PROGRAM)) const
     {
         auto process = std::make_unique<QProcess>();
         process->setProcessEnvironment(m_environment);
@@ -100,42 +88,41 @@ public:
         return process;
     }
 
-    [[nodiscard]] RunResult Run(const QStringList& arguments) const { return Finish(*Start(arguments)); }
-
-    /// Runs a shell command line, in which $ORVANE is the program.
-    [[nodiscard]] RunResult RunShell(const QString& shell, const QString& commandLine)
-    {
-        SetVariable("ORVANE", QStringLiteral(ORVANE_CLOUD_PROGRAM));
-        return Finish(*StartOther(shell, {QStringLiteral("-c"), commandLine}));
-    }
-
-    [[nodiscard]] static RunResult Finish(QProcess& process)
+    static RunResult Finish(QProcess& process, int expectedExitCode)
     {
         process.closeWriteChannel();
         const bool isFinished = process.waitForFinished(kLongestRunInMs);
         const bool isExit = isFinished && process.exitStatus() == QProcess::NormalExit;
-        return {isExit ? process.exitCode() : -1, process.readAllStandardOutput(),
-                process.readAllStandardError()};
+        const RunResult result{isExit ? process.exitCode() : -1,
+                               process.readAllStandardOutput().toStdString(),
+                               process.readAllStandardError().toStdString()};
+        EXPECT_EQ(result.exitCode, expectedExitCode)
+            << process.arguments().join(QLatin1Char(' ')).toStdString() << '\n'
+            << result.out << result.err;
+        return result;
     }
 
-    static void Signal(const QProcess& process, int number)
+    RunResult Run(const QStringList& arguments, int expectedExitCode = kDone) const
     {
-        kill(static_cast<pid_t>(process.processId()), number);
+        return Finish(*Start(arguments), expectedExitCode);
+    }
+    RunResult Run(const QByteArray& words, int expectedExitCode = kDone) const
+    {
+        return Run(Words(words), expectedExitCode);
     }
 
-    void Write(const QString& path, const QByteArray& content) const
+    /// Runs a shell command line, in which "$ORVANE" is the program.
+    RunResult RunShell(const QString& shell, const QString& line, int expectedExitCode = kDone) const
+    {
+        return Finish(*Start({"-c"_q, line}, shell), expectedExitCode);
+    }
+
+    static void Write(const QString& path, const QByteArray& content)
     {
         QDir().mkpath(QFileInfo(path).path());
         QFile file(path);
         EXPECT_TRUE(file.open(QIODevice::WriteOnly)) << path.toStdString();
-        file.write(content);
-    }
-
-    /// A file that is large but takes no room.
-    void WriteSparse(const QString& path, qint64 size) const
-    {
-        Write(path, {});
-        EXPECT_TRUE(QFile::resize(path, size));
+        EXPECT_EQ(file.write(content), content.size());
     }
 
     [[nodiscard]] static QByteArray Read(const QString& path)
@@ -153,20 +140,14 @@ public:
 
 private:
     QTemporaryDir m_folder;
-    QProcessEnvironment m_environment;
+    QProcessEnvironment m_environment = QProcessEnvironment::systemEnvironment();
 };
 
 /// Waits, with a generous limit, until something is so.
-inline bool WaitUntil(const std::function<bool()>& isSo)
+template <typename Condition>
+bool WaitUntil(Condition isSo)
 {
-    QElapsedTimer clock;
-    clock.start();
-    while (!isSo()) {
-        if (clock.hasExpired(ProgramUser::kLongestRunInMs))
-            return false;
-        QThread::msleep(5);
-    }
-    return true;
+    return QTest::qWaitFor(isSo, kLongestRunInMs);
 }
 
 } // namespace Orvane::Testing
