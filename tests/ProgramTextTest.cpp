@@ -59,13 +59,10 @@ using TextCase = std::pair<QString, QString>;
 TEST(SafeFileNameTest, KeepsANameInsideItsFolder)
 {
     const QString longStem = "ä"_q.repeated(200);
-    const TextCase cases[] = {{"report (2).pdf"_q, "report (2).pdf"_q},
-                              {"a:b;c%2F.pdf"_q, "a:b;c%2F.pdf"_q},
+    const TextCase cases[] = {{"a:b;c%2F.pdf"_q, "a:b;c%2F.pdf"_q},
                               {"../../x.pdf"_q, "_.._.._x.pdf"_q},
                               {"..\\x.pdf"_q, "_.._x.pdf"_q},
-                              {"/etc/x.pdf"_q, "_etc_x.pdf"_q},
                               {".."_q, "_.."_q},
-                              {"."_q, "_."_q},
                               {{}, "_"_q},
                               {".hidden.pdf"_q, "_.hidden.pdf"_q},
                               {"a\nb\x1b[m.pdf"_q, "a_b_[m.pdf"_q},
@@ -87,7 +84,7 @@ TEST(PrintableTextTest, EscapesWhatDrivesATerminal)
     EXPECT_EQ(ToPrintableJson("{\"a\":\"\xc2\x9b\x7f\xc3\xa4\"}"), "{\"a\":\"\\u009b\\u007f\xc3\xa4\"}");
 }
 
-TEST(DocumentNamesTest, FindsById_ThenByUniqueName)
+TEST(DocumentNamesTest, FindsByIdThenByUniqueName)
 {
     const QVector<DocumentRow> rows{Row("1", "a.pdf"), Row("2", "a.pdf"), Row("3", "b.pdf"),
                                     Row("b.pdf", "c.pdf")};

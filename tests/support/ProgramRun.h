@@ -53,8 +53,8 @@ public:
             if (name.startsWith("ORVANE_"_q) || name.startsWith("XDG_"_q))
                 m_environment.remove(name);
         }
-        SetVariable("HOME", Path("home"_q));
-        SetVariable("ORVANE", QStringLiteral(ORVANE_CLOUD_PROGRAM));
+        SetVariable("HOME"_q, Path("home"_q));
+        SetVariable("ORVANE"_q, QStringLiteral(ORVANE_CLOUD_PROGRAM));
         QDir().mkpath(Path("home"_q));
         QDir().mkpath(Work({}));
         std::signal(SIGINT, SIG_DFL); // a build in the background has it ignored, and children inherit that
@@ -72,10 +72,7 @@ public:
     }
     [[nodiscard]] QString Cloud(const QString& name = {}) const { return Data("cloud/"_q + name); }
 
-    void SetVariable(const char* name, const QString& value)
-    {
-        m_environment.insert(QLatin1String(name), value);
-    }
+    void SetVariable(const QString& name, const QString& value) { m_environment.insert(name, value); }
 
     [[nodiscard]] std::unique_ptr<QProcess>
     Start(const QStringList& arguments, const QString& program = QStringLiteral(ORVANE_CLOUD_PROGRAM)) const
