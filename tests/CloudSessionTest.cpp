@@ -136,21 +136,6 @@ TEST_F(CloudSessionTest, TellsTheReasonOfAFailureOnce)
     EXPECT_FALSE(m_failures[0].failure.detail.isEmpty());
 }
 
-TEST_F(CloudSessionTest, AFolderThatVanishesTakesNoDocumentWithIt)
-{
-    Write(CloudPath(QStringLiteral("a.pdf")), "%PDF-1.4");
-    SignIn();
-    Refresh();
-    ASSERT_EQ(m_session->Documents().FilesCount(), 1);
-
-    ASSERT_TRUE(QDir().rename(CloudPath({}), m_root.filePath(QStringLiteral("elsewhere"))));
-    Await(&OrvaneCloudManager::RetrievingFilesListErrorRequested,
-          [this] { m_session->Cloud().RetrieveFilesList(); });
-    ASSERT_FALSE(m_failures.empty());
-    EXPECT_EQ(m_failures.back().failure.code, FailureCode::NotFound);
-    EXPECT_EQ(m_session->Documents().FilesCount(), 1);
-}
-
 TEST_F(CloudSessionTest, RefreshingTenThousandDocumentsKeepsEveryLocalCopy)
 {
     constexpr int kDocuments = 10'000;

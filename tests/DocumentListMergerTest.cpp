@@ -82,10 +82,11 @@ protected:
     QSignalSpy m_settled{&m_merger, &DocumentListMerger::PreviewsSettled};
 };
 
-TEST_F(DocumentListMergerTest, AddsUpdatesAndRemovesByACompleteListing)
+TEST_F(DocumentListMergerTest, FollowsACompleteListingAndKeepsTheLocalSide)
 {
-    for (const auto* id : {"gone", "kept", "changed"})
+    for (const auto* id : {"gone", "kept"})
         m_documents.Add(ListedDocument(id));
+    AddLocal("changed");
     const auto listing = StartListing();
     m_protocol->m_entries = {Entry("kept"_q), Entry("changed"_q, "other hash"_q), Entry("new"_q)};
     m_protocol->Finish(listing, kSuccess);
@@ -94,21 +95,11 @@ TEST_F(DocumentListMergerTest, AddsUpdatesAndRemovesByACompleteListing)
     EXPECT_EQ(Listed(), QStringList({"changed"_q, "kept"_q, "new"_q}));
     ASSERT_EQ(m_merged.size(), 1);
     EXPECT_EQ(m_merged.takeFirst(), QVariantList({1, 1, 1}));
-    EXPECT_EQ(m_documents.GetFileInfo("changed"_q)->GetCloudInfo()->GetMd5Hash(), "other hash");
-}
-
-TEST_F(DocumentListMergerTest, KeepsTheLocalSideAndThePreviews)
-{
-    AddLocal("a");
-    const auto listing = StartListing();
-    m_protocol->m_entries = {Entry("a"_q, "other hash"_q)};
-    m_protocol->Finish(listing, kSuccess);
-    Settle();
-
-    const auto document = m_documents.GetFileInfo("a"_q);
-    EXPECT_EQ(document->GetPath(), ioPath("/local/a"));
-    EXPECT_EQ(document->GetCloudHashBeforeChange(), "cloud hash");
-    EXPECT_EQ(document->GetPreviewsSet().size(), 2u);
+    const auto changed = m_documents.GetFileInfo("changed"_q);
+    EXPECT_EQ(changed->GetCloudInfo()->GetMd5Hash(), "other hash");
+    EXPECT_EQ(changed->GetPath(), ioPath("/local/changed"));
+    EXPECT_EQ(changed->GetCloudHashBeforeChange(), "cloud hash");
+    EXPECT_EQ(changed->GetPreviewsSet().size(), 2u);
 }
 
 TEST_F(DocumentListMergerTest, APreviewThatArrivesReplacesOnlyItsOwnSize)
@@ -183,21 +174,6 @@ TEST_F(DocumentListMergerTest, RemovedWhileTheListingIsBeingMergedStaysRemoved)
     m_protocol->Finish(m_protocol->m_requests.size() - 1, kSuccess);
     Settle();
     EXPECT_EQ(Listed(), QStringList("a"_q));
-}
-
-TEST_F(DocumentListMergerTest, AFinishedTransferUpdatesTheListedDocument)
-{
-    m_documents.Add(CloudDocument("a", "a"));
-    m_manager->Download(m_documents.GetFileInfo("a"_q), "/folder"_q);
-    m_protocol->Finish(m_protocol->m_requests.size() - 1, kSuccess);
-    EXPECT_FALSE(m_documents.GetDocumentPath(0).isEmpty());
-
-    m_protocol->m_answer.id = "a"_q;
-    m_protocol->m_answer.fileName = "renamed.pdf"_q;
-    m_manager->Upload(m_documents.GetFileInfo("a"_q));
-    m_protocol->Finish(m_protocol->m_requests.size() - 1, kSuccess);
-    EXPECT_EQ(m_documents.FilesCount(), 1);
-    EXPECT_EQ(m_documents.GetDocumentName(0), "renamed.pdf"_q);
 }
 
 } // namespace
