@@ -375,12 +375,8 @@ void OrvaneCloudManager::RetrieveFilesList()
             if (TakePending(answered))
                 OnRetrieveFilesListCompleted(result, std::move(entries));
         });
-    if (ticket == INVALID_TICKET) {
-        LOG(ERROR) << kListNotStarted;
+    if (!NotePending(ticket, kListNotStarted.text))
         Q_EMIT RetrievingFilesListErrorRequested(kListNotStarted);
-        return;
-    }
-    m_pendingOperations.insert(ticket);
 }
 
 void OrvaneCloudManager::OnRetrieveFilesListCompleted(RequestResult result, QList<CloudFile> entries)
@@ -415,24 +411,25 @@ void OrvaneCloudManager::RemoveFile(const std::shared_ptr<FileInfo>& document)
         return;
     RequireDocument(document);
 
-    const auto ticket = m_protocol->deleteFile(FileById(*document),
-                                               [this, document](long long answered, RequestResult result) {
-                                                   if (!TakePending(answered))
-                                                       return;
-                                                   if (result != RequestResult::Success) {
-                                                       LOG(ERROR) << kRemovalFailed;
-                                                       Q_EMIT RemovingFileError(document, kRemovalFailed);
-                                                       return;
-                                                   }
-                                                   Q_EMIT RemoveFileFinished(document);
-                                                   UserQuota();
-                                               });
-    if (ticket == INVALID_TICKET) {
-        LOG(ERROR) << kRemovalNotStarted;
+    auto onResult = [this, document](long long answered, RequestResult result) {
+        if (TakePending(answered))
+            OnRemoveFileCompleted(document, result);
+    };
+    const auto ticket = m_protocol->deleteFile(FileById(*document), std::move(onResult));
+    if (!NotePending(ticket, kRemovalNotStarted.text))
         Q_EMIT RemovingFileError(document, kRemovalNotStarted);
+}
+
+void OrvaneCloudManager::OnRemoveFileCompleted(const std::shared_ptr<FileInfo>& document,
+                                               RequestResult result)
+{
+    if (result != RequestResult::Success) {
+        LOG(ERROR) << kRemovalFailed;
+        Q_EMIT RemovingFileError(document, kRemovalFailed);
         return;
     }
-    m_pendingOperations.insert(ticket);
+    Q_EMIT RemoveFileFinished(document);
+    UserQuota();
 }
 
 void OrvaneCloudManager::UserQuota()
@@ -446,12 +443,8 @@ void OrvaneCloudManager::UserQuota()
             if (TakePending(answered))
                 OnRetrieveUserQuotaCompleted(result, quota);
         });
-    if (ticket == INVALID_TICKET) {
-        LOG(ERROR) << kQuotaNotStarted;
+    if (!NotePending(ticket, kQuotaNotStarted.text))
         Q_EMIT RetrievingUserQuotaErrorRequested(kQuotaNotStarted);
-        return;
-    }
-    m_pendingOperations.insert(ticket);
 }
 
 void OrvaneCloudManager::OnRetrieveUserQuotaCompleted(RequestResult result, QuotaValues quota)
@@ -497,14 +490,10 @@ void OrvaneCloudManager::RetrieveFilePreview(const std::shared_ptr<FileInfo>& do
     const auto ticket = m_protocol->retrievePreview(
         parameters, [this, document, previewSize](long long answered, RequestResult result, QPixmap image) {
             if (TakePending(answered))
-                OnRetrieveFilePreviewCompleted(document, previewSize, result, std::move(image));
+                OnRetrieveFilePreviewCompleted(document, previewSize, result, image);
         });
-    if (ticket == INVALID_TICKET) {
-        LOG(ERROR) << kPreviewNotStarted;
+    if (!NotePending(ticket, kPreviewNotStarted.text))
         Q_EMIT RetrieveFilePreviewError(document, previewSize, kPreviewNotStarted);
-        return;
-    }
-    m_pendingOperations.insert(ticket);
 }
 
 void OrvaneCloudManager::OnRetrieveFilePreviewCompleted(const std::shared_ptr<FileInfo>& document,
@@ -554,6 +543,17 @@ bool OrvaneCloudManager::RequireSignIn()
         return true;
     Q_EMIT AuthorizationRequired();
     return false;
+}
+
+// Begins the request's time in the registry; false, and said in the log, when it has not started.
+bool OrvaneCloudManager::NotePending(long long ticket, const char* notStarted)
+{
+    if (ticket == INVALID_TICKET) {
+        LOG(ERROR) << notStarted;
+        return false;
+    }
+    m_pendingOperations.insert(ticket);
+    return true;
 }
 
 // Ends the request's time in the registry; false for a ticket that is not there.

@@ -87,6 +87,7 @@ protected:
     void OnDownloadCompleted(const QString& folder, const std::shared_ptr<const FileInfo>& document,
                              RequestResult result);
     void OnRetrieveFilesListCompleted(RequestResult result, QList<CloudFile> entries);
+    void OnRemoveFileCompleted(const std::shared_ptr<FileInfo>& document, RequestResult result);
     void OnRetrieveUserQuotaCompleted(RequestResult result, QuotaValues quota);
     void OnRetrieveFilePreviewCompleted(const std::shared_ptr<FileInfo>& document,
                                         FileInfo::PreviewSize previewSize, RequestResult result,
@@ -101,6 +102,7 @@ private:
                                        FileInfo::PreviewSize previewSize, const QPixmap& image) const;
 
     [[nodiscard]] bool RequireSignIn();
+    [[nodiscard]] bool NotePending(long long ticket, const char* notStarted);
     [[nodiscard]] bool TakePending(long long ticket);
     [[nodiscard]] bool CancelTransfer(const std::string& key);
     void CancelPending(long long ticket);
