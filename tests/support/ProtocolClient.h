@@ -45,7 +45,6 @@ struct Answer
     QMap<QString, Client::QuotaValue> quota;
     QPixmap picture;
     QString text;
-    QUrl url;
 
     void Note(long long answeredTicket, RequestResult answeredResult)
     {
@@ -85,18 +84,11 @@ inline void LetEventsPass()
     QTest::qWait(50);
 }
 
-/// Part of every callback: none may die on another thread.
-struct OfClientsThread
-{
-    ~OfClientsThread() { EXPECT_EQ(QThread::currentThread(), qApp->thread()); }
-};
-
 /// A callback that keeps the payload, if there is one.
 template <typename Payload>
 auto Keeping(const SharedAnswer& answer, Payload Answer::*kept)
 {
-    return [answer, kept, guard = OfClientsThread()](long long ticket, RequestResult result,
-                                                     const auto&... payload) {
+    return [answer, kept](long long ticket, RequestResult result, const auto&... payload) {
         ((answer.get()->*kept = payload), ...);
         answer->Note(ticket, result);
     };
@@ -104,7 +96,7 @@ auto Keeping(const SharedAnswer& answer, Payload Answer::*kept)
 
 inline auto Progress(const SharedAnswer& answer)
 {
-    return [answer, guard = OfClientsThread()](long long ticket, int percent) {
+    return [answer](long long ticket, int percent) {
         answer->Check(ticket);
         if (const auto next = answer->onProgress)
             next();
@@ -125,7 +117,6 @@ public:
 
     Client* operator->() { return m_client.get(); }
     void Destroy() { m_client.reset(); }
-    [[nodiscard]] std::filesystem::path CacheFolder() const { return m_cache.Path(); }
 
     SharedAnswer SignIn(const QString& token)
     {
@@ -136,22 +127,23 @@ public:
 
     SharedAnswer Info(const QString& id)
     {
-        return Ask(Operation::FileInfo, &Client::retriveFileInfo, &Answer::file,
-                   File{{{Client::ID, id}}, {}});
+        const File file{{{Client::ID, id}}, {}};
+        return Ask(Operation::FileInfo, &Client::retriveFileInfo, &Answer::file, file);
     }
 
     SharedAnswer Delete(const QString& id)
     {
-        return Ask(Operation::Remove, &Client::deleteFile, kNoPayload, File{{{Client::ID, id}}, {}});
+        const File file{{{Client::ID, id}}, {}};
+        return Ask(Operation::Remove, &Client::deleteFile, kNoPayload, file);
     }
 
     SharedAnswer Quota() { return Ask(Operation::Quota, &Client::userQuota, &Answer::quota); }
 
-    SharedAnswer Preview(const QString& id, const QString& width = QStringLiteral("40"),
-                         const QString& height = QStringLiteral("40"))
+    SharedAnswer Preview(const QString& id, const QString& width = QStringLiteral("40"))
     {
-        const Parameters parameters{
-            {Client::ID, id}, {Client::FILE_PREVIEW_WIDTH, width}, {Client::FILE_PREVIEW_HEIGHT, height}};
+        const Parameters parameters{{Client::ID, id},
+                                    {Client::FILE_PREVIEW_WIDTH, width},
+                                    {Client::FILE_PREVIEW_HEIGHT, QStringLiteral("40")}};
         return Ask(Operation::Preview, &Client::retrievePreview, &Answer::picture, parameters);
     }
 
@@ -172,16 +164,7 @@ public:
         return answer;
     }
 
-    /// All that can be asked about the user.
-    std::vector<SharedAnswer> User()
-    {
-        using AskImage = long long (Client::*)(Client::OnImage &&);
-        using AskText = long long (Client::*)(Client::OnText &&);
-        return {Ask(Operation::UserInfo, &Client::userName, &Answer::text),
-                Ask(Operation::UserInfo, &Client::userProfile, &Answer::url),
-                Ask(Operation::UserInfo, AskImage(&Client::userPic), &Answer::picture),
-                Ask(Operation::UserInfo, AskText(&Client::userPic), &Answer::text)};
-    }
+    SharedAnswer UserName() { return Ask(Operation::UserInfo, &Client::userName, &Answer::text); }
 
     /// The reason of the last failure; Canceled stands for none.
     [[nodiscard]] FailureCode Reason(Operation operation) const

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "LocalFiles.h"
-#include "OrdinaryUser.h"
 
 #include <support/PathText.h>
 
@@ -43,14 +42,10 @@ public:
     [[nodiscard]] virtual QString Token() const = 0;
 
     virtual void Put(const std::string& name, const QByteArray& bytes) = 0;
-    virtual void PutCollection(const std::string& name) = 0;
     [[nodiscard]] virtual std::optional<QByteArray> Read(const std::string& name) const = 0;
 
     /// All that is there, temporary files included.
     [[nodiscard]] virtual std::set<std::string> Names() const = 0;
-
-    /// From now on, or no longer, the cloud refuses every change.
-    virtual void SetReadOnly(bool isReadOnly) = 0;
 
     /// The cloud is no longer where it was.
     virtual void TakeAway() = 0;
@@ -69,10 +64,6 @@ public:
     {
         Testing::Write(Folder() / name, bytes.toStdString());
     }
-    void PutCollection(const std::string& name) override
-    {
-        std::filesystem::create_directory(Folder() / name);
-    }
 
     [[nodiscard]] std::optional<QByteArray> Read(const std::string& name) const override
     {
@@ -81,20 +72,10 @@ public:
 
     [[nodiscard]] std::set<std::string> Names() const override { return NamesIn(Folder()); }
 
-    void SetReadOnly(bool isReadOnly) override
-    {
-        using std::filesystem::perms;
-        m_user.reset();
-        std::filesystem::permissions(Folder(), isReadOnly ? perms(0555) : perms::all);
-        if (isReadOnly)
-            m_user.emplace();
-    }
-
     void TakeAway() override { std::filesystem::rename(Folder(), m_scratch.Path() / "elsewhere"); }
 
 private:
     Testing::TemporaryFolder m_scratch;
-    std::optional<Testing::OrdinaryUser> m_user;
 };
 
 } // namespace Orvane::Tests
