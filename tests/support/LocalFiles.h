@@ -37,10 +37,4 @@ inline std::string Read(const std::filesystem::path& file)
     return {std::istreambuf_iterator<char>(stream), {}};
 }
 
-/// Overwrites bytes in place.
-inline void Patch(const std::filesystem::path& file, long offset, const std::string& bytes)
-{
-    std::fstream(file, std::ios::binary | std::ios::in | std::ios::out).seekp(offset) << bytes;
-}
-
 } // namespace Orvane::Testing

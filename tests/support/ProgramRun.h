@@ -109,9 +109,9 @@ public:
     }
 
     /// Runs a shell command line, in which "$ORVANE" is the program.
-    RunResult RunShell(const QString& shell, const QString& line, int expectedExitCode = kDone) const
+    RunResult RunShell(const QString& line, int expectedExitCode = kDone) const
     {
-        return Finish(*Start({"-c"_q, line}, shell), expectedExitCode);
+        return Finish(*Start({"-c"_q, line}, "sh"_q), expectedExitCode);
     }
 
     static void Write(const QString& path, const QByteArray& content)
@@ -139,12 +139,5 @@ private:
     QTemporaryDir m_folder;
     QProcessEnvironment m_environment = QProcessEnvironment::systemEnvironment();
 };
-
-/// Waits, with a generous limit, until something is so.
-template <typename Condition>
-bool WaitUntil(Condition isSo)
-{
-    return QTest::qWaitFor(isSo, kLongestRunInMs);
-}
 
 } // namespace Orvane::Testing
