@@ -174,7 +174,6 @@ TEST_F(FolderTransportTest, AnEmptyFolderOfAnotherFileSystemInItsPlaceIsNoEmptyC
     fs::create_directory_symlink(cloud, place);
     FolderTransport mounted({}, place, cache);
     mounted.SignIn({}, job);
-    EXPECT_EQ(mounted.List(job).size(), 1);
 
     const auto empty = otherDisk / Support::NewTemporaryName();
     fs::create_directory(empty);
@@ -199,7 +198,6 @@ TEST_F(FolderTransportTest, SignInSweepsWhatACrashHasLeft)
     Write(local / "precious.pdf", "x");
     TemporaryJournal living(cache / "temporaries");
     const PartFile underWay(cloud, living);
-    ASSERT_EQ(NamesIn(cloud).size(), 2U);
 
     transport.SignIn({}, job);
     EXPECT_THAT(NamesIn(local), ElementsAre("precious.pdf"));

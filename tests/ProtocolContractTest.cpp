@@ -32,7 +32,6 @@ const CloudKind kCloudKinds[] = {
 };
 
 const QString kSample = QStringLiteral("a.pdf");
-const QString kMissing = QStringLiteral("missing.pdf");
 
 QByteArray Bytes(int size)
 {
@@ -100,13 +99,11 @@ protected:
         EXPECT_EQ(client.Reason(answer->operation), reason);
     }
 
-    [[nodiscard]] Names LocalNames() const { return NamesIn(local.Path()); }
-
     [[nodiscard]] bool AreTemporariesGone() const
     {
         const auto isHidden = [](const auto& name) { return name.front() == '.'; };
         auto names = cloud->Names();
-        names.merge(LocalNames());
+        names.merge(NamesIn(local.Path()));
         return std::none_of(names.begin(), names.end(), isHidden);
     }
 
@@ -135,7 +132,7 @@ TEST_P(ProtocolContract, NothingStartsBeforeSignInOrAfterLogout)
     ASSERT_TRUE(WaitFor(again));
     EXPECT_EQ(again->result, RequestResult::Canceled) << "overruled by the logout";
     expectRefusals();
-    LetEventsPass();
+    QTest::qWait(50);
 }
 
 TEST_P(ProtocolContract, ParametersThatMakeNoSenseStartNothing)
@@ -155,9 +152,9 @@ TEST_P(ProtocolContract, ParametersThatMakeNoSenseStartNothing)
         ExpectRefused(client.Download(kSample, target));
     ExpectRefused(client.Download(kSample, local.Path() / "b.pdf", QStringLiteral("-1")));
     ExpectRefused(client.Upload({}));
-    LetEventsPass();
+    QTest::qWait(50);
     EXPECT_EQ(cloud->Names(), Names{"a.pdf"});
-    EXPECT_EQ(LocalNames(), Names{"local.pdf"});
+    EXPECT_EQ(NamesIn(local.Path()), Names{"local.pdf"});
 }
 
 TEST_P(ProtocolContract, TicketsCountUpAndEachIsAnsweredOnce)
@@ -283,7 +280,7 @@ TEST_P(ProtocolContract, AFailedUploadLeavesNothingAndNamesNothing)
         {local.Path() / "missing.pdf", {}, FailureCode::LocalDisk},
         {Local("notes.txt"), {}, FailureCode::Refused},
         {Local(".hidden.pdf"), {}, FailureCode::Refused},
-        {Local("a.pdf"), {{Client::ID, kMissing}}, FailureCode::NotFound},
+        {Local("a.pdf"), {{Client::ID, QStringLiteral("missing.pdf")}}, FailureCode::NotFound},
         {Local("a.pdf"), {{Client::MD5_HASH, Md5("y")}, {Client::ID, kSample}}, FailureCode::Conflict},
     };
     for (const auto& [path, parameters, reason] : cases) {
@@ -300,13 +297,13 @@ TEST_P(ProtocolContract, AFailedDownloadLeavesTheTargetAsItWas)
     SignIn();
     const auto target = Local("a.pdf", "old");
     ExpectFailure(client.Download(kSample, target, QStringLiteral("3")), FailureCode::Conflict);
-    ExpectFailure(client.Download(kMissing, target), FailureCode::NotFound);
+    ExpectFailure(client.Download(QStringLiteral("missing.pdf"), target), FailureCode::NotFound);
     ExpectFailure(client.Download(kSample, local.Path() / "no folder" / "a.pdf"), FailureCode::LocalDisk);
     EXPECT_EQ(ReadFile(target), QByteArray("old"));
 
     Success(client.Download(kSample, target, QStringLiteral("9")));
     EXPECT_EQ(ReadFile(target), QByteArray("new bytes"));
-    EXPECT_EQ(LocalNames(), Names{"a.pdf"});
+    EXPECT_EQ(NamesIn(local.Path()), Names{"a.pdf"});
 }
 
 TEST_P(ProtocolContract, ACloudThatIsAwayIsAnErrorAndNotAnEmptyCloud)
@@ -320,7 +317,7 @@ TEST_P(ProtocolContract, ACloudThatIsAwayIsAnErrorAndNotAnEmptyCloud)
             ExpectFailure(answer, FailureCode::NotFound);
     }
     ExpectFailure(client.SignIn(cloud->Token()), FailureCode::NotFound);
-    EXPECT_EQ(LocalNames(), Names{"local.pdf"});
+    EXPECT_EQ(NamesIn(local.Path()), Names{"local.pdf"});
 }
 
 TEST_P(ProtocolContract, ACancelledTransferIsSilentAndLeavesNothingHalf)
@@ -364,7 +361,7 @@ TEST_P(ProtocolContract, CallbacksMayCancelAnyRequestStartNewOnesAndRunAnEventLo
     first->onResult = cancelBoth;
     second->onResult = cancelBoth;
     EXPECT_TRUE(WaitFor([&] { return third && !upload->progress.empty(); }));
-    LetEventsPass();
+    QTest::qWait(50);
     EXPECT_EQ(first->results + second->results, 1);
     EXPECT_EQ(upload->progress.size(), 1U);
     EXPECT_EQ(upload->results, 0);
@@ -411,7 +408,7 @@ TEST_P(ProtocolContract, ADocumentIsRenderedOnceForAllItsSizesUntilItChanges)
 
     cloud->Put("a.pdf", "this is no PDF");
     ExpectFailure(client.Preview(kSample), FailureCode::InvalidDocument);
-    ExpectFailure(client.Preview(kMissing), FailureCode::NotFound);
+    ExpectFailure(client.Preview(QStringLiteral("missing.pdf")), FailureCode::NotFound);
 }
 
 TEST_P(ProtocolContract, CancellingOneSizeLeavesTheOthersAndCancellingAllStopsTheRendering)
@@ -440,7 +437,6 @@ TEST(ProtocolAddress, ThatIsNotUnderstoodMakesAClientThatNeverSignsIn)
         ProtocolClient client(address);
         EXPECT_EQ(client.SignIn(QStringLiteral("token"))->ticket, INVALID_TICKET);
         EXPECT_EQ(client.Reason(Operation::SignIn), FailureCode::InvalidAddress);
-        EXPECT_EQ(client.List()->ticket, INVALID_TICKET);
     }
 }
 

@@ -13,6 +13,16 @@ namespace {
 using testing::ElementsAre;
 using Lane = RequestQueue::Lane;
 
+TEST(DeliveryQueue, DeliversOnWhileOneDeliveryRunsAnEventLoop)
+{
+    DeliveryQueue queue;
+    bool isDelivered = false;
+    bool isOver = false;
+    queue.Post([&] { isOver = QTest::qWaitFor([&] { return isDelivered; }, 60'000); });
+    queue.Post([&] { isDelivered = true; });
+    EXPECT_TRUE(QTest::qWaitFor([&] { return isOver; }, 60'000));
+}
+
 TEST(RequestQueue, StartsTwoTransfersAtOnceAndPreviewsAfterThem)
 {
     std::vector<int> started;

@@ -78,12 +78,6 @@ inline bool WaitFor(const SharedAnswer& answer)
     return WaitFor([answer] { return answer->results > 0; });
 }
 
-/// Lets the event loop run until a fresh turn has nothing more to say.
-inline void LetEventsPass()
-{
-    QTest::qWait(50);
-}
-
 /// A callback that keeps the payload, if there is one.
 template <typename Payload>
 auto Keeping(const SharedAnswer& answer, Payload Answer::*kept)
