@@ -58,22 +58,40 @@ TEST_F(PreviewCacheTest, FindsTheSmallestPictureThatIsLargeEnoughOrTheFailureOfA
 
 TEST_F(PreviewCacheTest, StaysWithinItsBoundAndDropsWhatWasNotUsedForLongest)
 {
-    for (int i = 0; i < 10; ++i)
-        Store(QByteArray::number(i));
+    const auto store = [this](int from, int to) {
+        for (int i = from; i < to; ++i) {
+            Store(QByteArray::number(i));
+            ASSERT_TRUE(Holds(QByteArray::number(i)));
+        }
+    };
+    store(0, 10);
     Execute("UPDATE previews SET used = used - 10 * 86400");
     EXPECT_TRUE(Holds("0")) << "this uses it";
-    for (int i = 10; i < 20; ++i)
-        Store(QByteArray::number(i));
+    store(10, 20);
     EXPECT_TRUE(Holds("0"));
     EXPECT_FALSE(Holds("1"));
+    store(20, 60);
+    EXPECT_TRUE(Holds("55"));
     EXPECT_LT(file_size(m_file), kLimit + 100 * 1024) << "one picture more, before the oldest go";
 }
 
 TEST_F(PreviewCacheTest, TakesTroubleWithTheFileForNoPicture)
 {
     Store();
-    Execute("UPDATE previews SET picture = substr(picture, 1, 1000)");
+    Execute("UPDATE previews SET edge = edge - 1");
+    EXPECT_FALSE(Holds(kVersion, kEdge - 1)) << "larger than it may be";
+    Execute("UPDATE previews SET edge = edge + 1, picture = substr(picture, 1, 1000)");
     EXPECT_FALSE(Holds(kVersion)) << "cut short";
+    Store();
+
+    SQLite::Database other(m_file, SQLite::OPEN_READWRITE);
+    other.exec("BEGIN EXCLUSIVE");
+    Store("while locked");
+    EXPECT_FALSE(Holds(kVersion));
+    other.exec("COMMIT");
+    EXPECT_TRUE(Holds(kVersion));
+    EXPECT_FALSE(Holds("while locked"));
+
     Write(m_file, std::string(100000, 'x'));
     EXPECT_FALSE(Holds(kVersion));
     Store();

@@ -13,6 +13,7 @@
 #include <csignal>
 #include <future>
 #include <sys/stat.h>
+#include <thread>
 #include <unistd.h>
 
 namespace {
@@ -77,15 +78,22 @@ protected:
 
 TEST_F(PreviewMakerTest, ShowsAPageAsLongAsTheEdge)
 {
+    const QByteArray formEntries = "/Subtype/Form/BBox[0 0 600 900]/Resources<</XObject<</F 5 0 R>>>>";
     const std::tuple<const char*, QByteArray, QSize> cases[] = {
         {"turned", Documents::A4Page("/Rotate 90"), {191, 135}},
         {"cropped", Documents::A4Page("/CropBox[0 0 400 100]"), {191, 48}},
-        {"enormous", OnePagePdf(10000000, 10000000), {191, 191}}};
+        {"enormous", OnePagePdf(10000000, 10000000), {191, 191}},
+        {"thread", OnePagePdf(1, 100000), {1, 191}},
+        {"form that draws itself",
+         Documents::A4Page({}, Documents::Stream({}, "/F Do"), Documents::Stream(formEntries, "/F Do /F Do")),
+         {135, 191}},
+        {"huge image", Documents::HugeImage(), {135, 191}}};
     for (const auto& [name, document, size] : cases)
         EXPECT_EQ(std::get<QImage>(Show(Save(document))).size(), size) << name;
 
     const auto page = std::get<QImage>(Show(Save(Documents::A4Page())));
     EXPECT_EQ(page.pixelColor(30, 160), QColor(Qt::red));
+    EXPECT_EQ(page.pixelColor(100, 30), QColor(Qt::white));
 }
 
 TEST_F(PreviewMakerTest, RefusesAndRemembersWhatCannotBeShown)
@@ -94,6 +102,7 @@ TEST_F(PreviewMakerTest, RefusesAndRemembersWhatCannotBeShown)
     const QByteArray lock =
         "/ID[<00><00>]/Encrypt<</Filter/Standard/V 1/R 2/P -4/O" + key + "/U" + key + ">>";
     const std::pair<const char*, QByteArray> cases[] = {
+        {"empty", {}},
         {"no PDF", QByteArray(5000, 'a')},
         {"cut short", OnePagePdf(595, 842).left(150)},
         {"no pages", OnePagePdf(595, 842).replace("[3 0 R]/Count 1", "[     ]/Count 0")},
@@ -105,9 +114,11 @@ TEST_F(PreviewMakerTest, RefusesAndRemembersWhatCannotBeShown)
         Restart({15s, 1s});
         Make(kThreeSizes, name);
         Restart();
-        EXPECT_EQ(std::get<Failure>(Make({{40, 40}}, name).front()).code, FailureCode::InvalidDocument);
+        const auto failure = std::get<Failure>(Make({{40, 40}}, name).front());
+        EXPECT_EQ(failure.code, FailureCode::InvalidDocument);
+        EXPECT_FALSE(failure.detail.isEmpty());
     }
-    EXPECT_EQ(m_helper.Runs(), 5);
+    EXPECT_EQ(m_helper.Runs(), 6);
 }
 
 TEST_F(PreviewMakerTest, OpensRegularFilesOfAnyNameAndNothingElse)
@@ -144,23 +155,36 @@ TEST_F(PreviewMakerTest, TakesNothingButOneWholePictureInTimeForAnAnswer)
           "pixel; exec sleep 60", "pixel; exec >&-; exec sleep 60", "pixel; exec timeout 60 yes >&2"}) {
         SCOPED_TRACE(script);
         const HelperStandIn helper(kHelper + script);
-        EXPECT_EQ(std::get<Failure>(Show(m_portrait)).code, FailureCode::InvalidDocument);
+        const auto failure = std::get<Failure>(Show(m_portrait));
+        EXPECT_EQ(failure.code, FailureCode::InvalidDocument);
+        EXPECT_FALSE(failure.detail.isEmpty());
         EXPECT_FALSE(IsRunning(helper.Note()));
     }
 }
 
-TEST_F(PreviewMakerTest, CancelEndsTheHelper)
+TEST_F(PreviewMakerTest, CancelEndsTheHelperAndTheWaitForATurn)
 {
     Restart({1000s});
     const HelperStandIn helper(kHelper + "exec sleep 60");
-    const auto rendering = std::async(std::launch::async, [this] { EXPECT_THROW(Make(), CloudError); });
+    const auto start = [this](Job& job) {
+        return std::async(std::launch::async,
+                          [&] { EXPECT_THROW(m_maker->Make("1", kThreeSizes, m_fetch, job), CloudError); });
+    };
+    const auto rendering = start(m_job);
     EXPECT_TRUE(QTest::qWaitFor([&] { return helper.Note().endsWith('\n'); }, 60000));
+
+    Job canceled;
+    const auto waiting = start(canceled);
+    std::this_thread::sleep_for(50ms); // long enough to get in line
+    canceled.Cancel();
+    EXPECT_EQ(waiting.wait_for(30s), std::future_status::ready);
+
     m_job.Cancel();
     rendering.wait();
     EXPECT_FALSE(IsRunning(helper.Note()));
 }
 
-TEST_F(PreviewMakerTest, RendersOnceForAllSizesAndAgainForALargerOneOrANewVersion)
+TEST_F(PreviewMakerTest, RendersOnceForAllSizesAndAgainForALargerOneANewVersionOrWithoutCache)
 {
     for (const QSize& size : kThreeSizes)
         Make({size});
@@ -173,18 +197,47 @@ TEST_F(PreviewMakerTest, RendersOnceForAllSizesAndAgainForALargerOneOrANewVersio
     EXPECT_THAT(Sizes({{40, 40}, {1, 1}, {1000000, 1000000}}),
                 ElementsAre(QSize(1, 40), QSize(1, 1), QSize(1, 2048)));
     EXPECT_THAT(Sizes({{40, 40}}, "2"), ElementsAre(QSize(1, 40)));
-    EXPECT_EQ(m_helper.Runs(), 3);
+    m_maker.emplace(m_portrait / "no folder");
+    EXPECT_THAT(Sizes({{40, 40}}, "2"), ElementsAre(QSize(1, 40)));
+    EXPECT_EQ(m_helper.Runs(), 4);
 }
 
 TEST_F(PreviewMakerTest, ForgetsWhatMayGoBetterNextTime)
 {
     std::optional<HelperStandIn> helper(std::in_place, "", "/no/such/shell");
     EXPECT_EQ(std::get<Failure>(Make().front()).code, FailureCode::Unsupported);
+    helper->Uninstall();
+    const auto failure = std::get<Failure>(Make().front());
+    EXPECT_EQ(failure.code, FailureCode::Unsupported);
+    EXPECT_TRUE(failure.detail.contains(QStringLiteral("pdftoppm"))) << failure.detail.toStdString();
     helper.reset();
 
     const auto fail = []() -> fs::path { throw CloudError(FailureCode::Network, QStringLiteral("cut")); };
     EXPECT_THROW(m_maker->Make("1", kThreeSizes, fail, m_job), CloudError);
+
+    Job canceled;
+    canceled.Cancel();
+    const auto fetchForNobody = [&] { return ADD_FAILURE(), m_portrait; };
+    EXPECT_THROW(m_maker->Make("1", kThreeSizes, fetchForNobody, canceled), CloudError);
     EXPECT_THAT(Sizes(), kSizesOfPortrait);
+}
+
+TEST_F(PreviewMakerTest, RendersTwoDocumentsAtOnceAndEachOnlyOnce)
+{
+    std::atomic<int> running{0};
+    std::atomic<int> most{0};
+    m_fetch = [&] {
+        most = std::max<int>(most, ++running);
+        std::this_thread::sleep_for(50ms); // long enough for a third to show
+        --running;
+        return m_portrait;
+    };
+    std::vector<std::future<void>> requests;
+    for (const char* version : {"1", "1", "2", "2", "3", "3", "4", "4"})
+        requests.push_back(std::async(std::launch::async, [=] { Make(kThreeSizes, version); }));
+    requests.clear(); // waits for each
+    EXPECT_EQ(m_helper.Runs(), 4);
+    EXPECT_LE(most, 2);
 }
 
 } // namespace

@@ -21,6 +21,9 @@ public:
     }
     ~HelperStandIn() { qputenv("PATH", m_formerPath); }
 
+    /// For the rest of its life no "pdftoppm" is found at all.
+    void Uninstall() const { qputenv("PATH", "/nowhere"); }
+
     /// What the script has written to "$0.note" so far.
     [[nodiscard]] QByteArray Note() const
     {
