@@ -12,27 +12,11 @@ namespace Orvane::Tests {
 class FakeSettings : public PDF::Settings::ICloudAccountSettings
 {
 public:
-    explicit FakeSettings(Journal& journal)
-        : m_journal(journal)
-    {}
-
-    bool IsAutoRefreshEnabled() override
-    {
-        m_journal.Add("IsAutoRefreshEnabled()");
-        return m_isAutoRefreshEnabled;
-    }
-
-    int GetAutoRefreshInterval() override
-    {
-        m_journal.Add("GetAutoRefreshInterval()");
-        return m_interval;
-    }
+    bool IsAutoRefreshEnabled() override { return m_isAutoRefreshEnabled; }
+    int GetAutoRefreshInterval() override { return m_interval; }
 
     bool m_isAutoRefreshEnabled = false;
     int m_interval = 60'000;
-
-private:
-    Journal& m_journal;
 };
 
 /// A manager over fakes. Everything that happens goes to one journal.
@@ -41,10 +25,10 @@ class CloudManagerFixture : public JournalFixture
 protected:
     CloudManagerFixture() { MakeManager(); }
 
-    template <typename Manager = PDF::Cloud::OrvaneCloudManager>
     void MakeManager()
     {
-        m_manager = std::make_unique<Manager>(m_protocol, m_hashes, m_fileSystem, m_settings);
+        m_manager =
+            std::make_unique<PDF::Cloud::OrvaneCloudManager>(m_protocol, m_hashes, m_fileSystem, m_settings);
         m_signals.Watch(*m_manager);
     }
 
@@ -58,7 +42,7 @@ protected:
     std::shared_ptr<FakeCloudProtocol> m_protocol = std::make_shared<FakeCloudProtocol>(m_journal);
     std::shared_ptr<FakeHashCalculator> m_hashes = std::make_shared<FakeHashCalculator>(m_journal);
     std::shared_ptr<FakeFileSystem> m_fileSystem = std::make_shared<FakeFileSystem>(m_journal);
-    std::shared_ptr<FakeSettings> m_settings = std::make_shared<FakeSettings>(m_journal);
+    std::shared_ptr<FakeSettings> m_settings = std::make_shared<FakeSettings>();
     SignalLog m_signals{m_journal};
     std::unique_ptr<PDF::Cloud::OrvaneCloudManager> m_manager;
 };
@@ -66,6 +50,5 @@ protected:
 constexpr auto kSuccess = RequestResult::Success;
 constexpr auto kError = RequestResult::Error;
 constexpr auto kCanceled = RequestResult::Canceled;
-constexpr auto kUnknownResult = static_cast<RequestResult>(3);
 
 } // namespace Orvane::Tests

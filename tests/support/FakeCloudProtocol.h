@@ -3,11 +3,9 @@
 #include "Journal.h"
 
 #include <ICloudProtocol.h>
-#include <OrvaneCloudProtocol/OrvaneCloudProtocol.h>
 
 #include <deque>
 #include <functional>
-#include <set>
 
 namespace Orvane::Tests {
 
@@ -15,11 +13,10 @@ using Social::RequestResult;
 
 /// A cloud that does only what the test tells it. Every request is kept for good, so that its callbacks can
 /// be run early, late, again, and with any ticket.
-class FakeCloudProtocol : public PDF::Cloud::ICloudProtocol
+class FakeCloudProtocol : public PDF::Cloud::ICloudProtocol, public JournalWriter
 {
 public:
     using Files = Social::Ability::File<Social::OrvaneCloudSharingResult>;
-    using Client = Social::OrvaneCloudProtocol;
     using Fields = QMap<QString, QString>;
 
     using Finisher = std::function<void(long long ticket, RequestResult result)>;
@@ -31,24 +28,12 @@ public:
         OnProgress progress;
     };
 
-    explicit FakeCloudProtocol(Journal& journal)
-        : m_journal(journal)
-    {}
+    using JournalWriter::JournalWriter;
 
     /// Runs the result callback of the request, counted from 0 in the order of the starting calls.
     void Finish(std::size_t request, RequestResult result)
     {
-        FinishAs(m_requests.at(request).ticket, request, result);
-    }
-
-    void FinishAs(long long ticket, std::size_t request, RequestResult result)
-    {
-        m_requests.at(request).finish(ticket, result);
-    }
-
-    void Progress(std::size_t request, int progress)
-    {
-        m_requests.at(request).progress(m_requests.at(request).ticket, progress);
+        m_requests.at(request).finish(m_requests.at(request).ticket, result);
     }
 
     void cancelOperation(long long ticket) override
@@ -78,18 +63,18 @@ public:
 
     long long retriveFileList(const FileFieldData& filter, OnFileList&& onResult) override
     {
-        return Start("retriveFileList(" + Text(filter) + ")", With(m_entries, std::move(onResult)));
+        return Start("retriveFileList(" + Text(filter.fields) + ")", With(m_entries, std::move(onResult)));
     }
 
     long long downloadFile(const FileFieldData& file, Files::OnResult&& onResult,
                            OnProgress&& onProgress) override
     {
-        return Start("downloadFile(" + Text(file) + ")", std::move(onResult), std::move(onProgress));
+        return Start("downloadFile(" + Text(file.fields) + ")", std::move(onResult), std::move(onProgress));
     }
 
     long long deleteFile(const FileFieldData& file, Files::OnResult&& onResult) override
     {
-        return Start("deleteFile(" + Text(file) + ")", std::move(onResult));
+        return Start("deleteFile(" + Text(file.fields) + ")", std::move(onResult));
     }
 
     long long uploadFile(const QString& localPath, const Fields& parameters, OnUploaded&& onResult,
@@ -110,8 +95,8 @@ public:
     }
 
     bool m_isLoggedIn = true;
-    std::deque<long long> m_nextTickets; ///< used up first; then they count up from 1
-    std::deque<Request> m_requests;      ///< a deque: callbacks that start requests stay where they are
+    QList<long long> m_nextTickets; ///< used up first; then they count up from 1
+    std::deque<Request> m_requests; ///< a deque: callbacks that start requests stay where they are
 
     // What the answers carry.
     Social::OrvaneCloudSharingResult m_answer;
@@ -135,42 +120,20 @@ private:
     long long Start(const std::string& event, Finisher finish, OnProgress progress = {})
     {
         m_journal.Add(event);
-        if (m_nextTickets.empty())
-            m_nextTickets.push_back(++m_lastTicket);
-        const auto ticket = m_nextTickets.front();
-        m_nextTickets.pop_front();
+        const auto ticket = m_nextTickets.empty() ? ++m_lastTicket : m_nextTickets.takeFirst();
         m_requests.push_back({ticket, std::move(finish), std::move(progress)});
         m_duringStart();
         return ticket;
     }
 
-    static std::string Text(const FileFieldData& file)
-    {
-        return Text(file.fields) + (file.listFields.isEmpty() ? "" : " and lists");
-    }
-
     static std::string Text(const Fields& fields)
     {
-        static const std::map<QString, std::string> names = {
-            {Client::API_VERSION, "API_VERSION"},
-            {Client::APP_ID_ON_CLOUD, "APP_ID_ON_CLOUD"},
-            {Client::CHUNK_MIME_TYPE, "CHUNK_MIME_TYPE"},
-            {Client::FILE_MIME_TYPE, "FILE_MIME_TYPE"},
-            {Client::FILE_NAME, "FILE_NAME"},
-            {Client::FILE_PREVIEW_HEIGHT, "FILE_PREVIEW_HEIGHT"},
-            {Client::FILE_PREVIEW_WIDTH, "FILE_PREVIEW_WIDTH"},
-            {Client::FILE_SIZE, "FILE_SIZE"},
-            {Client::ID, "ID"},
-            {Client::MD5_HASH, "MD5_HASH"},
-            {Client::SSO_TOKEN, "SSO_TOKEN"},
-        };
-        std::set<std::string> named;
+        Events texts;
         for (auto field = fields.begin(); field != fields.end(); ++field)
-            named.insert(names.at(field.key()) + "=" + field.value().toStdString());
-        return Joined({named.begin(), named.end()});
+            texts.push_back((field.key() + QLatin1Char('=') + field.value()).toStdString());
+        return Joined(texts);
     }
 
-    Journal& m_journal;
     long long m_lastTicket = 0;
 };
 

@@ -5,18 +5,15 @@
 #include <IFileSystem.h>
 #include <IHashCalculator.h>
 
-#include <functional>
 #include <set>
 
 namespace Orvane::Tests {
 
 /// Knows the files that the test names. A path is normalized by taking out "/." parts.
-class FakeFileSystem : public PDF::IFileSystem
+class FakeFileSystem : public PDF::IFileSystem, public JournalWriter
 {
 public:
-    explicit FakeFileSystem(Journal& journal)
-        : m_journal(journal)
-    {}
+    using JournalWriter::JournalWriter;
 
     bool Exists(const ioPath& path) override
     {
@@ -34,32 +31,22 @@ public:
     }
 
     std::set<std::string> m_existing;
-
-private:
-    Journal& m_journal;
 };
 
 /// Answers with the hash that the test gave for the path, otherwise with "hash of <path>".
-class FakeHashCalculator : public PDF::IHashCalculator
+class FakeHashCalculator : public PDF::IHashCalculator, public JournalWriter
 {
 public:
-    explicit FakeHashCalculator(Journal& journal)
-        : m_journal(journal)
-    {}
+    using JournalWriter::JournalWriter;
 
     std::string CalculateFileHash(const ioPath& path) override
     {
         m_journal.Add("CalculateFileHash(" + path.utf8string() + ")");
-        m_duringCall();
         const auto known = m_hashes.find(path.utf8string());
         return known == m_hashes.end() ? "hash of " + path.utf8string() : known->second;
     }
 
     std::map<std::string, std::string> m_hashes;
-    std::function<void()> m_duringCall = [] {};
-
-private:
-    Journal& m_journal;
 };
 
 } // namespace Orvane::Tests

@@ -7,12 +7,10 @@
 namespace Orvane::Tests {
 
 /// Keeps records in memory; may be shared by several lists, one after the other.
-class FakeStorage : public PDF::Cloud::ICloudInfoStorage
+class FakeStorage : public PDF::Cloud::ICloudInfoStorage, public JournalWriter
 {
 public:
-    explicit FakeStorage(Journal& journal)
-        : m_journal(journal)
-    {}
+    using JournalWriter::JournalWriter;
 
     void RemoveRecord(const std::string& documentId) override
     {
@@ -33,9 +31,6 @@ public:
     }
 
     Records m_records;
-
-private:
-    Journal& m_journal;
 };
 
 } // namespace Orvane::Tests

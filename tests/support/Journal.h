@@ -6,11 +6,9 @@
 
 #include <gmock/gmock.h>
 
-#include <exception>
-#include <map>
+#include <algorithm>
 #include <memory>
 #include <string>
-#include <typeinfo>
 #include <utility>
 #include <vector>
 
@@ -50,36 +48,31 @@ public:
     [[nodiscard]] Events Take() { return std::exchange(m_events, {}); }
 
     /// Marks a document as the test's own. All others are written as new ones.
-    void Own(const std::shared_ptr<const PDF::FileInfo>& document) { m_own.push_back(document); }
+    void Own(const Document& document) { m_own.push_back(document); }
 
     /// "own abc" for the very object that the test made, "new abc" for any other with that id.
     [[nodiscard]] std::string Name(const std::shared_ptr<const PDF::FileInfo>& document) const
     {
-        if (!document)
-            return "null";
-        for (const auto& own : m_own) {
-            if (own.lock() == document)
-                return "own " + document->GetId();
-        }
-        return "new " + document->GetId();
+        const bool isOwn = std::find(m_own.begin(), m_own.end(), document) != m_own.end();
+        return (isOwn ? "own " : "new ") + document->GetId();
     }
 
 private:
     Events m_events;
-    std::vector<std::weak_ptr<const PDF::FileInfo>> m_own;
+    std::vector<std::shared_ptr<const PDF::FileInfo>> m_own;
 };
 
-/// The exact type of the std::exception that @p action throws; void's when it throws none.
-template <typename Action>
-const std::type_info& ThrownBy(Action action)
+/// A fake that writes the calls which it receives to the test's journal.
+class JournalWriter
 {
-    try {
-        action();
-    } catch (const std::exception& exception) {
-        return typeid(exception);
-    }
-    return typeid(void);
-}
+public:
+    explicit JournalWriter(Journal& journal)
+        : m_journal(journal)
+    {}
+
+protected:
+    Journal& m_journal;
+};
 
 inline PDF::FileInfo::CloudInfo CloudSide(const std::string& id, const std::string& name = "a.pdf",
                                           unsigned long long size = 5000,
@@ -93,7 +86,7 @@ inline Document CloudDocument(const std::string& id, const std::string& name = "
     return std::make_shared<PDF::FileInfo>(CloudSide(id, name));
 }
 
-inline Document DocumentWithoutCloudSide(const std::string& id)
+inline Document DocumentWithoutCloudSide(const std::string& id = "abc")
 {
     const auto document = CloudDocument(id);
     document->GetRedactableCloudInfo().reset();

@@ -13,12 +13,10 @@ namespace Orvane::Tests {
 
 /// Writes every signal of a manager to the journal, with its arguments, and keeps the documents that it
 /// brought. Arguments are read as a queued connection reads them, through their registered types.
-class SignalLog : public QObject
+class SignalLog : public QObject, public JournalWriter
 {
 public:
-    explicit SignalLog(Journal& journal)
-        : m_journal(journal)
-    {}
+    using JournalWriter::JournalWriter;
 
     void Watch(const QObject& manager)
     {
@@ -55,29 +53,26 @@ private:
         if (type == qMetaTypeId<PDF::FileInfo::PreviewSize>())
             return PDF::FileInfo::previewSizetoString(argument.value<PDF::FileInfo::PreviewSize>());
         if (type == qMetaTypeId<Document>())
-            return Text(argument.value<Document>());
+            return Text({argument.value<Document>()});
         if (type == qMetaTypeId<std::shared_ptr<const PDF::FileInfo>>())
-            return Text(argument.value<std::shared_ptr<const PDF::FileInfo>>());
-        if (type == qMetaTypeId<QList<Document>>())
-            return Text(argument.value<QList<Document>>());
+            return Text({argument.value<std::shared_ptr<const PDF::FileInfo>>()});
+        if (type == qMetaTypeId<QList<Document>>()) {
+            const auto documents = argument.value<QList<Document>>();
+            return "[" + Text({documents.begin(), documents.end()}) + "]";
+        }
         return argument.isValid() ? argument.toString().toStdString() : "unregistered type";
     }
 
-    std::string Text(const std::shared_ptr<const PDF::FileInfo>& document)
-    {
-        m_documents.push_back(document);
-        return m_journal.Name(document);
-    }
-
-    std::string Text(const QList<Document>& documents)
+    std::string Text(const std::vector<std::shared_ptr<const PDF::FileInfo>>& documents)
     {
         Events texts;
-        for (const auto& document : documents)
-            texts.push_back(Text(document));
-        return "[" + Joined(texts) + "]";
+        for (const auto& document : documents) {
+            m_documents.push_back(document);
+            texts.push_back(m_journal.Name(document));
+        }
+        return Joined(texts);
     }
 
-    Journal& m_journal;
     const QMetaObject* m_meta = nullptr;
 };
 
