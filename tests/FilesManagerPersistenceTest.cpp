@@ -95,6 +95,17 @@ TEST_F(FilesManagerPersistenceTest, SavesEveryValueInOrder)
                             "SetValue(1, preview_path, /small;/large;)"));
 }
 
+TEST_F(FilesManagerPersistenceTest, SavingDeletesFirstWhatWasRemovedAndNotPutBack)
+{
+    for (const std::string id : {"c", "a", "b"})
+        m_list->Remove(Add(id));
+    Add("b");
+    const auto events = During([this] { m_list.reset(); });
+    ASSERT_EQ(events.size(), 2U + 10U);
+    EXPECT_EQ(events[0], "RemoveRecord(a)");
+    EXPECT_EQ(events[1], "RemoveRecord(c)");
+}
+
 // Run under several languages and time zones, see cloud.cmake.
 class StoredDatesTest : public FilesManagerPersistenceTest
 {

@@ -24,8 +24,8 @@ TEST_F(FilesManagerTest, AddPutsTheCallersObjectAtTheFront)
 TEST_F(FilesManagerTest, OddCallsChangeAndSayNothing)
 {
     Add("abc");
-    EXPECT_THROW(m_list->Add(nullptr), std::exception);
-    EXPECT_THROW(m_list->Remove(nullptr), std::exception);
+    EXPECT_TRUE(ThrowsPlainException([this] { m_list->Add(nullptr); }));
+    EXPECT_TRUE(ThrowsPlainException([this] { m_list->Remove(nullptr); }));
     m_list->Update(nullptr);
     m_list->Update(CloudDocument("ABC", "unknown.pdf"));
     m_list->Rename({"abc"_q}, "new name"_q);
@@ -112,6 +112,22 @@ TEST_F(FilesManagerTest, UpdateRecordsTheLocalCopyWhenPathOrHashDiffer)
         EXPECT_EQ(document->GetPath().utf8string(), updatedPath) << path << " from " << sourcePath;
         EXPECT_EQ(document->GetMd5Hash(), updatedPath.empty() ? "hash of " : current);
     }
+}
+
+TEST_F(FilesManagerTest, UpdateReplacesPreviewsWholeAndNeverClearsThem)
+{
+    const FileInfo::PreviewsSet old = {{PreviewSize::Small, "/s"_s}, {PreviewSize::Large, "/l"_s}};
+    const FileInfo::PreviewsSet arrived = {{PreviewSize::Small, "/new"_s}};
+    const auto document = Add("abc");
+    document->SetPreviewsSet(old);
+    const auto source = CloudDocument("abc");
+    m_list->Update(source);
+    EXPECT_EQ(document->GetPreviewsSet(), old);
+    source->SetPreviewsSet(arrived);
+    m_list->Update(source);
+    EXPECT_EQ(document->GetPreviewsSet(), arrived);
+    m_list->Update(DocumentWithoutCloudSide("abc"));
+    EXPECT_EQ(document->GetPreviewsSet(), arrived);
 }
 
 } // namespace

@@ -33,7 +33,7 @@ public:
     std::set<std::string> m_existing;
 };
 
-/// Answers with the hash that the test gave for the path, otherwise with "hash of <path>".
+/// Answers with "hash of <path>".
 class FakeHashCalculator : public PDF::IHashCalculator, public JournalWriter
 {
 public:
@@ -42,11 +42,8 @@ public:
     std::string CalculateFileHash(const ioPath& path) override
     {
         m_journal.Add("CalculateFileHash(" + path.utf8string() + ")");
-        const auto known = m_hashes.find(path.utf8string());
-        return known == m_hashes.end() ? "hash of " + path.utf8string() : known->second;
+        return "hash of " + path.utf8string();
     }
-
-    std::map<std::string, std::string> m_hashes;
 };
 
 } // namespace Orvane::Tests

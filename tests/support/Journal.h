@@ -7,8 +7,10 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <exception>
 #include <memory>
 #include <string>
+#include <typeinfo>
 #include <utility>
 #include <vector>
 
@@ -91,6 +93,18 @@ inline Document DocumentWithoutCloudSide(const std::string& id = "abc")
     const auto document = CloudDocument(id);
     document->GetRedactableCloudInfo().reset();
     return document;
+}
+
+/// Whether @p action throws an exception of exactly the type std::exception.
+template <typename Action>
+bool ThrowsPlainException(Action action)
+{
+    try {
+        action();
+    } catch (const std::exception& exception) {
+        return typeid(exception) == typeid(std::exception);
+    }
+    return false;
 }
 
 /// A test that reads its journal.
