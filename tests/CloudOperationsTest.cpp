@@ -182,6 +182,7 @@ TEST_F(CloudOperationsTest, ResultCarriesASettledCopyAndOnlyCancellingDeletesThe
         ASSERT_EQ(m_signals.m_documents.size(), 1U);
         EXPECT_FALSE(m_signals.m_documents.front()->IsSyncingInProgress());
     }
+    m_signals.m_duringSignal = [] {};
     StartDownload();
     m_signals.m_duringSignal = [this] { EXPECT_FALSE(QFile::exists(m_target)); };
     m_manager->CancelDownloading(m_document);
