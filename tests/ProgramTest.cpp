@@ -266,7 +266,7 @@ TEST_F(ProgramTest, LosesNothingWhenItIsKilled)
     QStringList saved;
     for (int round = 0; round < 12; ++round) {
         const auto process = user.Start(Words("upload") + files);
-        QTest::qSleep(QRandomGenerator::global()->bounded(200));
+        QTest::qSleep(QRandomGenerator::global()->bounded(1, 200));
         process->kill();
         process->waitForFinished();
 
