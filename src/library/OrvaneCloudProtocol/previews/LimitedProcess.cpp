@@ -18,6 +18,13 @@
 #include <unistd.h>
 #endif
 
+#ifdef Q_OS_LINUX
+#include <csignal>
+#include <cstdlib>
+#include <pthread.h>
+#include <sys/prctl.h>
+#endif
+
 namespace Orvane::Social {
 namespace {
 
@@ -98,6 +105,42 @@ void LimitThisProcess(const ProcessLimits&) noexcept {}
 
 #endif
 
+#ifdef Q_OS_LINUX
+
+thread_local pid_t parentOfHelper = 0; // set while this thread starts a helper
+
+void DieWithParent() noexcept // runs in every child that the process forks
+{
+    if (parentOfHelper == 0)
+        return;
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (::getppid() != parentOfHelper)
+        ::_exit(EXIT_FAILURE);
+}
+
+/// QProcess's child waits for a word of its parent before it becomes the program. One whose parent is killed
+/// just then would wait for ever (Qt 5.15.8), and hold what it has inherited: the lock of the document list.
+class BoundToParent
+{
+public:
+    BoundToParent()
+    {
+        [[maybe_unused]] static const int registered = ::pthread_atfork(nullptr, nullptr, &DieWithParent);
+        parentOfHelper = ::getpid();
+    }
+    ~BoundToParent() { parentOfHelper = 0; }
+    Q_DISABLE_COPY_MOVE(BoundToParent)
+};
+
+#else
+
+struct BoundToParent
+{
+    BoundToParent() {}
+};
+
+#endif
+
 QProcessEnvironment MinimalEnvironment()
 {
     // Without HOME the font library cannot keep its cache, and would build it anew for every page.
@@ -133,7 +176,10 @@ public:
     ProcessResult Run(const QString& program, QStringList arguments, const Job& job)
     {
         const QDeadlineTimer deadline(m_limits.wallTime);
-        start(program, arguments.replaceInStrings(InputPlaceholder(), m_input.Name()), ReadOnly);
+        {
+            const BoundToParent starting;
+            start(program, arguments.replaceInStrings(InputPlaceholder(), m_input.Name()), ReadOnly);
+        }
         if (!waitForStarted())
             throw CloudError(FailureCode::Unsupported, program + QStringLiteral(": ") + errorString());
         while (state() != NotRunning) {
