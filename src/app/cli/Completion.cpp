@@ -146,7 +146,7 @@ QString ZshAction(const ValueShape& value)
     return {};
 }
 
-QString ZshSpecifications(const QVector<OptionShape>& options)
+QString ZshArguments(const QVector<OptionShape>& options)
 {
     QString lines;
     for (const OptionShape& option : options) {
@@ -165,7 +165,7 @@ QString ZshCommandCase(const CommandShape& command)
                                  ? QString()
                                  : Quoted(QLatin1Char('*') + ZshAction(command.argument));
     return QStringLiteral("  %1) _arguments $global \\\n").arg(command.name) +
-           ZshSpecifications(command.options).replace(QLatin1Char('\n'), QStringLiteral(" \\\n")) +
+           ZshArguments(command.options).replace(QLatin1Char('\n'), QStringLiteral(" \\\n")) +
            QStringLiteral("    ") + argument + QStringLiteral(" ;;\n");
 }
 
@@ -182,7 +182,7 @@ QString ZshScript(const CommandLineShape& shape)
     return QStringLiteral("#compdef orvane-cloud\n\n_orvane_cloud() {\n"
                           "  local curcontext=$curcontext state line\n  typeset -A opt_args\n"
                           "  local -a commands=(\n") +
-           commands + QStringLiteral("  )\n  local -a global=(\n") + ZshSpecifications(shape.globalOptions) +
+           commands + QStringLiteral("  )\n  local -a global=(\n") + ZshArguments(shape.globalOptions) +
            QStringLiteral("  )\n"
                           "  _arguments -C $global '1:command:->command' '*::argument:->argument'\n"
                           "  [[ $state == command ]] && _describe command commands\n"
