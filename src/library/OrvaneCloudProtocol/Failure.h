@@ -16,6 +16,8 @@ enum class FailureCode
     QuotaExceeded,   ///< the cloud is full
     Network,         ///< the cloud cannot be reached
     TimedOut,        ///< the cloud does not answer
+    Unavailable,     ///< the cloud is there, but out of order or too busy
+    Untrusted,       ///< the cloud cannot prove who it is: its certificate is not accepted
     Protocol,        ///< the cloud answered something that makes no sense
     LocalDisk,       ///< a local file cannot be read or written
     Unsupported,     ///< this cloud, or this machine, cannot do it
