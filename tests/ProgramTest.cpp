@@ -57,6 +57,10 @@ TEST_F(ProgramTest, RefusesWhatMakesNoSenseOrWouldLoseSomething)
                              {"preview broken.pdf --to a.pdf", kConflict, "--overwrite"},
                              {"watch --interval 0", kUsage, "--interval"},
                              {"list --cloud gopher://x/", kUsage, "address"},
+                             {"list --cloud https://ada:pw@host/", kUsage, "--user"},
+                             {"list --cloud https://ada:p/w@host/", kUsage, "address"},
+                             {"list --ca-file a.pdf", kUsage, "a.pdf"},
+                             {"list --user ada:pw", kUsage, "colon"},
                              {"list --cloud missing", kNotFound, "cloud"},
                              {"list --token-file missing", kSignInNeeded, "token"},
                              {"list --data a.pdf", kLocalDisk, "data folder"},
@@ -66,7 +70,7 @@ TEST_F(ProgramTest, RefusesWhatMakesNoSenseOrWouldLoseSomething)
     for (const auto& refusal : cases) {
         const auto text = user.Run(refusal.words, refusal.exitCode);
         EXPECT_EQ(text.out, "");
-        EXPECT_THAT(text.err, HasSubstr(refusal.expected));
+        EXPECT_THAT(text.err, AllOf(HasSubstr(refusal.expected), Not(HasSubstr("w@host"))));
         const auto json = user.Run(QByteArray("--json ") + refusal.words, refusal.exitCode);
         EXPECT_EQ(json.err, "");
         EXPECT_EQ(json.Json()["ok"_q], QJsonValue(false));
@@ -171,6 +175,10 @@ TEST_F(ProgramTest, KeepsOneListForEachCloudHoweverItIsSpelled)
         EXPECT_EQ(Names("--offline"), Words("b.pdf")) << spelling.toStdString();
     }
     EXPECT_EQ(Names("--cloud " + user.Cloud().toUtf8()), Words("a.pdf"));
+
+    for (const char* cloud : {"https://host/dav", "HTTPS://Host:443/dav/", "https://host/dav --user ada"})
+        user.Run(QByteArray("list --offline --cloud ") + cloud);
+    EXPECT_EQ(user.FilesIn(user.Data("clouds"_q)).size(), 4) << "a list for each user, whatever the spelling";
 }
 
 TEST_F(ProgramTest, SetsADamagedListAsideAndSaysSo)
@@ -192,7 +200,8 @@ TEST_F(ProgramTest, KeepsTheTokenToItself)
     Upload("a.pdf");
 
     const auto list = user.Run("list --verbose --token-file token");
-    const std::string said = list.out + list.err;
+    const auto refused = user.Run("status --cloud https://ada:" + token + "@host/", kUsage);
+    const std::string said = list.out + list.err + refused.out + refused.err;
     EXPECT_THAT(said, HasSubstr("Auth")) << "no log lines to look at";
     EXPECT_THAT(said, Not(HasSubstr(token.toStdString())));
     QDirIterator files(user.Path("home"_q), QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);

@@ -4,6 +4,8 @@
 #include <cli/FailureText.h>
 #include <cli/PrintableText.h>
 #include <cli/SafeFileName.h>
+#include <cli/Token.h>
+#include <cli/WebAddress.h>
 
 #include <QSet>
 
@@ -21,7 +23,8 @@ TEST(FailureTextTest, TurnsEveryCodeIntoItsExitCodeAndAFullSentence)
         {FailureCode::NotFound, 3},        {FailureCode::Refused, 5},        {FailureCode::Conflict, 6},
         {FailureCode::QuotaExceeded, 7},   {FailureCode::Network, 5},        {FailureCode::TimedOut, 5},
         {FailureCode::Protocol, 5},        {FailureCode::LocalDisk, 8},      {FailureCode::Unsupported, 1},
-        {FailureCode::InvalidDocument, 1}, {FailureCode::Canceled, 1}};
+        {FailureCode::InvalidDocument, 1}, {FailureCode::Canceled, 1},       {FailureCode::Unavailable, 5},
+        {FailureCode::Untrusted, 5}};
     QSet<QString> names;
     for (const auto& [code, exitCode] : cases) {
         const auto problem = DescribeFailure(Operation::Download, "100%1.pdf"_q, {code, "raw detail"_q});
@@ -56,6 +59,33 @@ TEST(PrintableTextTest, EscapesWhatDrivesATerminal)
     for (const auto& [text, expected] : cases)
         EXPECT_EQ(ToPrintable(text), expected);
     EXPECT_EQ(ToPrintableJson("{\"a\":\"\xc2\x9b\x7f\xc3\xa4\"}"), "{\"a\":\"\\u009b\\u007f\xc3\xa4\"}");
+}
+
+TEST(WebAddressTest, SpellsOneCloudOneWay)
+{
+    const TextCase cases[] = {
+        {"HTTPS://Host.Example:443/Dav"_q, "https://host.example/Dav/"_q},
+        {"http://host:80"_q, "http://host/"_q},
+        {"https://host:80/a/"_q, "https://host:80/a/"_q},
+        {"https://[::1]/me@x/Ü %7e%c3%9c%2f"_q, "https://[::1]/me@x/%C3%9C%20~%C3%9C%2F/"_q}};
+    for (const auto& [address, expected] : cases) {
+        EXPECT_FALSE(CheckAddress(address)) << address.toStdString();
+        EXPECT_EQ(ToOneSpelling(address), expected);
+    }
+}
+
+TEST(TokenTest, TakesAPasswordAsItIsAndABearerTokenAsItCanBeSent)
+{
+    const auto take = [](const char* text, TokenKind kind) {
+        qputenv("ORVANE_CLOUD_TOKEN", text);
+        const auto token = TakeToken({}, kind);
+        return std::holds_alternative<Problem>(token) ? "none"_q : std::get<QString>(token);
+    };
+    EXPECT_EQ(take(" two  wörds \r\n", TokenKind::Password), " two  wörds "_q);
+    EXPECT_EQ(take(" abc-_~+/= \n", TokenKind::Bearer), "abc-_~+/="_q);
+    EXPECT_EQ(take("wört", TokenKind::Bearer), "none"_q);
+    for (const char* text : {"a\tb", "a\nb", "a\x7f", "a\xff", "a\u009b"})
+        EXPECT_EQ(take(text, TokenKind::Password), "none"_q) << text;
 }
 
 TEST(DocumentNamesTest, FindsByIdThenByUniqueName)

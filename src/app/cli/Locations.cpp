@@ -1,5 +1,7 @@
 #include "Locations.h"
 
+#include "WebAddress.h"
+
 #include <support/PathText.h>
 
 #include <QCryptographicHash>
@@ -37,6 +39,8 @@ QString FolderAddress(const filesystem::path& folder)
 
 QString CloudAddress(const QString& cloud)
 {
+    if (IsWebAddress(cloud))
+        return ToOneSpelling(cloud);
     if (!cloud.contains(QStringLiteral("://")) && !cloud.startsWith(QStringLiteral("file:")))
         return FolderAddress(ToPath(cloud));
     const QUrl url(cloud);
@@ -44,9 +48,16 @@ QString CloudAddress(const QString& cloud)
     return isFolder ? FolderAddress(ToPath(url.toLocalFile())) : cloud;
 }
 
-filesystem::path SessionFolder(const filesystem::path& dataFolder, const QString& cloudAddress)
+/// Some servers show every user their own documents at one address.
+QString CloudIdentity(const QString& cloudAddress, const QString& user)
 {
-    const QByteArray hash = QCryptographicHash::hash(cloudAddress.toUtf8(), QCryptographicHash::Sha256);
+    return user.isEmpty() || !IsWebAddress(cloudAddress) ? cloudAddress
+                                                         : cloudAddress + QLatin1Char('\n') + user;
+}
+
+filesystem::path SessionFolder(const filesystem::path& dataFolder, const QString& identity)
+{
+    const QByteArray hash = QCryptographicHash::hash(identity.toUtf8(), QCryptographicHash::Sha256);
     return dataFolder / "clouds" / hash.toHex().left(16).toStdString();
 }
 
@@ -73,7 +84,8 @@ Locations FindLocations(const Options& options)
         locations.defaultCloud = locations.dataFolder / "cloud";
     locations.cloudAddress =
         options.cloud.isEmpty() ? FolderAddress(locations.defaultCloud) : CloudAddress(options.cloud);
-    locations.sessionFolder = SessionFolder(locations.dataFolder, locations.cloudAddress);
+    locations.sessionFolder =
+        SessionFolder(locations.dataFolder, CloudIdentity(locations.cloudAddress, options.user));
     return locations;
 }
 

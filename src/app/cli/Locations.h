@@ -9,19 +9,19 @@ namespace Orvane::CommandLine {
 /// Where everything lies for one run.
 struct Locations
 {
-    QString cloudAddress; ///< "file:///folder", or any other address as the user gave it
+    QString cloudAddress; ///< "file:///folder" or "https://host/collection/"; others as the user gave them
     std::filesystem::path dataFolder;
     std::filesystem::path cacheFolder;
     std::filesystem::path temporaryFolder; ///< below the cache folder
 
-    /// The list and the settings of this one cloud: the list of one cloud is never merged into another's.
+    /// The list and the settings of this one cloud and user: one list is never merged into another's.
     std::filesystem::path sessionFolder;
 
     /// The folder cloud to make when it is missing; empty when the user has named a cloud.
     std::filesystem::path defaultCloud;
 };
 
-/// Works out the places; makes nothing.
+/// Works out the places; makes nothing. For options whose address has been checked.
 [[nodiscard]] Locations FindLocations(const Options& options);
 
 /// Makes the folders, private to the user. Throws std::filesystem::filesystem_error.

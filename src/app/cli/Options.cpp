@@ -19,6 +19,9 @@ struct Parser::RawOptions
     std::string cloud;
     std::string data;
     std::string tokenFile;
+    std::string user;
+    std::string caFile;
+    bool isInsecureHttpAllowed = false;
     bool isJson = false;
     bool isQuiet = false;
     bool isVerbose = false;
@@ -37,7 +40,7 @@ namespace {
 
 constexpr char kDescription[] =
     "orvane-cloud keeps PDF documents in a cloud: puts them there, lists them, brings them back.\n"
-    "Without any set-up the cloud is a folder below your data folder.\n";
+    "The cloud is a folder, or a collection on a WebDAV server; without any set-up, a folder of its own.\n";
 
 constexpr char kFooter[] =
     R"(Examples:
@@ -45,13 +48,18 @@ constexpr char kFooter[] =
   orvane-cloud list
   orvane-cloud download report.pdf --to ~/Documents
   orvane-cloud --cloud /mnt/share/papers list --json
+  orvane-cloud --cloud https://host/dav/papers/ --user ada --token-file ~/.papers-password list
 
 A DOCUMENT is named by its id or by its file name, where only one document has that name.
 Data goes to stdout, messages and progress to stderr. With --json stdout holds exactly one JSON document,
 also when something fails: { "ok": false, "error": { "code", "what", "why", "next" } }.
 
-Environment: ORVANE_CLOUD and ORVANE_CLOUD_DATA stand for --cloud and --data. ORVANE_CLOUD_TOKEN holds the
-token of a cloud that wants one; a folder wants none.
+A folder wants no token. A WebDAV server does: with --user it is sent as that user's password (Basic), without
+as a bearer token. Neither name nor secret may stand in the address. http:// is used only for this machine,
+unless --allow-insecure-http says otherwise: anyone on the way can then read the token.
+
+Environment: ORVANE_CLOUD, ORVANE_CLOUD_USER, ORVANE_CLOUD_CA_FILE and ORVANE_CLOUD_DATA stand for --cloud,
+--user, --ca-file and --data. ORVANE_CLOUD_TOKEN holds the token where there is no --token-file.
 
 Exit codes: 0 done, 1 failed, 2 usage, 3 not found, 4 sign-in needed, 5 network or cloud trouble,
 6 conflict (something stands in the way), 7 cloud is full, 8 local disk, 130 interrupted. With several files
@@ -74,6 +82,14 @@ FileInfo::PreviewSize ToPreviewSize(const std::string& text)
     if (text == "small")
         return FileInfo::PreviewSize::Small;
     return text == "medium" ? FileInfo::PreviewSize::Medium : FileInfo::PreviewSize::Large;
+}
+
+/// RFC 7617 §2: the name ends at the first colon.
+bool IsUserName(const QString& text)
+{
+    return std::none_of(text.begin(), text.end(), [](QChar character) {
+        return character == QLatin1Char(':') || character.category() == QChar::Other_Control;
+    });
 }
 
 bool AreAllUtf8(const std::vector<std::string>& texts)
@@ -102,14 +118,24 @@ Parser::~Parser() = default;
 
 void Parser::DefineGlobalOptions()
 {
-    m_app->add_option("--cloud", m_raw->cloud, "The cloud's address: a folder, or file:///folder")
+    m_app
+        ->add_option("--cloud", m_raw->cloud,
+                     "The cloud's address: a folder, file:///folder, or https://host/collection/")
         ->type_name("ADDRESS")
         ->envname("ORVANE_CLOUD");
     m_app->add_option("--data", m_raw->data, "Where the list, settings, logs and cache are kept")
         ->type_name("FOLDER")
         ->envname("ORVANE_CLOUD_DATA");
-    m_app->add_option("--token-file", m_raw->tokenFile, "File whose first line is the sign-in token")
+    m_app->add_option("--user", m_raw->user, "Whose password the token is (default: it is a bearer token)")
+        ->type_name("NAME")
+        ->envname("ORVANE_CLOUD_USER");
+    m_app->add_option("--token-file", m_raw->tokenFile, "File whose first line is the token or the password")
         ->type_name("FILE");
+    m_app->add_option("--ca-file", m_raw->caFile, "Certificates to trust instead of the system's (PEM)")
+        ->type_name("FILE")
+        ->envname("ORVANE_CLOUD_CA_FILE");
+    m_app->add_flag("--allow-insecure-http", m_raw->isInsecureHttpAllowed,
+                    "Send the token over http:// to other machines");
     m_app->add_flag("--json", m_raw->isJson, "Print one JSON document on stdout, and nothing on stderr");
     m_app->add_flag("-q,--quiet", m_raw->isQuiet, "Print data and errors only");
     m_app->add_flag("-v,--verbose", m_raw->isVerbose, "Print log lines to stderr as well");
@@ -238,14 +264,19 @@ std::variant<Options, Information, Problem> Parser::Parse(int argc, const char* 
 std::variant<Options, Information, Problem> Parser::ToOptions() const
 {
     if (!AreAllUtf8(m_raw->documents) ||
-        !AreAllUtf8({m_raw->cloud, m_raw->data, m_raw->tokenFile, m_raw->target}))
+        !AreAllUtf8({m_raw->cloud, m_raw->data, m_raw->user, m_raw->tokenFile, m_raw->caFile, m_raw->target}))
         return UsageProblem(QStringLiteral("an argument is not valid UTF-8"));
+    if (!IsUserName(FromUtf8(m_raw->user)))
+        return UsageProblem(QStringLiteral("a user's name holds no colon and no control characters"));
 
     Options options;
     options.command = FromUtf8(m_app->get_subcommands().front()->get_name());
     options.cloud = FromUtf8(m_raw->cloud);
     options.data = FromUtf8(m_raw->data);
+    options.user = FromUtf8(m_raw->user);
+    options.caFile = FromUtf8(m_raw->caFile);
     options.tokenFile = FromUtf8(m_raw->tokenFile);
+    options.isInsecureHttpAllowed = m_raw->isInsecureHttpAllowed;
     options.isJson = m_raw->isJson;
     options.isQuiet = m_raw->isQuiet;
     options.isVerbose = m_raw->isVerbose;

@@ -23,8 +23,11 @@ struct Options
 {
     QString command; ///< the subcommand's name
     QString cloud;   ///< address or path; empty for the default
+    QString user;    ///< whose password the token is; empty for a token of its own
+    QString caFile;  ///< certificates to trust; empty for the system's
     QString data;    ///< folder; empty for the default
     QString tokenFile;
+    bool isInsecureHttpAllowed = false;
     bool isJson = false;
     bool isQuiet = false;
     bool isVerbose = false;

@@ -1,5 +1,6 @@
 #include "Program.h"
 
+#include "CaFile.h"
 #include "Completion.h"
 #include "Console.h"
 #include "Interrupt.h"
@@ -9,6 +10,7 @@
 #include "PrivateTemporaryFolder.h"
 #include "ProcessSetup.h"
 #include "Token.h"
+#include "WebAddress.h"
 #include "commands/Commands.h"
 
 #include <OrvaneCloudHost/StorageError.h>
@@ -72,11 +74,14 @@ Problem NotSaved(const QString& why)
             QStringLiteral("The list is as it was before. Make room, then run: orvane-cloud list")};
 }
 
-CloudSession::Setup SetupFor(const Locations& locations)
+CloudSession::Setup SetupFor(const Options& options, const Locations& locations)
 {
     CloudSession::Setup setup;
     setup.cloudAddress = locations.cloudAddress;
     setup.dataFolder = ToText(locations.sessionFolder);
+    setup.authInfo.userName = options.user;
+    setup.authInfo.caFile = options.caFile;
+    setup.authInfo.isInsecureHttpAllowed = options.isInsecureHttpAllowed;
     setup.authInfo.cacheFolder = ToText(locations.cacheFolder);
     return setup;
 }
@@ -104,7 +109,7 @@ ExitCode RunSession(const Options& options, const Locations& locations, Console&
     int argumentCount = 1;
     const QGuiApplication application(argumentCount, arguments);
 
-    CloudSession session(SetupFor(locations));
+    CloudSession session(SetupFor(options, locations));
     if (const QString notice = session.StorageNotice(); !notice.isEmpty())
         console.Warn(notice);
     const ExitCode exitCode = RunCommand({options, locations, console, session, token});
@@ -115,10 +120,20 @@ ExitCode RunSession(const Options& options, const Locations& locations, Console&
     return exitCode == ExitCode::Done ? ExitCode::LocalDisk : exitCode;
 }
 
+/// What can be told to be wrong before anything is asked or made.
+std::optional<Problem> CheckOptions(const Options& options)
+{
+    const auto problem = CheckAddress(options.cloud);
+    return problem ? problem : CheckCaFile(options.caFile);
+}
+
 ExitCode RunWithCloud(const Options& options, Console& console)
 {
     CatchInterrupts();
-    const auto token = TakeToken(options.tokenFile);
+    const auto token =
+        TakeToken(options.tokenFile, options.user.isEmpty() ? TokenKind::Bearer : TokenKind::Password);
+    if (const auto problem = CheckOptions(options))
+        return Fail(console, options.command, *problem);
     if (const auto* problem = std::get_if<Problem>(&token))
         return Fail(console, options.command, *problem);
     if (const QString warning = TokenFileWarning(options.tokenFile); !warning.isEmpty())

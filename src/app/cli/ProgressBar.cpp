@@ -43,7 +43,7 @@ QString ProgressBar::Render(const State& state, int width)
             .arg(QString(filled, QLatin1Char('#')), QString(kCells - filled, QLatin1Char('.')))
             .arg(state.percent, 3)
             .arg(count);
-    return Elided(bar + Elided(ToPrintable(state.name), width - bar.size()), width);
+    return Elided(bar + Elided(ToPrintable(state.text), width - bar.size()), width);
 }
 
 } // namespace Orvane::CommandLine

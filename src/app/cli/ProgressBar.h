@@ -19,12 +19,12 @@ public:
         int percent = 0; ///< of the whole
         int doneCount = 0;
         int count = 0;
-        QString name; ///< of the transfer that moved last
+        QString text; ///< the name of what moved last, or why nothing moves
     };
 
     void Draw(const State& state);
 
-    /// "[#####.....]  50 %  2 of 5  name", not longer than @p width.
+    /// "[#####.....]  50 %  2 of 5  text", not longer than @p width.
     [[nodiscard]] static QString Render(const State& state, int width);
 
 private:

@@ -4,6 +4,8 @@
 
 #include <QJsonValue>
 
+#include <limits>
+
 namespace Orvane::CommandLine {
 
 namespace {
@@ -13,16 +15,29 @@ qint64 ToBytes(int kib)
     return qint64{kib} * 1024;
 }
 
+/// The largest figure stands for all larger ones as well.
+bool IsCapped(int kib)
+{
+    return kib == std::numeric_limits<int>::max();
+}
+
+QString SizeText(int kib)
+{
+    return (IsCapped(kib) ? QStringLiteral("at least ") : QString()) + ToHumanSize(ToBytes(kib));
+}
+
 } // namespace
 
 QString ToText(const Quota& quota)
 {
-    const QString used = ToHumanSize(ToBytes(quota.usedInKiB));
+    const QString used = SizeText(quota.usedInKiB);
     if (quota.allowedInKiB <= 0)
         return QStringLiteral("%1 used, limit unknown").arg(used);
+    if (IsCapped(quota.allowedInKiB))
+        return QStringLiteral("%1 used of %2").arg(used, SizeText(quota.allowedInKiB));
     const qint64 percent = qint64{quota.usedInKiB} * 100 / quota.allowedInKiB;
     return QStringLiteral("%1 used of %2 (%3 %)")
-        .arg(used, ToHumanSize(ToBytes(quota.allowedInKiB)), QString::number(percent));
+        .arg(used, SizeText(quota.allowedInKiB), QString::number(percent));
 }
 
 QJsonObject ToJson(const Quota& quota)

@@ -1,5 +1,7 @@
 #include "Token.h"
 
+#include "PrintableText.h"
+
 #include <QFile>
 
 #include <algorithm>
@@ -17,39 +19,62 @@ Problem NoToken(const QString& why)
         ExitCode::SignInNeeded, QStringLiteral("sign-in-needed"),
         QStringLiteral("There is no token to sign in with"), why,
         QStringLiteral("Give --token-file a file whose first line is the token, or put the token into the "
-                       "environment variable ORVANE_CLOUD_TOKEN.")};
+                       "environment variable ORVANE_CLOUD_TOKEN. Where it is a user's password, give --user "
+                       "NAME as well.")};
 }
 
-bool IsToken(const QByteArray& text)
+bool IsVisibleAscii(const QString& text)
 {
-    return !text.isEmpty() && text.size() < kLongestToken &&
-           std::all_of(text.begin(), text.end(),
-                       [](char character) { return character > ' ' && character < 0x7f; });
+    return std::all_of(text.begin(), text.end(), [](QChar character) {
+        return character > QLatin1Char(' ') && character < QLatin1Char('\x7f');
+    });
 }
 
-std::variant<QString, Problem> ReadToken(const QString& tokenFile)
+bool HoldsControls(const QString& text)
+{
+    return std::any_of(text.begin(), text.end(),
+                       [](QChar character) { return character.category() == QChar::Other_Control; });
+}
+
+/// The token in a line; empty when it holds none.
+QString TokenIn(QByteArray line, TokenKind kind)
+{
+    for (const char* end : {"\n", "\r"}) {
+        if (line.endsWith(end))
+            line.chop(1);
+    }
+    const QString text = QString::fromUtf8(line);
+    if (!IsUtf8(line) || line.size() >= kLongestToken)
+        return {};
+    if (kind == TokenKind::Password)
+        return HoldsControls(text) ? QString() : text;
+    return IsVisibleAscii(text.trimmed()) ? text.trimmed() : QString();
+}
+
+std::variant<QString, Problem> ReadToken(const QString& tokenFile, TokenKind kind)
 {
     QFile file(tokenFile);
     if (!file.open(QIODevice::ReadOnly))
         return NoToken(QStringLiteral("the token file cannot be read (") + file.errorString() +
                        QLatin1Char(')'));
-    const QByteArray token = file.readLine(kLongestToken).trimmed();
-    if (!IsToken(token))
+    const QString token = TokenIn(file.readLine(kLongestToken), kind);
+    if (token.isEmpty())
         return NoToken(QStringLiteral("the first line of the token file is not a token"));
-    return QString::fromLatin1(token);
+    return token;
 }
 
 } // namespace
 
-std::variant<QString, Problem> TakeToken(const QString& tokenFile)
+std::variant<QString, Problem> TakeToken(const QString& tokenFile, TokenKind kind)
 {
-    const QByteArray token = qgetenv(kVariable).trimmed();
+    const QByteArray variable = qgetenv(kVariable);
     qunsetenv(kVariable);
     if (!tokenFile.isEmpty())
-        return ReadToken(tokenFile);
-    if (!token.isEmpty() && !IsToken(token))
+        return ReadToken(tokenFile, kind);
+    const QString token = TokenIn(variable, kind);
+    if (token.isEmpty() && !variable.trimmed().isEmpty())
         return NoToken(QStringLiteral("what ORVANE_CLOUD_TOKEN holds is not a token"));
-    return QString::fromLatin1(token);
+    return token;
 }
 
 QString TokenFileWarning(const QString& tokenFile)

@@ -59,6 +59,7 @@ void BatchCommand::StartNext()
         return;
     ++m_runningCount;
     StartItem(m_waiting.dequeue());
+    Await();
     QTimer::singleShot(0, this, &BatchCommand::StartNext);
 }
 
@@ -77,7 +78,21 @@ void BatchCommand::SetProgress(const QString& key, int percent)
         return;
     m_percentSum += percent - item->percent;
     item->percent = percent;
-    m_bar.Draw({m_percentSum / m_items.size(), m_endedCount, m_items.size(), item->label});
+    Await();
+    DrawBar(item->label);
+}
+
+void BatchCommand::DrawBar(const QString& text)
+{
+    m_bar.Draw({m_percentSum / m_items.size(), m_endedCount, m_items.size(), text});
+}
+
+void BatchCommand::ShowWaiting(int seconds)
+{
+    if (m_runningCount > 0)
+        DrawBar(QStringLiteral("waiting for the cloud (%1 s)").arg(seconds));
+    else
+        Command::ShowWaiting(seconds);
 }
 
 void BatchCommand::SetDone(const QString& key, const QJsonObject& result)
@@ -88,6 +103,7 @@ void BatchCommand::SetDone(const QString& key, const QJsonObject& result)
     item->result = result;
     item->result.insert(QStringLiteral("ok"), true);
     --m_runningCount;
+    Await();
     End(*item);
     QTimer::singleShot(0, this, &BatchCommand::Run);
 }
@@ -98,6 +114,7 @@ void BatchCommand::SetFailed(const QString& key, const Problem& problem)
     if (!item)
         return;
     --m_runningCount;
+    Await();
     NoteFailure(*item, problem);
     QTimer::singleShot(0, this, &BatchCommand::Run);
 }

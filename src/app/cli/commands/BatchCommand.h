@@ -39,6 +39,7 @@ protected:
     void SetFailed(const QString& key, const Problem& problem);
 
     [[nodiscard]] QJsonObject Results() const override;
+    void ShowWaiting(int seconds) override;
 
 private:
     struct Item
@@ -50,6 +51,7 @@ private:
     };
 
     void StartNext();
+    void DrawBar(const QString& text);
     void End(Item& item);
     void NoteFailure(Item& item, const Problem& problem);
     [[nodiscard]] Item* Running(const QString& key);

@@ -29,10 +29,13 @@ Command::~Command() = default;
 
 void Command::FollowSession()
 {
-    const auto runOnce = [](Continuation& continuation) {
-        if (continuation)
-            std::exchange(continuation, {})();
+    const auto runOnce = [this](Continuation& continuation) {
+        if (!continuation)
+            return;
+        StopWaiting();
+        std::exchange(continuation, {})();
     };
+    connect(&m_patience, &Patience::Tried, this, [this](int seconds) { ShowWaiting(seconds); });
     connect(&Session(), &CloudSession::OperationFailed, this, &Command::OnOperationFailed);
     connect(&Session(), &CloudSession::DocumentsRefreshed, this, [=] { runOnce(m_afterRefresh); });
     connect(&Session().Cloud(), &OrvaneCloudManager::AuthorizationCompleted, this,
@@ -55,6 +58,7 @@ void Command::OnOperationFailed(const OperationFailure& failure)
     const bool isAwaitedRefresh = failure.operation == Operation::FileList && m_afterRefresh;
     if (!isAwaitedSignIn && !isAwaitedRefresh)
         return;
+    StopWaiting();
     m_afterSignIn = {};
     m_afterRefresh = {};
     OnPreparationFailed(DescribeFailure(failure.operation, {}, failure.failure));
@@ -78,13 +82,32 @@ void Command::SignInThen(Continuation next)
         return;
     }
     m_afterSignIn = std::move(next);
+    Await();
     Session().SignIn(m_surroundings.token);
 }
 
 void Command::RefreshThen(Continuation next)
 {
     m_afterRefresh = std::move(next);
+    Await();
     Session().Cloud().RetrieveFilesList();
+}
+
+void Command::Await()
+{
+    if (GetConsole().CanShowBar() && !m_isFinished)
+        m_patience.Begin();
+}
+
+void Command::StopWaiting()
+{
+    m_patience.End();
+    GetConsole().HideBar();
+}
+
+void Command::ShowWaiting(int seconds)
+{
+    GetConsole().ShowBar(QStringLiteral("Waiting for the cloud (%1 s)").arg(seconds));
 }
 
 void Command::Report(const Problem& problem)
@@ -99,7 +122,7 @@ void Command::Finish(ExitCode exitCode, const std::optional<Problem>& problem)
 {
     if (std::exchange(m_isFinished, true))
         return;
-    GetConsole().HideBar();
+    StopWaiting();
     QJsonObject document = Results();
     document.insert(QStringLiteral("ok"), exitCode == ExitCode::Done);
     document.insert(QStringLiteral("command"), GetOptions().command);

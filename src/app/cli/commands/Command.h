@@ -1,6 +1,7 @@
 #pragma once
 
 #include "../ExitCode.h"
+#include "../Patience.h"
 #include "../Problem.h"
 
 #include <OrvaneCloudHost/CloudSession.h>
@@ -65,6 +66,14 @@ protected:
     /// Needs to be signed in. Previews may still be on the way when @p next runs.
     void RefreshThen(Continuation next);
 
+    /// The command waits for the cloud from now on, or something has come from there. While nothing comes, a
+    /// person at a terminal is told so; sign-ins and refreshes see to that themselves.
+    void Await();
+    void StopWaiting();
+
+    /// Nothing has come for a while. Shows it on the console's bar.
+    virtual void ShowWaiting(int seconds);
+
     /// Shows the problem, writes it to the log, and remembers it for `status`.
     void Report(const Problem& problem);
 
@@ -86,6 +95,7 @@ private:
     const Surroundings m_surroundings;
     Continuation m_afterSignIn;
     Continuation m_afterRefresh;
+    Patience m_patience;
     bool m_isFinished = false;
 };
 

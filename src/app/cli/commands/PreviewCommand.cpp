@@ -106,6 +106,7 @@ void PreviewCommand::Request(const DocumentRow& row)
     if (!IsTargetFree())
         return;
     const int pixels = PixelsOf(size);
+    Await();
     Session().Cloud().RetrieveFilePreview(Session().Documents().GetFileInfo(row.id), size, {pixels, pixels});
 }
 

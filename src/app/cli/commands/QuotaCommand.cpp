@@ -23,7 +23,10 @@ QuotaCommand::QuotaCommand(const Surroundings& surroundings)
 
 void QuotaCommand::Start()
 {
-    SignInThen([this] { Session().Cloud().UserQuota(); });
+    SignInThen([this] {
+        Await();
+        Session().Cloud().UserQuota();
+    });
 }
 
 void QuotaCommand::Show(const Quota& quota)

@@ -3,6 +3,7 @@
 #include "../Console.h"
 #include "../FailureText.h"
 #include "../Locations.h"
+#include "../Options.h"
 #include "../PrintableText.h"
 
 #include <support/PathText.h>
@@ -63,7 +64,10 @@ void StatusCommand::Start()
 {
     SignInThen([this] {
         m_isSignedIn = true;
-        RefreshThen([this] { Session().Cloud().UserQuota(); });
+        RefreshThen([this] {
+            Await();
+            Session().Cloud().UserQuota();
+        });
     });
 }
 
@@ -92,6 +96,8 @@ void StatusCommand::Conclude()
 void StatusCommand::Show() const
 {
     ShowLine("Cloud", GetLocations().cloudAddress);
+    if (!GetOptions().user.isEmpty())
+        ShowLine("User", GetOptions().user);
     ShowLine("Signed in", SignInText());
     ShowLine("Documents", DocumentsText());
     ShowLine("Storage", QuotaText());
@@ -141,6 +147,7 @@ QString StatusCommand::LastProblemText() const
 QJsonObject StatusCommand::Results() const
 {
     return {{QStringLiteral("cloud"), GetLocations().cloudAddress},
+            {QStringLiteral("user"), GetOptions().user.isEmpty() ? QJsonValue() : GetOptions().user},
             {QStringLiteral("signedIn"), m_isSignedIn},
             {QStringLiteral("documents"), m_rows.size()},
             {QStringLiteral("states"), CountsJson(m_rows)},
