@@ -66,7 +66,7 @@ TEST(WebAddressTest, SpellsOneCloudOneWay)
     const TextCase cases[] = {
         {"HTTPS://Host.Example:443/Dav"_q, "https://host.example/Dav/"_q},
         {"http://host:80"_q, "http://host/"_q},
-        {"https://host:80/a/"_q, "https://host:80/a/"_q},
+        {"https://host:80//a//b"_q, "https://host:80/a/b/"_q},
         {"https://[::1]/me@x/Ü %7e%c3%9c%2f"_q, "https://[::1]/me@x/%C3%9C%20~%C3%9C%2F/"_q}};
     for (const auto& [address, expected] : cases) {
         EXPECT_FALSE(CheckAddress(address)) << address.toStdString();

@@ -56,8 +56,10 @@ QString ToOneSpelling(const QString& webAddress)
     const bool isEncrypted = url.scheme() == QStringLiteral("https");
     if (url.port() == (isEncrypted ? kUsualEncryptedPort : kUsualPort))
         url.setPort(-1);
-    const QString text = url.toString(QUrl::FullyEncoded);
-    return text.endsWith(QLatin1Char('/')) ? text : text + QLatin1Char('/');
+    static const QRegularExpression kSlashes(QStringLiteral("/+"));
+    const QString path = url.path(QUrl::FullyEncoded) + QLatin1Char('/');
+    url.setPath({});
+    return url.toString(QUrl::FullyEncoded) + QString(path).replace(kSlashes, QStringLiteral("/"));
 }
 
 } // namespace Orvane::CommandLine

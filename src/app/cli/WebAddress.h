@@ -17,7 +17,7 @@ namespace Orvane::CommandLine {
 [[nodiscard]] std::optional<Problem> CheckAddress(const QString& cloud);
 
 /// One spelling for one web address, so that it has one list however it is written: scheme and host in lower
-/// case, no usual port, "/" at the end. For addresses that have been checked.
+/// case, no usual port, one "/" at the end and between names. For addresses that have been checked.
 [[nodiscard]] QString ToOneSpelling(const QString& webAddress);
 
 } // namespace Orvane::CommandLine
