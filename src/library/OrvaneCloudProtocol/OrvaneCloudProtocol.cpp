@@ -162,6 +162,9 @@ public:
     template <typename Deliver>
     long long StartPreview(const QString& id, const QSize& box, Deliver deliver);
 
+    /// Nobody is signed in any more once the cloud has said so, unless that was about an earlier sign-in.
+    void NoteEndOfSignIn(const std::optional<Failure>& failure, int signInAtStart);
+
     [[nodiscard]] bool IsReadyFor(Operation operation);
     [[nodiscard]] bool IsReadyFor(Operation operation, const QString& documentId);
 
@@ -171,6 +174,7 @@ public:
     const std::shared_ptr<Transport> transport;
     const std::shared_ptr<PreviewMaker> previewMaker;
     bool isSignedIn = false;
+    int signIns = 0;
     int logouts = 0;
     RequestRegistry registry;
     std::unique_ptr<RequestQueue> queue; // none: the address is not understood
@@ -197,11 +201,9 @@ long long OrvaneCloudProtocol::Private::Start(Operation operation, Lane lane, Wo
                                               Files::OnProgress&& onProgress)
 {
     const auto answer = std::make_shared<Answer>();
-    auto finish = [this, answer, deliver = std::move(deliver)](long long ended,
-                                                               const std::optional<Failure>& failure) {
-        if (failure && failure->code == FailureCode::SignInNeeded) {
-            isSignedIn = false;
-        }
+    auto finish = [this, answer, deliver = std::move(deliver),
+                   asked = signIns](long long ended, const std::optional<Failure>& failure) {
+        NoteEndOfSignIn(failure, asked);
         deliver(ended, ResultOf(failure), *answer);
     };
     const long long ticket = registry.Open(operation, std::move(finish), std::move(onProgress));
@@ -234,13 +236,21 @@ template <typename Deliver>
 long long OrvaneCloudProtocol::Private::StartPreview(const QString& id, const QSize& box, Deliver deliver)
 {
     const auto image = std::make_shared<QImage>();
-    auto finish = [image, deliver = std::move(deliver)](long long ended,
-                                                        const std::optional<Failure>& failure) {
+    auto finish = [this, image, deliver = std::move(deliver),
+                   asked = signIns](long long ended, const std::optional<Failure>& failure) {
+        NoteEndOfSignIn(failure, asked);
         deliver(ended, ResultOf(failure), QPixmap::fromImage(*image));
     };
     const long long ticket = registry.Open(Operation::Preview, std::move(finish));
     previews->Add(ticket, id, box, image);
     return ticket;
+}
+
+void OrvaneCloudProtocol::Private::NoteEndOfSignIn(const std::optional<Failure>& failure, int signInAtStart)
+{
+    if (failure && failure->code == FailureCode::SignInNeeded && signInAtStart == signIns) {
+        isSignedIn = false;
+    }
 }
 
 bool OrvaneCloudProtocol::Private::IsReadyFor(Operation operation)
@@ -321,6 +331,7 @@ long long OrvaneCloudProtocol::auth(const Parameters& parameters, Auth::OnResult
     auto deliver = [this, answer = WithoutAnswer(std::move(onResult)),
                     logouts = d->logouts](long long ticket, RequestResult result, const Nothing& nothing) {
         const bool isOverruled = d->logouts != logouts;
+        d->signIns += result == RequestResult::Success ? 1 : 0;
         d->isSignedIn = (d->isSignedIn || result == RequestResult::Success) && !isOverruled;
         answer(ticket, isOverruled && result == RequestResult::Success ? RequestResult::Canceled : result,
                nothing);

@@ -84,6 +84,13 @@ void PartFile::Write(const char* data, std::size_t size)
     m_size += size;
 }
 
+void PartFile::Clear()
+{
+    std::rewind(m_file.get());
+    fs::resize_file(m_path, 0);
+    m_size = 0;
+}
+
 void PartFile::Finish()
 {
     if (std::fflush(m_file.get()) != 0 || !IsSynced(m_file.get()) || std::fclose(m_file.release()) != 0) {

@@ -27,7 +27,13 @@ public:
     PartFile(const PartFile&) = delete;
     PartFile& operator=(const PartFile&) = delete;
 
+    /// Where it lies while it is temporary.
+    [[nodiscard]] const std::filesystem::path& TemporaryPath() const { return m_path; }
+
     void Write(const char* data, std::size_t size);
+
+    /// Takes back everything written so far.
+    void Clear();
 
     /// Brings everything to the disk, and makes sure that the system has kept all of it.
     void Finish();

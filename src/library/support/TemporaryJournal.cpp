@@ -51,14 +51,6 @@ std::vector<fs::path> PathsIn(const fs::path& journal)
     return paths;
 }
 
-/// Whether the file is known to be gone: one in a folder that is away is not.
-bool IsRemoved(const fs::path& temporary)
-{
-    std::error_code error;
-    fs::remove(temporary, error);
-    return !error && fs::is_directory(temporary.parent_path(), error);
-}
-
 bool HasWaitedLong(const fs::path& journal)
 {
     std::error_code error;
@@ -133,7 +125,15 @@ bool TemporaryJournal::IsOpen()
     return true;
 }
 
-void TemporaryJournal::Sweep()
+bool TemporaryJournal::RemoveFile(const fs::path& temporary)
+{
+    std::error_code error;
+    fs::remove(temporary, error);
+    // One in a folder that is away is not known to be gone.
+    return !error && fs::is_directory(temporary.parent_path(), error);
+}
+
+void TemporaryJournal::Sweep(const Remove& remove)
 {
     std::error_code error;
     std::vector<fs::path> journals;
@@ -143,11 +143,11 @@ void TemporaryJournal::Sweep()
         }
     }
     for (const auto& journal : journals) {
-        SweepOne(journal);
+        SweepOne(journal, remove);
     }
 }
 
-void TemporaryJournal::SweepOne(const fs::path& journal) const
+void TemporaryJournal::SweepOne(const fs::path& journal, const Remove& remove)
 {
     const auto lock = LockOf(journal);
     if (!lock->tryLock(0)) {
@@ -156,7 +156,7 @@ void TemporaryJournal::SweepOne(const fs::path& journal) const
     bool isDone = true;
     for (const auto& temporary : PathsIn(journal)) {
         // The journal is a file like any other: it may not be made to delete the user's.
-        isDone = (!IsTemporaryName(temporary.filename().string()) || IsRemoved(temporary)) && isDone;
+        isDone = (!IsTemporaryName(temporary.filename().string()) || remove(temporary)) && isDone;
     }
     if (isDone || HasWaitedLong(journal)) {
         std::error_code ignored;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <set>
@@ -16,8 +17,9 @@ namespace Orvane::Support {
 [[nodiscard]] bool IsTemporaryName(std::string_view fileName);
 
 /// Remembers on disk which temporary files its owner has made, so that those of a crashed one are found
-/// wherever they lie. Each owner has a journal of its own, held by a lock for as long as the owner lives.
-/// Thread-safe. Without a usable folder nothing is remembered, and all else works.
+/// wherever they lie, on this machine or on a server. Each owner has a journal of its own, held by a lock for
+/// as long as the owner lives. Thread-safe. Without a usable folder nothing is remembered, and all else
+/// works.
 class TemporaryJournal
 {
 public:
@@ -31,13 +33,18 @@ public:
     /// To be called once the file is gone.
     void Forget(const std::filesystem::path& temporary);
 
+    /// Takes one temporary file away; false when it may still be there.
+    using Remove = std::function<bool(const std::filesystem::path& temporary)>;
+
     /// Removes the temporary files of owners that are no more. What cannot be removed now, because a share is
     /// not mounted perhaps, stays recorded for a month.
-    void Sweep();
+    void Sweep() { Sweep(&RemoveFile); }
+    void Sweep(const Remove& remove);
 
 private:
     [[nodiscard]] bool IsOpen();
-    void SweepOne(const std::filesystem::path& journal) const;
+    static void SweepOne(const std::filesystem::path& journal, const Remove& remove);
+    [[nodiscard]] static bool RemoveFile(const std::filesystem::path& temporary);
 
     const std::filesystem::path m_folder;
     const std::filesystem::path m_journal;

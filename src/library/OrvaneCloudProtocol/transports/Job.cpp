@@ -36,8 +36,39 @@ Job::Job(std::function<void(int percent)> onProgress)
 
 void Job::Cancel()
 {
-    const std::lock_guard lock(m_commitMutex);
-    m_isCanceled = true;
+    {
+        const std::scoped_lock lock(m_commitMutex, m_cancelMutex);
+        m_isCanceled = true;
+    }
+    const std::lock_guard lock(m_cancelMutex);
+    m_canceled.notify_all();
+    if (const auto step = std::exchange(m_onCancel, nullptr)) {
+        step();
+    }
+}
+
+Job::CancelHook::CancelHook(Job& job, std::function<void()> step)
+    : m_job(job)
+{
+    const std::lock_guard lock(m_job.m_cancelMutex);
+    if (m_job.m_isCanceled) {
+        step();
+    } else {
+        m_job.m_onCancel = std::move(step);
+    }
+}
+
+Job::CancelHook::~CancelHook()
+{
+    const std::lock_guard lock(m_job.m_cancelMutex);
+    m_job.m_onCancel = nullptr;
+}
+
+void Job::Sleep(std::chrono::milliseconds duration)
+{
+    std::unique_lock lock(m_cancelMutex);
+    m_canceled.wait_for(lock, duration, [this] { return m_isCanceled.load(); });
+    ThrowIfCanceled();
 }
 
 void Job::ThrowIfCanceled() const

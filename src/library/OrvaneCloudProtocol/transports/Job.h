@@ -5,6 +5,8 @@
 #include <QElapsedTimer>
 
 #include <atomic>
+#include <chrono>
+#include <condition_variable>
 #include <functional>
 #include <mutex>
 #include <stdexcept>
@@ -35,6 +37,23 @@ public:
     /// After this has returned, no Commit of this job begins.
     void Cancel();
 
+    /// While it lives, a step that is run once the job is cancelled, on the thread that cancels, or at once
+    /// if it already is. One at a time; the step must not block.
+    class CancelHook
+    {
+    public:
+        CancelHook(Job& job, std::function<void()> step);
+        ~CancelHook();
+        CancelHook(const CancelHook&) = delete;
+        CancelHook& operator=(const CancelHook&) = delete;
+
+    private:
+        Job& m_job;
+    };
+
+    /// Waits; throws CloudError (Canceled) as soon as the job is no longer wanted.
+    void Sleep(std::chrono::milliseconds duration);
+
     [[nodiscard]] bool IsCanceled() const noexcept { return m_isCanceled; }
 
     /// Throws CloudError (Canceled) when the job is no longer wanted. To be called between pieces of work.
@@ -61,6 +80,9 @@ private:
     const std::function<void(int)> m_onProgress;
     std::atomic<bool> m_isCanceled{false};
     std::mutex m_commitMutex;
+    std::mutex m_cancelMutex;
+    std::condition_variable m_canceled;
+    std::function<void()> m_onCancel;
     int m_lastPercent = -1;
     QElapsedTimer m_sinceLastReport;
 };

@@ -72,7 +72,7 @@ SourceFile::SourceFile(const std::filesystem::path& path, FileSide side)
     , m_file(OpenForReading(path, side))
 {}
 
-QString SourceFile::CopyInto(Support::PartFile& part, Job& job)
+QString SourceFile::ReadInto(const Sink& sink, Job& job)
 {
     QCryptographicHash hash(QCryptographicHash::Md5);
     std::vector<char> buffer(kChunkBytes);
@@ -85,13 +85,22 @@ QString SourceFile::CopyInto(Support::PartFile& part, Job& job)
             break;
         }
         hash.addData(buffer.data(), static_cast<int>(count));
-        OnSide(OtherThan(m_side), [&] { part.Write(buffer.data(), count); });
+        sink(buffer.data(), count);
         done += static_cast<qint64>(count);
         job.ReportProgress(done, Size());
     }
-    OnSide(OtherThan(m_side), [&] { part.Finish(); });
     RequireUnchanged(done);
     return QString::fromLatin1(hash.result().toHex());
+}
+
+QString SourceFile::CopyInto(Support::PartFile& part, Job& job)
+{
+    const auto write = [&](const char* data, std::size_t size) {
+        OnSide(OtherThan(m_side), [&] { part.Write(data, size); });
+    };
+    const QString md5 = ReadInto(write, job);
+    OnSide(OtherThan(m_side), [&] { part.Finish(); });
+    return md5;
 }
 
 std::size_t SourceFile::Read(char* buffer, std::size_t size)

@@ -6,6 +6,7 @@
 
 #include <cstdio>
 #include <filesystem>
+#include <functional>
 #include <memory>
 
 namespace Orvane::Support {
@@ -26,8 +27,12 @@ public:
 
     [[nodiscard]] qint64 Size() const { return static_cast<qint64>(m_stamp.size); }
 
-    /// Copies everything into @p part, which lies on the other side, and finishes it. Returns the lower-case
-    /// hexadecimal MD5 of what was read. Throws when the file has shrunk, grown, changed or gone meanwhile.
+    /// Hands everything to @p sink, piece by piece, and returns the lower-case hexadecimal MD5 of it. Throws
+    /// when the file has shrunk, grown, changed or gone meanwhile: what the sink has got is then worthless.
+    using Sink = std::function<void(const char* data, std::size_t size)>;
+    [[nodiscard]] QString ReadInto(const Sink& sink, Job& job);
+
+    /// Copies everything into @p part, which lies on the other side, and finishes it. Returns as ReadInto.
     [[nodiscard]] QString CopyInto(Support::PartFile& part, Job& job);
 
 private:

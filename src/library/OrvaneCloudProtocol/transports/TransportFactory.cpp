@@ -2,6 +2,7 @@
 
 #include <OrvaneCloudProtocol/transports/folder/FolderAddress.h>
 #include <OrvaneCloudProtocol/transports/folder/FolderTransport.h>
+#include <OrvaneCloudProtocol/transports/webdav/WebDavTransport.h>
 
 namespace Orvane::Social {
 
@@ -10,6 +11,9 @@ std::shared_ptr<Transport> MakeTransport(const OAuth2::AuthInfo& authInfo, const
 {
     if (const auto folder = FolderOfAddress(address)) {
         return std::make_shared<FolderTransport>(authInfo, *folder, cacheFolder);
+    }
+    if (const auto collection = WebDavAddress::Parse(address)) {
+        return std::make_shared<WebDavTransport>(authInfo, *collection, cacheFolder);
     }
     return nullptr;
 }

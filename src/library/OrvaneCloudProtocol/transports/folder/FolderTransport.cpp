@@ -4,7 +4,7 @@
 #include <OrvaneCloudProtocol/transports/FileFailure.h>
 #include <OrvaneCloudProtocol/transports/SourceFile.h>
 #include <OrvaneCloudProtocol/transports/folder/FolderAddress.h>
-#include <OrvaneCloudProtocol/transports/folder/NumberedName.h>
+#include <OrvaneCloudProtocol/transports/NewDocumentName.h>
 #include <support/PartFile.h>
 #include <support/PathText.h>
 
@@ -16,8 +16,6 @@ namespace Orvane::Social {
 namespace {
 
 namespace fs = std::filesystem;
-
-constexpr int kMostNamesTried = 10'000;
 
 QString NameOfSystemUser()
 {
@@ -39,17 +37,6 @@ qint64 Kibibytes(std::uintmax_t bytes)
 CloudError Conflict(const fs::path& path, const QString& reason)
 {
     return CloudError(FailureCode::Conflict, Support::ToText(path) + QStringLiteral(": ") + reason);
-}
-
-void RequireNameOfNewDocument(const Transport::Upload& upload)
-{
-    if (upload.replacedId.isEmpty() && !IsDocumentName(upload.source.filename().string())) {
-        throw CloudError(
-            FailureCode::Refused,
-            Support::ToText(upload.source) +
-                QStringLiteral(": only files whose names end in \".pdf\" and do not begin with \".\" "
-                               "can become documents"));
-    }
 }
 
 } // namespace
@@ -155,8 +142,9 @@ Transport::CloudFile FolderTransport::Info(const QString& id, Job& job)
 Transport::CloudFile FolderTransport::Store(const Upload& upload, Job& job)
 {
     m_documents.RequireFolder();
-    RequireNameOfNewDocument(upload);
-    if (!upload.replacedId.isEmpty()) {
+    if (upload.replacedId.isEmpty()) {
+        RequireNameOfNewDocument(upload.source);
+    } else {
         FolderDocuments::RequiredStampOf(m_documents.PathOf(upload.replacedId));
     }
     SourceFile source(upload.source, FileSide::Local);

@@ -19,8 +19,8 @@ struct DavResource
     std::optional<qint64> size; ///< getcontentlength, bytes; empty when missing, negative or no number
     QByteArray entityTag;       ///< getetag without "W/", with its quotes
     bool isEntityTagWeak = false;
-    QDateTime createdAt;  ///< UTC; invalid when unknown
-    QDateTime modifiedAt; ///< UTC; invalid when unknown
+    QDateTime createdAt;                  ///< UTC; invalid when unknown
+    QDateTime modifiedAt;                 ///< UTC; invalid when unknown
     std::optional<qint64> quotaUsed;      ///< quota-used-bytes (RFC 4331 §4), as it is, even when negative
     std::optional<qint64> quotaAvailable; ///< quota-available-bytes (RFC 4331 §3), likewise
     QByteArray serverMd5; ///< from oc:checksums; lower-case hexadecimal, empty when there is none
@@ -28,17 +28,9 @@ struct DavResource
     QByteArray principal; ///< href in current-user-principal (RFC 5397)
 };
 
-/// The body of a PROPFIND that asks for named properties.
-[[nodiscard]] QByteArray PropfindForDocuments();
-[[nodiscard]] QByteArray PropfindForQuota();
-[[nodiscard]] QByteArray PropfindForPrincipal();
-
-/// The body of a PROPPATCH that sets our own property. The text is escaped as XML needs it.
-[[nodiscard]] QByteArray ProppatchOfMd5Note(const QByteArray& note);
-
 /// Reads a multi-status (RFC 4918 §13) as it arrives, in pieces of any size. Everything but a complete,
-/// well-formed multi-status in the right namespace is a CloudError (Protocol): so are documents with a DOCTYPE
-/// (entities), names or values of absurd length, absurd depth, and more than 1,000,000 resources.
+/// well-formed multi-status in the right namespace is a CloudError (Protocol): so are documents with a
+/// DOCTYPE (entities), names or values of absurd length, absurd depth, and more than 1,000,000 resources.
 class MultiStatusReader
 {
 public:

@@ -1,6 +1,8 @@
-#include <OrvaneCloudProtocol/transports/folder/NumberedName.h>
+#include <OrvaneCloudProtocol/transports/NewDocumentName.h>
 
 #include <OrvaneCloudProtocol/DocumentId.h>
+#include <OrvaneCloudProtocol/transports/Job.h>
+#include <support/PathText.h>
 
 #include <algorithm>
 
@@ -35,6 +37,17 @@ std::string NumberedName(std::string_view documentName, int number)
     const auto extension = documentName.substr(stem.size());
     const auto end = " (" + std::to_string(number) + ")" + std::string(extension);
     return std::string(CutTo(kLongestName - end.size(), stem)) + end;
+}
+
+void RequireNameOfNewDocument(const std::filesystem::path& source)
+{
+    if (!IsDocumentName(source.filename().string())) {
+        throw CloudError(
+            FailureCode::Refused,
+            Support::ToText(source) +
+                QStringLiteral(": only files whose names end in \".pdf\" and do not begin with \".\" "
+                               "can become documents"));
+    }
 }
 
 } // namespace Orvane::Social

@@ -1,0 +1,110 @@
+#include <OrvaneCloudProtocol/transports/http/BytePipe.h>
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+namespace Orvane::Social {
+
+namespace {
+
+constexpr std::size_t kRoom = std::size_t{1024} * 1024;
+
+} // namespace
+
+BytePipe::BytePipe(std::function<void()> onReady)
+    : m_onReady(std::move(onReady))
+{}
+
+bool BytePipe::TryWrite(const char* data, std::size_t size)
+{
+    const std::lock_guard lock(m_mutex);
+    m_isDenied = m_bytes > 0 && m_bytes + size > kRoom;
+    if (m_isDenied) {
+        return false;
+    }
+    Push(data, size);
+    m_changed.notify_one();
+    return true;
+}
+
+std::optional<std::size_t> BytePipe::TryRead(char* buffer, std::size_t size)
+{
+    const std::lock_guard lock(m_mutex);
+    m_isDenied = m_pieces.empty() && !m_isEnded;
+    if (m_isDenied) {
+        return std::nullopt;
+    }
+    if (m_pieces.empty()) {
+        return 0;
+    }
+    const auto& first = m_pieces.front();
+    const auto count = std::min(size, first.size() - m_readOfFirst);
+    std::memcpy(buffer, first.data() + m_readOfFirst, count);
+    m_readOfFirst += count;
+    m_bytes -= count;
+    if (m_readOfFirst == first.size()) {
+        m_pieces.pop_front();
+        m_readOfFirst = 0;
+    }
+    m_changed.notify_one();
+    return count;
+}
+
+bool BytePipe::Write(const char* data, std::size_t size)
+{
+    std::unique_lock lock(m_mutex);
+    m_changed.wait(lock, [&] { return m_isClosed || m_bytes == 0 || m_bytes + size <= kRoom; });
+    if (m_isClosed) {
+        return false;
+    }
+    Push(data, size);
+    TellIfDenied(std::move(lock));
+    return true;
+}
+
+std::vector<char> BytePipe::Read()
+{
+    std::unique_lock lock(m_mutex);
+    m_changed.wait(lock, [&] { return !m_pieces.empty() || m_isEnded || m_isClosed; });
+    if (m_pieces.empty()) {
+        return {};
+    }
+    auto piece = std::move(m_pieces.front());
+    m_pieces.pop_front();
+    m_bytes -= piece.size();
+    TellIfDenied(std::move(lock));
+    return piece;
+}
+
+void BytePipe::End()
+{
+    std::unique_lock lock(m_mutex);
+    m_isEnded = true;
+    m_changed.notify_one();
+    TellIfDenied(std::move(lock));
+}
+
+void BytePipe::Close()
+{
+    const std::lock_guard lock(m_mutex);
+    m_isClosed = true;
+    m_changed.notify_one();
+}
+
+void BytePipe::Push(const char* data, std::size_t size)
+{
+    m_pieces.emplace_back(data, data + size);
+    m_bytes += size;
+}
+
+void BytePipe::TellIfDenied(std::unique_lock<std::mutex> lock)
+{
+    const bool isToBeTold = std::exchange(m_isDenied, false);
+    lock.unlock();
+    if (isToBeTold) {
+        m_onReady();
+    }
+}
+
+} // namespace Orvane::Social

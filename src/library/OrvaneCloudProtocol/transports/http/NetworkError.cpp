@@ -1,0 +1,54 @@
+#include <OrvaneCloudProtocol/transports/http/NetworkError.h>
+
+namespace Orvane::Social {
+
+FailureCode FailureCodeOfStatus(int status)
+{
+    switch (status) {
+    case 401:
+        return FailureCode::SignInNeeded;
+    case 402: // payment required: the account's plan does not cover it
+    case 403:
+    case 405:
+    case 413:
+    case 414:
+    case 423:
+    case 451:
+        return FailureCode::Refused;
+    case 404:
+    case 410:
+        return FailureCode::NotFound;
+    case 407: // the proxy between wants a sign-in of its own
+        return FailureCode::Network;
+    case 409:
+    case 412:
+    case 424:
+        return FailureCode::Conflict;
+    case 408:
+    case 504:
+        return FailureCode::TimedOut;
+    case 429:
+    case 500:
+    case 502:
+    case 503:
+        return FailureCode::Unavailable;
+    case 507:
+        return FailureCode::QuotaExceeded;
+    default:
+        return FailureCode::Protocol;
+    }
+}
+
+CloudError StatusError(const HttpRequest& request, const HttpResponse& response)
+{
+    QString detail = QStringLiteral("%1 %2: %3 %4")
+                         .arg(QString::fromLatin1(request.method), QString::fromUtf8(request.url))
+                         .arg(response.status)
+                         .arg(QString::fromUtf8(response.reason));
+    if (!response.location.isEmpty()) {
+        detail += QStringLiteral(" to %1").arg(QString::fromUtf8(response.location));
+    }
+    return CloudError(FailureCodeOfStatus(response.status), detail.trimmed());
+}
+
+} // namespace Orvane::Social

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <OrvaneCloudProtocol/transports/Job.h>
+#include <OrvaneCloudProtocol/transports/http/HttpMessage.h>
+
+namespace Orvane::Social {
+
+/// No complete answer has come.
+class NetworkError : public CloudError
+{
+public:
+    enum class Stage
+    {
+        NotSent, ///< the server has seen nothing of the request
+        Unknown, ///< the server may have done what was asked
+        Hopeless ///< and asking again will not help: a certificate, nonsense instead of HTTP
+    };
+
+    NetworkError(FailureCode code, const QString& detail, Stage stage)
+        : CloudError(code, detail)
+        , m_stage(stage)
+    {}
+
+    [[nodiscard]] Stage GetStage() const noexcept { return m_stage; }
+
+private:
+    Stage m_stage;
+};
+
+/// What an answer's status means to whoever asked, when it is not the one that was hoped for.
+[[nodiscard]] FailureCode FailureCodeOfStatus(int status);
+
+/// The error that the answer stands for. The detail names the method, the path and the status, never a
+/// header.
+[[nodiscard]] CloudError StatusError(const HttpRequest& request, const HttpResponse& response);
+
+} // namespace Orvane::Social

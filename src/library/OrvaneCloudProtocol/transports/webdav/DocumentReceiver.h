@@ -1,0 +1,56 @@
+#pragma once
+
+#include <OrvaneCloudProtocol/transports/webdav/DocumentVersion.h>
+#include <OrvaneCloudProtocol/transports/webdav/WebDavServer.h>
+
+#include <QCryptographicHash>
+
+namespace Orvane::Support {
+class PartFile;
+}
+
+namespace Orvane::Social {
+
+class Job;
+
+/// Receives the content of one document, and goes on where it was when the connection breaks (RFC 9110
+/// §14.2).
+class DocumentReceiver
+{
+public:
+    struct Received
+    {
+        qint64 size = 0;
+        QByteArray md5; ///< lower-case hexadecimal
+        DocumentVersion version;
+        bool isSizeProven = false; ///< whether the server has said how much there is
+    };
+
+    /// @param part       gets the content, and stays unfinished
+    /// @param sizeLimit  bytes; more is a CloudError (InvalidDocument)
+    DocumentReceiver(WebDavServer& server, const QByteArray& path, Support::PartFile& part, qint64 sizeLimit);
+
+    [[nodiscard]] Received Run(Job& job);
+
+private:
+    void TryOnce(Job& job);
+    [[nodiscard]] std::vector<QByteArray> HeadersToGoOn() const;
+    void AcceptHead(const HttpResponse& head);
+    [[nodiscard]] bool IsContinuation(const HttpResponse& head) const;
+    void StartOver();
+    void Take(const char* data, std::size_t size, Job& job);
+    void RequireAll() const;
+
+    WebDavServer& m_server;
+    const QByteArray m_path;
+    Support::PartFile& m_part;
+    const qint64 m_sizeLimit;
+    QCryptographicHash m_hash{QCryptographicHash::Md5};
+    qint64 m_done = 0;
+    std::optional<qint64> m_total;
+    DocumentVersion m_version;
+    bool m_isHeadAccepted = false;
+    int m_restarts = 0;
+};
+
+} // namespace Orvane::Social

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <OrvaneCloudProtocol/transports/webdav/MultiStatus.h>
+
+#include <QString>
+
+namespace Orvane::Social {
+
+/// What tells one state of a document from another, as far as its server says.
+struct DocumentVersion
+{
+    std::optional<qint64> size; ///< bytes
+    QByteArray entityTag;       ///< without "W/"; empty when the server has none
+    bool isEntityTagWeak = false;
+    QDateTime modifiedAt;
+    QByteArray md5; ///< lower-case hexadecimal; empty when not known
+
+    [[nodiscard]] static DocumentVersion Of(const DavResource& resource, const QByteArray& md5 = {})
+    {
+        return {resource.size, resource.entityTag, resource.isEntityTagWeak, resource.modifiedAt, md5};
+    }
+
+    [[nodiscard]] bool IsSameAs(const DocumentVersion& other) const
+    {
+        if (!entityTag.isEmpty() && !other.entityTag.isEmpty()) {
+            return entityTag == other.entityTag;
+        }
+        return size == other.size && modifiedAt == other.modifiedAt;
+    }
+
+    /// For If-Match and If-Range, which need a strong one (RFC 9110 §8.8.3.2); else empty.
+    [[nodiscard]] QByteArray StrongEntityTag() const
+    {
+        const bool isStrong =
+            !isEntityTagWeak && entityTag.size() >= 2 && entityTag.startsWith('"') && entityTag.endsWith('"');
+        return isStrong ? entityTag : QByteArray();
+    }
+
+    /// One text for all of it.
+    [[nodiscard]] QString Text() const
+    {
+        if (!entityTag.isEmpty()) {
+            return QString::fromUtf8(entityTag);
+        }
+        return QStringLiteral("%1-%2").arg(size.value_or(-1)).arg(modifiedAt.toSecsSinceEpoch());
+    }
+};
+
+} // namespace Orvane::Social

@@ -1,0 +1,107 @@
+#include <OrvaneCloudProtocol/transports/webdav/RemoteTemporaries.h>
+
+#include <OrvaneCloudProtocol/transports/Job.h>
+
+#include <QCryptographicHash>
+
+#include <fstream>
+
+namespace Orvane::Social {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr qint64 kAbandonedAfterSeconds = 24 * 60 * 60;
+constexpr std::chrono::hours kSweepEvery{24};
+
+fs::path FolderFor(const WebDavAddress& address, const fs::path& cacheFolder)
+{
+    const auto cloud = address.Origin() + address.CollectionPath();
+    const auto hash = QCryptographicHash::hash(cloud, QCryptographicHash::Sha256).toHex().left(16);
+    return cacheFolder / "remote-temporaries" / hash.toStdString();
+}
+
+bool IsAbandoned(const WebDavCollection::Member& member, qint64 now)
+{
+    const auto& resource = member.resource;
+    return Support::IsTemporaryName(member.name) && !resource.isCollection && resource.modifiedAt.isValid() &&
+           now - resource.modifiedAt.toSecsSinceEpoch() > kAbandonedAfterSeconds;
+}
+
+} // namespace
+
+RemoteTemporaries::Temporary::Temporary(RemoteTemporaries& owner)
+    : m_owner(owner)
+    , m_name(Support::NewTemporaryName())
+{
+    m_owner.m_journal.Record(m_name);
+}
+
+RemoteTemporaries::Temporary::~Temporary()
+{
+    // What could not be taken away stays noted, for a later sweep.
+    if (!m_isThere || m_owner.m_collection.TakeAway(m_name)) {
+        m_owner.m_journal.Forget(m_name);
+    }
+}
+
+void RemoteTemporaries::Temporary::Release()
+{
+    m_isThere = false;
+}
+
+RemoteTemporaries::RemoteTemporaries(WebDavCollection& collection, const fs::path& cacheFolder)
+    : m_collection(collection)
+    , m_folder(FolderFor(collection.Server().Address(), cacheFolder))
+    , m_journal(m_folder)
+{}
+
+void RemoteTemporaries::Sweep(Job& job)
+{
+    m_journal.Sweep([&](const fs::path& temporary) {
+        return !job.IsCanceled() && m_collection.TakeAway(temporary.string());
+    });
+    job.ThrowIfCanceled();
+    if (!IsSweepDue()) {
+        return;
+    }
+    try {
+        SweepAbandoned(job);
+        NoteSweep();
+    } catch (const CloudError&) {
+        job.ThrowIfCanceled();
+    }
+}
+
+void RemoteTemporaries::SweepAbandoned(Job& job)
+{
+    const auto listing = m_collection.Members(job);
+    if (!listing.date) {
+        return;
+    }
+    for (const auto& member : listing.members) {
+        job.ThrowIfCanceled();
+        if (IsAbandoned(member, *listing.date)) {
+            (void)m_collection.TakeAway(member.name);
+        }
+    }
+}
+
+// A listing of the whole collection is not worth paying at every sign-in, for what is a day old anyway.
+bool RemoteTemporaries::IsSweepDue() const
+{
+    std::error_code error;
+    const auto last = fs::last_write_time(m_folder / "swept", error);
+    const auto age = fs::file_time_type::clock::now() - last;
+    return error || age > kSweepEvery || age < fs::file_time_type::duration::zero();
+}
+
+void RemoteTemporaries::NoteSweep() const
+{
+    std::error_code ignored;
+    fs::create_directories(m_folder, ignored);
+    const std::ofstream stamp(m_folder / "swept", std::ios::trunc);
+}
+
+} // namespace Orvane::Social

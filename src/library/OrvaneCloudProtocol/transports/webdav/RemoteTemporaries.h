@@ -1,0 +1,52 @@
+#pragma once
+
+#include <OrvaneCloudProtocol/transports/webdav/WebDavCollection.h>
+#include <support/TemporaryJournal.h>
+
+#include <filesystem>
+
+namespace Orvane::Social {
+
+/// The temporary documents that uploads make in the collection, and what crashes have left of them.
+class RemoteTemporaries
+{
+public:
+    /// One name, reserved for an upload. What lies under it is taken away with this object.
+    class Temporary
+    {
+    public:
+        explicit Temporary(RemoteTemporaries& owner);
+        ~Temporary();
+        Temporary(const Temporary&) = delete;
+        Temporary& operator=(const Temporary&) = delete;
+
+        [[nodiscard]] const std::string& Name() const { return m_name; }
+
+        /// It has got its final name: there is nothing to take away.
+        void Release();
+
+    private:
+        RemoteTemporaries& m_owner;
+        const std::string m_name;
+        bool m_isThere = true;
+    };
+
+    /// @param cacheFolder  where it is noted what is under way
+    RemoteTemporaries(WebDavCollection& collection, const std::filesystem::path& cacheFolder);
+
+    /// Takes away what clients of this cache folder have left that are no more, and, at most once a day,
+    /// temporaries of anyone that are older than a day by the server's clock. Trouble with it is nobody's
+    /// failure; throws only when the job is cancelled.
+    void Sweep(Job& job);
+
+private:
+    void SweepAbandoned(Job& job);
+    [[nodiscard]] bool IsSweepDue() const;
+    void NoteSweep() const;
+
+    WebDavCollection& m_collection;
+    const std::filesystem::path m_folder;
+    Support::TemporaryJournal m_journal;
+};
+
+} // namespace Orvane::Social

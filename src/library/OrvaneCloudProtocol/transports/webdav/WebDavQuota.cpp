@@ -1,0 +1,50 @@
+#include <OrvaneCloudProtocol/transports/webdav/WebDavQuota.h>
+
+#include <OrvaneCloudProtocol/transports/webdav/PropertyRequests.h>
+
+#include <algorithm>
+#include <limits>
+
+namespace Orvane::Social {
+
+namespace {
+
+constexpr qint64 kLargestKibibytes = std::numeric_limits<qint32>::max();
+
+qint64 Kibibytes(qint64 bytes)
+{
+    return std::clamp<qint64>(bytes / 1024, 0, kLargestKibibytes);
+}
+
+qint64 SumOfSizes(const WebDavCollection::Listing& listing)
+{
+    qint64 sum = 0;
+    for (const auto& member : listing.members) {
+        const auto size = member.resource.size.value_or(0);
+        sum =
+            size > std::numeric_limits<qint64>::max() - sum ? std::numeric_limits<qint64>::max() : sum + size;
+    }
+    return sum;
+}
+
+} // namespace
+
+Transport::QuotaValue QuotaOf(WebDavCollection& collection, Job& job)
+{
+    const auto self = collection.Self(PropfindForQuota(), job);
+    const bool isUsedKnown = self.quotaUsed.value_or(-1) >= 0;
+    const qint64 used = isUsedKnown ? *self.quotaUsed : SumOfSizes(collection.Members(job));
+    return QuotaFrom(used, self.quotaAvailable);
+}
+
+Transport::QuotaValue QuotaFrom(qint64 used, std::optional<qint64> available)
+{
+    if (available.value_or(-1) < 0) {
+        return {Kibibytes(used), 0};
+    }
+    // 0 would say that nobody knows.
+    const qint64 allowed = std::max<qint64>(Kibibytes(used) + Kibibytes(*available), 1);
+    return {Kibibytes(used), std::min(allowed, kLargestKibibytes)};
+}
+
+} // namespace Orvane::Social

@@ -1,0 +1,240 @@
+#include <OrvaneCloudProtocol/transports/webdav/WebDavServer.h>
+
+#include <OrvaneCloudProtocol/transports/Job.h>
+#include <OrvaneCloudProtocol/transports/http/NetworkError.h>
+#include <OrvaneCloudProtocol/transports/http/RetryPolicy.h>
+#include <OrvaneCloudProtocol/transports/webdav/PropertyRequests.h>
+
+#include <QFile>
+#include <QRandomGenerator>
+#include <QUrl>
+
+#include <algorithm>
+
+namespace Orvane::Social {
+
+namespace {
+
+constexpr int kMostRedirects = 5;
+constexpr qint64 kLargestListing = qint64{512} * 1024 * 1024;
+
+HttpSettings SettingsOf(const OAuth2::AuthInfo& authInfo, const WebDavAddress& address,
+                        const NetworkLimits& limits)
+{
+    // A proxy would take what is meant for this machine elsewhere.
+    return {QFile::encodeName(authInfo.caFile), !address.IsLoopback(), limits};
+}
+
+bool IsRedirect(int status)
+{
+    return status == 301 || status == 302 || status == 307 || status == 308;
+}
+
+bool HasControlCharacter(const QByteArray& text)
+{
+    return std::any_of(text.begin(), text.end(),
+                       [](unsigned char byte) { return byte < 0x20 || byte == 0x7f; });
+}
+
+double Jitter()
+{
+    return QRandomGenerator::global()->generateDouble();
+}
+
+} // namespace
+
+WebDavServer::WebDavServer(const OAuth2::AuthInfo& authInfo, const WebDavAddress& address,
+                           const NetworkLimits& limits)
+    : m_userName(authInfo.userName.toUtf8())
+    , m_isInsecureHttpAllowed(authInfo.isInsecureHttpAllowed)
+    , m_address(address)
+    , m_limits(limits)
+    , m_client(SettingsOf(authInfo, address, limits))
+{}
+
+void WebDavServer::RequireSafety() const
+{
+    if (!m_address.IsEncrypted() && !m_address.IsLoopback() && !m_isInsecureHttpAllowed) {
+        throw CloudError(FailureCode::Refused,
+                         QStringLiteral("plain http would show the token to anyone on the way to %1")
+                             .arg(QString::fromUtf8(m_address.Authority())));
+    }
+}
+
+QByteArray WebDavServer::AuthorizationFor(const QString& token) const
+{
+    const QByteArray secret = token.toUtf8();
+    if (HasControlCharacter(secret) || HasControlCharacter(m_userName) || m_userName.contains(':')) {
+        throw CloudError(FailureCode::SignInNeeded,
+                         QStringLiteral("the user name or the token holds characters that cannot be sent"));
+    }
+    return m_userName.isEmpty() ? "Bearer " + secret                                 // RFC 6750 §2.1
+                                : "Basic " + (m_userName + ':' + secret).toBase64(); // RFC 7617 §2
+}
+
+void WebDavServer::SignIn(const QString& token, Job& job)
+{
+    RequireSafety();
+    const QByteArray authorization = AuthorizationFor(token);
+    HttpRequest request;
+    request.method = "PROPFIND";
+    request.url = m_address.Origin() + m_address.CollectionPath();
+    request.headers = {"Authorization: " + authorization};
+    try {
+        const auto answer = AskForProperties(request, Depth::Resource, PropfindForDocuments(), job);
+        const bool isCollection =
+            std::any_of(answer.resources.begin(), answer.resources.end(), [&](const DavResource& resource) {
+                return resource.isCollection &&
+                       MeaningOf(resource.href, answer.path).place == HrefMeaning::Place::Collection;
+            });
+        if (!isCollection) {
+            throw CloudError(FailureCode::Protocol,
+                             QString::fromUtf8(request.url) + QStringLiteral(": not a WebDAV collection"));
+        }
+    } catch (const CloudError& error) {
+        // A server that does not say 401 says 403 to a token that it does not accept.
+        if (error.GetFailure().code == FailureCode::Refused) {
+            throw CloudError(FailureCode::SignInNeeded, error.GetFailure().detail);
+        }
+        throw;
+    }
+    const std::lock_guard lock(m_mutex);
+    m_authorization = authorization;
+}
+
+HttpRequest WebDavServer::RequestOf(const QByteArray& method, const QByteArray& path) const
+{
+    HttpRequest request;
+    request.method = method;
+    request.url = m_address.Origin() + path;
+    const std::lock_guard lock(m_mutex);
+    if (!m_authorization.isEmpty()) {
+        request.headers.push_back("Authorization: " + m_authorization);
+    }
+    return request;
+}
+
+HttpRequest WebDavServer::ChangeOf(const QByteArray& method, const QByteArray& path) const
+{
+    HttpRequest request = RequestOf(method, path);
+    request.isChange = true;
+    return request;
+}
+
+WebDavServer::Properties WebDavServer::Propfind(const QByteArray& path, Depth depth, const QByteArray& body,
+                                                Job& job, std::optional<std::chrono::milliseconds> total)
+{
+    HttpRequest request = RequestOf("PROPFIND", path);
+    request.total = total;
+    return AskForProperties(request, depth, body, job);
+}
+
+WebDavServer::Properties WebDavServer::AskForProperties(HttpRequest request, Depth depth,
+                                                        const QByteArray& body, Job& job)
+{
+    request.body = body;
+    request.headers.push_back(depth == Depth::Resource ? "Depth: 0" : "Depth: 1");
+    request.headers.push_back("Content-Type: text/xml; charset=utf-8"); // lighttpd insists on it
+    std::unique_ptr<MultiStatusReader> reader;
+    const auto ask = [&](const HttpRequest& asked) {
+        reader = std::make_unique<MultiStatusReader>();
+        qint64 received = 0;
+        return m_client.Receive(
+            asked,
+            [&](const HttpResponse& head, const char* data, std::size_t size) {
+                received += static_cast<qint64>(size);
+                if (head.status == 207 && received <= kLargestListing) {
+                    reader->Add(data, size);
+                } else if (received > kLargestListing) {
+                    throw CloudError(FailureCode::Protocol, QStringLiteral("the listing has no end"));
+                }
+            },
+            job);
+    };
+    const auto answer = Repeat(request, ask, job);
+    if (answer.status != 207) {
+        throw StatusError(request, answer);
+    }
+    return {PathOf(request.url), reader->Finish(), answer.date};
+}
+
+HttpResponse WebDavServer::Get(const QByteArray& path, const std::vector<QByteArray>& headers,
+                               const HttpBodySink& sink, Job& job)
+{
+    HttpRequest request = RequestOf("GET", path);
+    request.headers.insert(request.headers.end(), headers.begin(), headers.end());
+    return Follow(request, [&](const HttpRequest& asked) { return m_client.Receive(asked, sink, job); });
+}
+
+HttpResponse WebDavServer::Put(const QByteArray& path, qint64 size, const HttpBodySource& source, Job& job)
+{
+    HttpRequest request = RequestOf("PUT", path);
+    request.headers.push_back("Content-Type: application/pdf");
+    return m_client.SendBody(request, size, source, job);
+}
+
+HttpResponse WebDavServer::Change(const HttpRequest& request, Job& job)
+{
+    return m_client.Send(request, job);
+}
+
+bool WebDavServer::WaitToRepeat(int repetitions, const HttpResponse& answer, Job& job) const
+{
+    const auto delay = RetryDelay(m_limits, repetitions, answer.retryAfter, Jitter());
+    if (delay) {
+        job.Sleep(*delay);
+    }
+    return delay.has_value();
+}
+
+HttpResponse WebDavServer::Repeat(HttpRequest& request, const Attempt& attempt, Job& job) const
+{
+    for (int repetitions = 0;; ++repetitions) {
+        HttpResponse answer;
+        try {
+            answer = Follow(request, attempt);
+            if (!IsPassing(answer.status) || !WaitToRepeat(repetitions, answer, job)) {
+                return answer;
+            }
+        } catch (const NetworkError& error) {
+            // After a time-out somebody has waited long enough.
+            const bool isWorthIt = error.GetStage() != NetworkError::Stage::Hopeless &&
+                                   error.GetFailure().code != FailureCode::TimedOut;
+            if (!isWorthIt || !WaitToRepeat(repetitions, {}, job)) {
+                throw;
+            }
+        }
+    }
+}
+
+HttpResponse WebDavServer::Follow(HttpRequest& request, const Attempt& attempt) const
+{
+    for (int redirects = 0;; ++redirects) {
+        auto answer = attempt(request);
+        if (!IsRedirect(answer.status) || redirects == kMostRedirects) {
+            return answer;
+        }
+        const QByteArray target = TargetOf(request, answer);
+        if (target.isEmpty()) {
+            return answer;
+        }
+        request.url = target;
+    }
+}
+
+QByteArray WebDavServer::TargetOf(const HttpRequest& request, const HttpResponse& redirect) const
+{
+    const QUrl url = QUrl::fromEncoded(request.url).resolved(QUrl::fromEncoded(redirect.location));
+    const QByteArray target = url.toEncoded(QUrl::RemoveFragment);
+    const bool isInOrigin = target.startsWith(m_address.Origin() + '/');
+    // A document that has become a collection redirects to its own name with a "/".
+    const bool isCollectionNow = request.method == "GET" && target == request.url + '/';
+    return isInOrigin && !isCollectionNow && url.userInfo().isEmpty() ? target : QByteArray();
+}
+
+QByteArray WebDavServer::PathOf(const QByteArray& url) const
+{
+    return url.mid(m_address.Origin().size());
+}
+
+} // namespace Orvane::Social

@@ -1,0 +1,83 @@
+#pragma once
+
+#include <OAuth2.h>
+#include <OrvaneCloudProtocol/transports/http/HttpClient.h>
+#include <OrvaneCloudProtocol/transports/webdav/MultiStatus.h>
+#include <OrvaneCloudProtocol/transports/webdav/WebDavAddress.h>
+
+#include <mutex>
+
+namespace Orvane::Social {
+
+/// The server that a collection lies on, as its signed-in user reaches it. The rules of the network are here:
+/// credentials go to the configured origin only, redirects are followed within it only (RFC 9110 §15.4), and
+/// what is safe to ask twice is asked again when the trouble may pass. Thread-safe, blocking. Failures are
+/// CloudErrors.
+class WebDavServer
+{
+public:
+    enum class Depth
+    {
+        Resource, ///< the resource alone
+        Members   ///< and its direct members
+    };
+
+    /// The answer to a PROPFIND (RFC 4918 §9.1).
+    struct Properties
+    {
+        QByteArray path; ///< of the resource that has answered, which a redirect may have changed
+        std::vector<DavResource> resources;
+        std::optional<qint64> date; ///< the server's clock, seconds since 1970
+    };
+
+    WebDavServer(const OAuth2::AuthInfo& authInfo, const WebDavAddress& address, const NetworkLimits& limits);
+
+    [[nodiscard]] const WebDavAddress& Address() const { return m_address; }
+    [[nodiscard]] const NetworkLimits& Limits() const { return m_limits; }
+
+    /// Keeps the token for all that follows if the server accepts it for the collection.
+    void SignIn(const QString& token, Job& job);
+
+    /// @param total  for the whole exchange; empty for the usual limits
+    [[nodiscard]] Properties Propfind(const QByteArray& path, Depth depth, const QByteArray& body, Job& job,
+                                      std::optional<std::chrono::milliseconds> total = {});
+
+    /// Asks once (RFC 9110 §9.3.1): a broken transfer is the caller's to go on with.
+    HttpResponse Get(const QByteArray& path, const std::vector<QByteArray>& headers, const HttpBodySink& sink,
+                     Job& job);
+
+    /// Asks once (RFC 9110 §9.3.4), and returns any answer.
+    HttpResponse Put(const QByteArray& path, qint64 size, const HttpBodySource& source, Job& job);
+
+    /// Asks once for a change, and returns any answer.
+    HttpResponse Change(const HttpRequest& request, Job& job);
+
+    /// The beginning of a request to be handed to Change.
+    [[nodiscard]] HttpRequest ChangeOf(const QByteArray& method, const QByteArray& path) const;
+
+    /// Waits before the given repetition, or returns false when there should be none.
+    [[nodiscard]] bool WaitToRepeat(int repetitions, const HttpResponse& answer, Job& job) const;
+
+private:
+    using Attempt = std::function<HttpResponse(const HttpRequest& request)>;
+
+    void RequireSafety() const;
+    [[nodiscard]] QByteArray AuthorizationFor(const QString& token) const;
+    [[nodiscard]] HttpRequest RequestOf(const QByteArray& method, const QByteArray& path) const;
+    [[nodiscard]] Properties AskForProperties(HttpRequest request, Depth depth, const QByteArray& body,
+                                              Job& job);
+    HttpResponse Repeat(HttpRequest& request, const Attempt& attempt, Job& job) const;
+    HttpResponse Follow(HttpRequest& request, const Attempt& attempt) const;
+    [[nodiscard]] QByteArray TargetOf(const HttpRequest& request, const HttpResponse& redirect) const;
+    [[nodiscard]] QByteArray PathOf(const QByteArray& url) const;
+
+    const QByteArray m_userName;
+    const bool m_isInsecureHttpAllowed;
+    const WebDavAddress m_address;
+    const NetworkLimits m_limits;
+    HttpClient m_client;
+    mutable std::mutex m_mutex;
+    QByteArray m_authorization; ///< the header's value
+};
+
+} // namespace Orvane::Social

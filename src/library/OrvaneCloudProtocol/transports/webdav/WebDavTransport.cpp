@@ -1,0 +1,339 @@
+#include <OrvaneCloudProtocol/transports/webdav/WebDavTransport.h>
+
+#include <OrvaneCloudProtocol/DocumentId.h>
+#include <OrvaneCloudProtocol/transports/FileFailure.h>
+#include <OrvaneCloudProtocol/transports/webdav/DocumentReceiver.h>
+#include <OrvaneCloudProtocol/transports/webdav/Md5Note.h>
+#include <OrvaneCloudProtocol/transports/webdav/PropertyRequests.h>
+#include <OrvaneCloudProtocol/transports/webdav/RemoteTemporaries.h>
+#include <OrvaneCloudProtocol/transports/webdav/SeenVersions.h>
+#include <OrvaneCloudProtocol/transports/webdav/TransferredHashes.h>
+#include <OrvaneCloudProtocol/transports/webdav/WebDavCollection.h>
+#include <OrvaneCloudProtocol/transports/webdav/WebDavQuota.h>
+#include <OrvaneCloudProtocol/transports/webdav/WebDavUpload.h>
+#include <support/PartFile.h>
+#include <support/PathText.h>
+
+#include <algorithm>
+#include <limits>
+
+namespace Orvane::Social {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr qint64 kLargestRendered = qint64{256} * 1024 * 1024;
+
+std::string RequiredName(const QString& id)
+{
+    const auto name = DocumentNameOf(id);
+    if (!name) {
+        throw CloudError(FailureCode::InvalidRequest, id + QStringLiteral(": not the id of a document"));
+    }
+    return *name;
+}
+
+QString Iso8601(const QDateTime& moment)
+{
+    return moment.isValid() ? moment.toString(Qt::ISODate) : QString();
+}
+
+CloudError Error(FailureCode code, const QString& id, const QString& reason)
+{
+    return CloudError(code, id + QStringLiteral(": ") + reason);
+}
+
+Transport::CloudFile Describe(const std::string& name, const DavResource& resource, const QByteArray& md5)
+{
+    Transport::CloudFile file;
+    file.id = DocumentIdOf(name);
+    file.fileName = ReadableNameOf(name);
+    file.size = resource.size.value_or(0);
+    file.versionTag = DocumentVersion::Of(resource).Text();
+    file.md5Hash = QString::fromLatin1(md5);
+    file.modifyTime = Iso8601(resource.modifiedAt);
+    file.createdAt = Iso8601(resource.createdAt.isValid() ? resource.createdAt : resource.modifiedAt);
+    return file;
+}
+
+bool IsDocument(const WebDavCollection::Member& member)
+{
+    return !member.resource.isCollection && IsDocumentName(member.name);
+}
+
+} // namespace
+
+class WebDavTransport::Private
+{
+public:
+    Private(const OAuth2::AuthInfo& authInfo, const WebDavAddress& address, const fs::path& cache,
+            const NetworkLimits& limits)
+        : userName(authInfo.userName)
+        , cacheFolder(cache)
+        , server(authInfo, address, limits)
+        , collection(server)
+        , temporaries(collection, cache)
+        , localTemporaries(cache / "temporaries")
+        , hashes(cache / "transferred-hashes.sqlite", address.Origin() + address.CollectionPath())
+        , uploads{collection, temporaries}
+    {}
+
+    [[nodiscard]] DocumentVersion VersionOf(const std::string& name, const DavResource& resource);
+
+    /// Asks the server, and keeps in mind what it says.
+    DocumentVersion Look(const std::string& name, Job& job);
+
+    /// What the document should be, from memory where this client has seen it.
+    [[nodiscard]] DocumentVersion Expected(const std::string& name, Job& job);
+
+    /// Receives the document's content, and makes sure that it is whole.
+    DocumentReceiver::Received Receive(const std::string& name, Support::PartFile& part, qint64 sizeLimit,
+                                       Job& job);
+    DocumentReceiver::Received ReceiveOnce(const std::string& name, Support::PartFile& part, qint64 sizeLimit,
+                                           Job& job);
+    static void RequireSame(const std::string& name, const DocumentReceiver::Received& received,
+                            const DocumentVersion& expected);
+
+    const QString userName;
+    const fs::path cacheFolder;
+    WebDavServer server;
+    WebDavCollection collection;
+    RemoteTemporaries temporaries;
+    Support::TemporaryJournal localTemporaries;
+    SeenVersions seen;
+    TransferredHashes hashes;
+    UploadContext uploads;
+};
+
+DocumentVersion WebDavTransport::Private::VersionOf(const std::string& name, const DavResource& resource)
+{
+    auto md5 = resource.serverMd5;
+    if (md5.isEmpty() && resource.size) {
+        md5 = Md5InNote(resource.md5Note, *resource.size, resource.entityTag);
+    }
+    if (md5.isEmpty() && resource.size) {
+        md5 = hashes.Find(name, *resource.size, resource.entityTag);
+    }
+    return DocumentVersion::Of(resource, md5);
+}
+
+DocumentVersion WebDavTransport::Private::Look(const std::string& name, Job& job)
+{
+    auto version = VersionOf(name, collection.RequiredDocument(name, job));
+    seen.Note(name, version);
+    return version;
+}
+
+DocumentVersion WebDavTransport::Private::Expected(const std::string& name, Job& job)
+{
+    const auto known = seen.Find(name);
+    return known ? *known : Look(name, job);
+}
+
+DocumentReceiver::Received WebDavTransport::Private::Receive(const std::string& name, Support::PartFile& part,
+                                                             qint64 sizeLimit, Job& job)
+{
+    try {
+        return ReceiveOnce(name, part, sizeLimit, job);
+    } catch (const CloudError& error) {
+        if (error.GetFailure().code != FailureCode::NotFound || !seen.Find(name)) {
+            throw;
+        }
+    }
+    // It was there a moment ago. While a document is replaced, some servers have none under its name.
+    job.Sleep(server.Limits().firstRetry);
+    (void)Look(name, job);
+    OnSide(FileSide::Local, [&] { part.Clear(); });
+    return ReceiveOnce(name, part, sizeLimit, job);
+}
+
+DocumentReceiver::Received WebDavTransport::Private::ReceiveOnce(const std::string& name,
+                                                                 Support::PartFile& part, qint64 sizeLimit,
+                                                                 Job& job)
+{
+    const auto expected = Expected(name, job);
+    if (expected.size.value_or(0) > sizeLimit) {
+        throw Error(FailureCode::InvalidDocument, DocumentIdOf(name), QStringLiteral("is too large to show"));
+    }
+    auto received = DocumentReceiver(server, collection.PathOf(name), part, sizeLimit).Run(job);
+    const bool isExpected = received.isSizeProven && !expected.entityTag.isEmpty() &&
+                            received.version.entityTag == expected.entityTag;
+    // Another version than expected, or the server says too little: it has to be asked.
+    const auto version = isExpected ? expected : Look(name, job);
+    RequireSame(name, received, version);
+    received.version = version;
+    return received;
+}
+
+void WebDavTransport::Private::RequireSame(const std::string& name,
+                                           const DocumentReceiver::Received& received,
+                                           const DocumentVersion& expected)
+{
+    const auto& tag = received.version.entityTag;
+    if (!tag.isEmpty() && !expected.entityTag.isEmpty() && tag != expected.entityTag) {
+        throw Error(FailureCode::Conflict, DocumentIdOf(name), QStringLiteral("changes while it is read"));
+    }
+    if (expected.size.value_or(received.size) != received.size) {
+        throw Error(FailureCode::Protocol, DocumentIdOf(name),
+                    QStringLiteral("%1 of %2 bytes have arrived").arg(received.size).arg(*expected.size));
+    }
+    if (!expected.md5.isEmpty() && expected.md5 != received.md5) {
+        throw Error(FailureCode::Protocol, DocumentIdOf(name),
+                    QStringLiteral("other bytes have arrived than were stored"));
+    }
+}
+
+WebDavTransport::WebDavTransport(const OAuth2::AuthInfo& authInfo, const WebDavAddress& address,
+                                 const fs::path& cacheFolder, const NetworkLimits& limits)
+    : d(std::make_unique<Private>(authInfo, address, cacheFolder, limits))
+{}
+
+WebDavTransport::~WebDavTransport() = default;
+
+bool WebDavTransport::IsDocumentId(const QString& id) const
+{
+    return DocumentNameOf(id).has_value();
+}
+
+QUrl WebDavTransport::DownloadUrl(const QString& id) const
+{
+    const auto path = d->server.Address().PathOf(RequiredName(id));
+    return QUrl::fromEncoded(d->server.Address().Origin() + path, QUrl::StrictMode);
+}
+
+void WebDavTransport::SignIn(const QString& token, Job& job)
+{
+    d->server.SignIn(token, job);
+    d->localTemporaries.Sweep();
+    d->temporaries.Sweep(job);
+}
+
+QString WebDavTransport::UserName(Job& job)
+{
+    if (!d->userName.isEmpty()) {
+        return d->userName;
+    }
+    auto principal = d->collection.Self(PropfindForPrincipal(), job).principal;
+    while (principal.endsWith('/')) {
+        principal.chop(1);
+    }
+    const auto name = QByteArray::fromPercentEncoding(principal.mid(principal.lastIndexOf('/') + 1));
+    if (name.isEmpty()) {
+        throw CloudError(FailureCode::Unsupported,
+                         QStringLiteral("this server does not say who is signed in"));
+    }
+    return QString::fromUtf8(name);
+}
+
+QUrl WebDavTransport::UserProfile(Job&)
+{
+    const auto& address = d->server.Address();
+    return QUrl::fromEncoded(address.Origin() + address.CollectionPath(), QUrl::StrictMode);
+}
+
+Transport::CloudFiles WebDavTransport::List(Job& job)
+{
+    const auto listing = d->collection.Members(job);
+    CloudFiles files;
+    std::unordered_map<std::string, DocumentVersion> versions;
+    for (const auto& member : listing.members) {
+        job.ThrowIfCanceled();
+        if (IsDocument(member)) {
+            auto version = d->VersionOf(member.name, member.resource);
+            files.append(Describe(member.name, member.resource, version.md5));
+            versions.emplace(member.name, std::move(version));
+        }
+    }
+    d->seen.NoteListing(std::move(versions));
+    std::sort(files.begin(), files.end(),
+              [](const auto& left, const auto& right) { return left.id < right.id; });
+    return files;
+}
+
+Transport::CloudFile WebDavTransport::Info(const QString& id, Job& job)
+{
+    const auto name = RequiredName(id);
+    const auto resource = d->collection.RequiredDocument(name, job);
+    const auto version = d->VersionOf(name, resource);
+    d->seen.Note(name, version);
+    return Describe(name, resource, version.md5);
+}
+
+Transport::CloudFile WebDavTransport::Store(const Upload& upload, Job& job)
+{
+    const auto replaced = upload.replacedId.isEmpty() ? std::string() : RequiredName(upload.replacedId);
+    const auto stored = WebDavUpload(d->uploads, upload, replaced, d->seen.Find(replaced)).Run(job);
+    const auto& resource = stored.resource;
+    d->seen.Note(stored.name, DocumentVersion::Of(resource, stored.md5));
+    if (resource.size) {
+        d->hashes.Remember(stored.name, *resource.size, resource.entityTag, stored.md5);
+    }
+    return Describe(stored.name, resource, stored.md5);
+}
+
+void WebDavTransport::Fetch(const Download& download, Job& job)
+{
+    const auto name = RequiredName(download.id);
+    const auto part = OnSide(FileSide::Local, [&] {
+        return std::make_unique<Support::PartFile>(download.target.parent_path(), d->localTemporaries);
+    });
+    const auto received = d->Receive(name, *part, std::numeric_limits<qint64>::max(), job);
+    if (download.expectedSize != 0 && download.expectedSize != received.size) {
+        throw Error(FailureCode::Conflict, download.id, QStringLiteral("does not have the expected size"));
+    }
+    OnSide(FileSide::Local, [&] {
+        part->Finish();
+        job.Commit([&] { part->Replace(download.target); });
+    });
+    d->hashes.Remember(name, received.size, received.version.entityTag, received.md5);
+}
+
+void WebDavTransport::Remove(const QString& id, Job& job)
+{
+    const auto name = RequiredName(id);
+    const auto found = d->collection.Find(name, job);
+    if (!found) {
+        (void)d->collection.Self(PropfindForDocuments(), job); // a cloud that is gone has deleted nothing
+        d->seen.Forget(name);
+        return;
+    }
+    if (found->isCollection) {
+        throw Error(FailureCode::Refused, id, QStringLiteral("not a document"));
+    }
+    const auto version = DocumentVersion::Of(*found);
+    const auto known = d->seen.Find(name);
+    if (known && !known->IsSameAs(version)) {
+        throw Error(FailureCode::Conflict, id, QStringLiteral("has changed since it was last seen"));
+    }
+    job.ThrowIfCanceled();
+    d->collection.Delete(name, version.StrongEntityTag(), job);
+    d->seen.Forget(name);
+}
+
+Transport::QuotaValue WebDavTransport::Quota(Job& job)
+{
+    return QuotaOf(d->collection, job);
+}
+
+QString WebDavTransport::VersionTag(const QString& id, Job& job)
+{
+    const auto name = RequiredName(id);
+    if (const auto listed = d->seen.TakeListed(name)) {
+        return listed->Text();
+    }
+    return d->Look(name, job).Text();
+}
+
+Transport::RenderSource WebDavTransport::FetchForRendering(const QString& id, Job& job)
+{
+    const auto part = OnSide(FileSide::Local, [&] {
+        fs::create_directories(d->cacheFolder);
+        return std::make_shared<Support::PartFile>(d->cacheFolder, d->localTemporaries);
+    });
+    (void)d->Receive(RequiredName(id), *part, kLargestRendered, job);
+    OnSide(FileSide::Local, [&] { part->Finish(); });
+    return {part->TemporaryPath(), part};
+}
+
+} // namespace Orvane::Social

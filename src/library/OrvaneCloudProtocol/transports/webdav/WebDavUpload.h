@@ -1,0 +1,80 @@
+#pragma once
+
+#include <OrvaneCloudProtocol/transports/Transport.h>
+#include <OrvaneCloudProtocol/transports/webdav/DocumentVersion.h>
+#include <OrvaneCloudProtocol/transports/webdav/RemoteTemporaries.h>
+#include <OrvaneCloudProtocol/transports/webdav/WebDavCollection.h>
+
+#include <atomic>
+
+namespace Orvane::Social {
+
+/// What the uploads of one client share.
+struct UploadContext
+{
+    WebDavCollection& collection;
+    RemoteTemporaries& temporaries;
+    std::atomic<bool> keepsNotes{true}; ///< whether the server has kept every property of ours so far
+};
+
+/// One upload: to a temporary name, checked there, then moved to its final one and looked at again. Servers
+/// report success for files that a full disk has cut, and two clients may both be told that they have won a
+/// name.
+class WebDavUpload
+{
+public:
+    struct Stored
+    {
+        std::string name;
+        DavResource resource;
+        QByteArray md5; ///< of what was sent; lower-case hexadecimal
+    };
+
+    /// @param replacedName  the document to replace; empty for a new one
+    /// @param lastSeen      the version of it that the user knows, if any
+    WebDavUpload(UploadContext& context, const Transport::Upload& upload, const std::string& replacedName,
+                 const std::optional<DocumentVersion>& lastSeen);
+
+    /// Throws LeftBehindError when the failed upload could not be undone.
+    [[nodiscard]] Stored Run(Job& job);
+
+private:
+    /// What lies under the temporary name.
+    struct Sent
+    {
+        qint64 size = 0;
+        QByteArray md5; ///< empty until all of it has been read
+        DavResource resource;
+        QByteArray note; ///< the MD5 note that went with it, if any
+    };
+
+    using Temporary = RemoteTemporaries::Temporary;
+
+    [[nodiscard]] bool IsReplacement() const { return !m_replacedName.empty(); }
+    void RequireReplaceable(Job& job);
+    [[nodiscard]] std::optional<Stored> TryOnce(Job& job);
+
+    [[nodiscard]] std::unique_ptr<Temporary> Send(Sent& sent, Job& job);
+    [[nodiscard]] bool TrySend(const std::string& temporary, Sent& sent, int repetitions, Job& job);
+    void ProveSignInBeforeLargeBody(qint64 size, Job& job);
+    [[nodiscard]] bool HasArrivedAllTheSame(const std::string& temporary, const Sent& sent, Job& job);
+    void Verify(const std::string& temporary, Sent& sent, Job& job);
+    void LeaveNote(const std::string& temporary, Sent& sent, Job& job);
+
+    [[nodiscard]] std::string MoveIntoPlace(const std::string& temporary, Job& job);
+    void ReplaceWith(const std::string& temporary, Job& job);
+    [[nodiscard]] std::optional<Stored> Confirm(const std::string& name, const Sent& sent, Job& job);
+    [[nodiscard]] DavResource LookAgain(const std::string& name, Job& job);
+    [[nodiscard]] static bool IsOurs(const DavResource& found, const Sent& sent);
+    [[noreturn]] void Undo(const std::string& name, const Sent& sent, const CloudError& why);
+    [[nodiscard]] bool IsUndone(const std::string& name, const Sent& sent);
+
+    UploadContext& m_context;
+    WebDavCollection& m_collection;
+    const Transport::Upload m_upload;
+    const std::string m_replacedName;
+    std::optional<DocumentVersion> m_replacedVersion;
+    int m_number = 1; ///< of the next name to try, for a new document
+};
+
+} // namespace Orvane::Social
