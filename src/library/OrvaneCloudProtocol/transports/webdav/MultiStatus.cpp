@@ -19,26 +19,30 @@ constexpr std::size_t kMostResources = 1'000'000;
 constexpr std::size_t kDeepest = 64;
 constexpr int kLongestText = 64 * 1024;
 
-/// The XML reader keeps a token until it is complete. No text within the limit above needs as much as this,
-/// however it is escaped.
-constexpr std::size_t kLongestToken = 1024 * 1024;
+constexpr int kMostAttributes = 64;
+
+/// The XML reader keeps a token until it is complete, and takes a time for an element that grows with the
+/// square of its attributes.
+constexpr std::size_t kLongestToken = 128 * 1024;
 
 /// Of all values together, so that a server cannot fill the memory with resources that are large each. Empty
 /// values need their place, too.
 constexpr std::size_t kMostKept = 1024 * 1024 * 1024;
 
-/// How much the XML reader is given at once.
-constexpr std::size_t kLargestPiece = 64 * 1024;
+/// What the XML reader is given at once. It goes over an unfinished token again for every further piece, so
+/// the pieces must not be as small as they come.
+constexpr int kPieceSize = 16 * 1024;
 
 } // namespace
 
 class MultiStatusReader::Private
 {
 public:
-    void Add(const QByteArray& piece);
+    void Add(const char* data, std::size_t size);
     std::vector<DavResource> Finish();
 
 private:
+    void ReadPiece();
     void ReadTokens();
     void EnterElement();
     void AddText();
@@ -50,6 +54,7 @@ private:
     void ThrowIfFailed() const;
 
     QXmlStreamReader m_xml;
+    QByteArray m_piece;
     std::size_t m_sinceToken = 0; ///< bytes added that have not yet made up a token
     bool m_isComplete = false;
     QString m_failure;
@@ -66,9 +71,33 @@ private:
     std::vector<DavResource> m_resources;
 };
 
-void MultiStatusReader::Private::Add(const QByteArray& piece)
+void MultiStatusReader::Private::Add(const char* data, std::size_t size)
 {
     ThrowIfFailed();
+    while (size > 0) {
+        const auto length = std::min(static_cast<std::size_t>(kPieceSize - m_piece.size()), size);
+        m_piece.append(data, static_cast<int>(length));
+        data += length;
+        size -= length;
+        if (m_piece.size() == kPieceSize) {
+            ReadPiece();
+        }
+    }
+}
+
+std::vector<DavResource> MultiStatusReader::Private::Finish()
+{
+    ThrowIfFailed();
+    ReadPiece();
+    if (!m_isComplete) {
+        Fail(QStringLiteral("it ends too early"));
+    }
+    return std::move(m_resources);
+}
+
+void MultiStatusReader::Private::ReadPiece()
+{
+    const QByteArray piece = std::exchange(m_piece, {});
     // The XML reader would wait for more if it were given a piece of white space after the end.
     if (m_isComplete && piece.trimmed().isEmpty()) {
         return;
@@ -76,15 +105,6 @@ void MultiStatusReader::Private::Add(const QByteArray& piece)
     m_sinceToken += static_cast<std::size_t>(piece.size());
     m_xml.addData(piece);
     ReadTokens();
-}
-
-std::vector<DavResource> MultiStatusReader::Private::Finish()
-{
-    ThrowIfFailed();
-    if (!m_isComplete) {
-        Fail(QStringLiteral("it ends too early"));
-    }
-    return std::move(m_resources);
 }
 
 void MultiStatusReader::Private::ReadTokens()
@@ -118,6 +138,9 @@ void MultiStatusReader::Private::EnterElement()
     if (m_places.back() == Place::Document && place != Place::MultiStatus) {
         Fail(QStringLiteral("it is a \"%1\" in the namespace \"%2\"")
                  .arg(m_xml.name().left(80), m_xml.namespaceUri().left(80)));
+    }
+    if (m_xml.attributes().size() > kMostAttributes) {
+        Fail(QStringLiteral("an element has too many attributes"));
     }
     if (m_places.size() > kDeepest) {
         Fail(QStringLiteral("its elements are nested too deep"));
@@ -221,9 +244,7 @@ MultiStatusReader::~MultiStatusReader() = default;
 
 void MultiStatusReader::Add(const char* data, std::size_t size)
 {
-    for (std::size_t at = 0; at < size; at += kLargestPiece) {
-        d->Add({data + at, static_cast<int>(std::min(kLargestPiece, size - at))});
-    }
+    d->Add(data, size);
 }
 
 std::vector<DavResource> MultiStatusReader::Finish()
