@@ -39,7 +39,7 @@ constexpr CodeTexts kCodes[] = {
     {FailureCode::QuotaExceeded, ExitCode::QuotaExceeded, "quota-exceeded", "the cloud is full",
      "Make room with `orvane-cloud remove DOCUMENT`, or get more space."},
     {FailureCode::Network, ExitCode::CloudTrouble, "network", "the cloud cannot be reached",
-     "Check the connection, and the host and port in the cloud's address, then try again."},
+     "Check the connection, and the cloud's address: https or http, host and port. Then try again."},
     {FailureCode::TimedOut, ExitCode::CloudTrouble, "timed-out", "the cloud does not answer",
      "Try again later. If it lasts, the server hangs, or something on the way to it does."},
     {FailureCode::Unavailable, ExitCode::CloudTrouble, "unavailable",
