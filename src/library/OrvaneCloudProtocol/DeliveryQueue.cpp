@@ -1,9 +1,13 @@
 #include <OrvaneCloudProtocol/DeliveryQueue.h>
 
+#include <support/HandOver.h>
+
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QEvent>
 #include <QPointer>
+
+#include <memory>
 
 namespace Orvane::Social {
 
@@ -25,12 +29,15 @@ void DeliveryQueue::Post(Delivery delivery)
     m_deliveries.push_back(std::move(delivery));
     if (!m_isAnnounced) {
         m_isAnnounced = true;
-        QCoreApplication::postEvent(this, new QEvent(AnnouncementType()));
+        auto announcement = std::make_unique<QEvent>(AnnouncementType());
+        Support::HandOver();
+        QCoreApplication::postEvent(this, announcement.release());
     }
 }
 
 bool DeliveryQueue::event(QEvent* event)
 {
+    Support::TakeOver();
     if (event->type() != AnnouncementType()) {
         return QObject::event(event);
     }

@@ -1,6 +1,7 @@
 #include <OrvaneCloudProtocol/RequestQueue.h>
 
 #include <OrvaneCloudProtocol/DeliveryQueue.h>
+#include <support/HandOver.h>
 
 #include <exception>
 
@@ -93,14 +94,17 @@ void RequestQueue::StartNext(LaneState& state)
 
 void RequestQueue::Run(long long key, const std::shared_ptr<Job>& job, Work work)
 {
-    m_workers.start([this, key, job, work = std::move(work)] {
+    std::function<void()> run = [this, key, job, work = std::move(work)] {
+        Support::TakeOver();
         const auto deliver = [self = std::weak_ptr(m_self), key, failure = FailureOf(work, *job)] {
             if (const auto queue = self.lock()) {
                 (*queue)->OnWorkEnded(key, failure);
             }
         };
         m_deliveries.Post(deliver);
-    });
+    };
+    Support::HandOver();
+    m_workers.start(std::move(run));
 }
 
 void RequestQueue::OnWorkEnded(long long key, const std::optional<Failure>& failure)
