@@ -1,0 +1,146 @@
+#include <OrvaneCloudProtocol/transports/Job.h>
+#include <OrvaneCloudProtocol/transports/webdav/Md5Note.h>
+#include <OrvaneCloudProtocol/transports/webdav/MultiStatus.h>
+#include <OrvaneCloudProtocol/transports/webdav/WebDavAddress.h>
+#include <OrvaneCloudProtocol/transports/webdav/WebDavDate.h>
+
+#include <gmock/gmock.h>
+
+namespace Orvane::Social {
+namespace {
+
+using namespace testing;
+
+const QByteArray kMd5 = "0123456789abcdef0123456789abcdef";
+
+QByteArray Answer(const QByteArray& content)
+{
+    return "<multistatus xmlns='DAV:'><response>" + content + "</response></multistatus>";
+}
+
+QByteArray PropStat(const QByteArray& status, const QByteArray& properties)
+{
+    return "<propstat><status>HTTP/1.1 " + status + "</status><prop>" + properties + "</prop></propstat>";
+}
+
+std::vector<DavResource> Parsed(const QByteArray& text, int pieceSize = 1'000'000)
+{
+    MultiStatusReader reader;
+    for (int at = 0; at < text.size(); at += pieceSize)
+        reader.Add(text.data() + at, static_cast<std::size_t>(std::min(pieceSize, text.size() - at)));
+    return reader.Finish();
+}
+
+TEST(WebDavAddress, IsAnOriginAndACollection)
+{
+    const std::tuple<const char*, QByteArray, bool> cases[] = {
+        {"HTTPS://127.0.0.1.Example:0443/a//b%2fc", "https://127.0.0.1.example/a/b%2fc/", false},
+        {"http://localhost:8080/d\xC3\xA9/", "http://localhost:8080/d%C3%A9/", true},
+        {"http://127.8.9.255:80", "http://127.8.9.255/", true},
+        {"http://[::1]:443/a@b:c;d=%25/...", "http://[::1]:443/a@b:c;d=%25/.../", true},
+    };
+    for (const auto& [text, collection, isLoopback] : cases) {
+        const auto address = WebDavAddress::Parse(text).value();
+        EXPECT_EQ(address.Origin() + address.PathOf("a/#\xFF"), collection + "a%2F%23%FF");
+        EXPECT_EQ(address.IsLoopback(), isLoopback) << text;
+    }
+    const QByteArray refused = "|/a|me@h|a:b@h/|h/?a|h/#a|h/a/..|h/%2E%2e/a|h/./|h/a%2f..%2fb|h/a b|"
+                               "h/%|h/%4|h/%00|h:0/|h:65536/|h:a|a..b|[::1|h\xC3\xA9|ho%73t/|h\\a|h/a\n";
+    for (const QByteArray& text : refused.split('|'))
+        EXPECT_FALSE(WebDavAddress::Parse("http://" + text.toStdString())) << text.data();
+    EXPECT_FALSE(WebDavAddress::Parse("ftp://h/") || WebDavAddress::Parse("h") || WebDavAddress::Parse(""));
+}
+
+TEST(Href, IsPlacedByItsDecodedParts)
+{
+    using Place = HrefMeaning::Place;
+    const std::tuple<const char*, const char*, Place, const char*, const char*> cases[] = {
+        {"/d%c3%a9/my/", "/d\xC3\xA9/my", Place::Collection, "", ""},
+        {"/", "https://host", Place::Collection, "", "host"},
+        {"/dav/", "HTTP://me@Host:80//%64av//..%2F\xFF%ff%2541%/", Place::Member, "../\xFF\xFF%41%", "host"},
+        {"/dav/", "https://[::1]:80/dav/a?b#c", Place::Member, "a?b#c", "[::1]:80"},
+    };
+    for (const auto& [collection, href, place, name, authority] : cases) {
+        const HrefMeaning found = MeaningOf(href, collection);
+        EXPECT_EQ(std::tie(found.place, found.memberName, found.authority), std::tie(place, name, authority));
+    }
+    const QByteArray elsewhere = "|a|d/a|/|/d|/d/my/a/b|/d%2Fmy/a|/D/my/a|/d/mya|http://d/my/a";
+    for (const QByteArray& href : elsewhere.split('|'))
+        EXPECT_EQ(MeaningOf(href, "/d/my/").place, Place::Elsewhere) << href.data();
+}
+
+TEST(WebDavDate, IsReadInEveryForm)
+{
+    const std::pair<const char*, QByteArray> cases[] = {
+        {"1994-11-06T08:49:37.000Z", "Sun, 06 Nov 1994 08:49:37 GMT|Sunday, 06-Nov-94 08:49:37 GMT"},
+        {"1994-11-06T08:49:37.000Z", " Sun Nov  6 08:49:37 1994\n|1994-11-06T08:49:37Z"},
+        {"2024-03-01T01:29:59.500Z", "2024-02-29T23:59:59.5-01:30|2024-03-01T01:29:59.500999999+00:00"},
+        {"", "|yesterday|2024-02-29T24:00:00Z|2024-02-29|Sun, 06 Nov 1994 08:49:37 EST"},
+    };
+    for (const auto& [moment, texts] : cases)
+        for (const QByteArray& text : texts.split('|'))
+            EXPECT_EQ(WebDavDateOf(text).toString(Qt::ISODateWithMs).toStdString(), moment) << text.data();
+}
+
+TEST(Md5Note, CountsForItsOwnSizeAndTagOnly)
+{
+    const QByteArray tag = "\"a b<&\xFF\"", note = Md5NoteOf(kMd5.toUpper(), 7, tag);
+    EXPECT_EQ(Md5InNote(' ' + note, 7, tag), kMd5);
+    EXPECT_EQ(Md5InNote(note, 8, tag) + Md5InNote(note, 7, "\"b\"") + Md5InNote(kMd5, 7, tag), "");
+    EXPECT_EQ(Md5InNote(kMd5 + " 7 ", 7, "") + Md5NoteOf(kMd5, 7, "") + Md5NoteOf("0123", 7, tag), "");
+}
+
+TEST(MultiStatus, MergesWhatIsReportedAsFound)
+{
+    const QByteArray properties =
+        "<resourcetype><collection/></resourcetype><creationdate>2024-01-02T03:04:05Z</creationdate>"
+        "<getcontentlength xmlns='D'>8</getcontentlength><checksums xmlns='http://owncloud.org/ns'>"
+        "<checksum>SHA1:1 MD5:2</checksum><checksum>A:1 md5:0123456789ABCDEF0123456789abcdef</checksum>"
+        "</checksums><content-md5 xmlns='https://orvane.example/ns/cloud'>note</content-md5>";
+    const DavResource found =
+        Parsed(Answer("<href> /a&amp;<![CDATA[b]]><!-- c -->%FF\n</href>" + PropStat("200", properties) +
+                      PropStat("200 OK", "<getetag>W/\"1\"</getetag>") +
+                      PropStat("404 No", "<getetag/><getcontentlength>9</getcontentlength>")))[0];
+    EXPECT_EQ(found.href + found.entityTag, "/a&b%FF\"1\"");
+    EXPECT_EQ(found.serverMd5 + found.md5Note, kMd5 + "note");
+    EXPECT_TRUE(found.isEntityTagWeak && found.isCollection && found.createdAt.isValid() && !found.size);
+    EXPECT_EQ(Parsed(Answer("<status>HTTP/1.1 423 Locked</status>")).at(0).status, 423);
+}
+
+TEST(MultiStatus, KnowsANumberFromNonsense)
+{
+    const std::pair<const char*, std::optional<qint64>> cases[] = {
+        {" 8589934592\n", 8589934592}, {"-3", -3}, {"", {}}, {"9223372036854775808", {}}, {"1.5", {}}};
+    for (const auto& [text, number] : cases) {
+        QByteArray found = "<getcontentlength>@</getcontentlength><quota-used-bytes>@</quota-used-bytes>";
+        const DavResource resource = Parsed(Answer(PropStat("200", found.replace('@', text)))).at(0);
+        EXPECT_EQ(resource.quotaUsed, number) << text;
+        EXPECT_EQ(resource.size, number == -3 ? std::nullopt : number) << text;
+    }
+}
+
+TEST(MultiStatus, IsReadInPiecesOfAnySizeAndOnlyWhenWhole)
+{
+    const QByteArray one = "<href>/d\xC3\xA9&#233;</href>", gap(40'000, '\n');
+    const QByteArray next = "</response><response>" + one;
+    const QByteArray many = Answer(one + next.repeated(9'999)) + gap + "<!-- end -->" + gap;
+    const auto isRight = Each(Field(&DavResource::href, "/d\xC3\xA9\xC3\xA9"));
+    for (const int pieceSize : {1, 10'007, 10'000'000})
+        EXPECT_THAT(Parsed(many, pieceSize), AllOf(SizeIs(10'000), isRight));
+    for (int length = 0; length < Answer(one).size(); ++length)
+        EXPECT_THROW(Parsed(Answer(one).left(length)), CloudError) << length;
+}
+
+TEST(MultiStatus, IsRefusedWhenItIsNoneOrAbsurd)
+{
+    const QByteArray empty = Answer({}), a(66'000, 'a'), bomb = "<!DOCTYPE b [<!ENTITY b \"bomb\">]>";
+    for (const QByteArray& text :
+         {QByteArray("<html/>"), QByteArray("<multistatus/>"), "<a" + empty.mid(12), empty + empty,
+          empty + "a", empty + "<!-- ", bomb + Answer("&b;"), Answer("\x01"), Answer("\xFF"), Answer(a),
+          Answer("<!--" + a + a + a + "-->"), Answer(QByteArray("</response><response>").repeated(1'000'000)),
+          Answer(QByteArray("<a>").repeated(63) + QByteArray("</a>").repeated(63))})
+        EXPECT_THROW(Parsed(text), CloudError) << text.left(200).data();
+}
+
+} // namespace
+} // namespace Orvane::Social
