@@ -33,7 +33,7 @@ class ORVANE_HOST_EXPORT CloudSession : public QObject
 public:
     struct Setup
     {
-        /// "file:///folder", or any other address that the protocol client understands.
+        /// "file:///folder" or "https://host/collection/": any that the protocol client understands.
         QString cloudAddress;
 
         /// Where the document list and the settings are kept. Made when missing.

@@ -192,8 +192,8 @@ OrvaneCloudProtocol::Private::Private(const OAuth2::AuthInfo& authInfo, const st
     const auto onAnswered = [this](long long ticket, const auto& failure) {
         registry.EndLater(ticket, failure);
     };
-    previews = std::make_unique<PreviewDesk>(*queue, transport, previewMaker,
-                                             QByteArray::fromStdString(address), onAnswered);
+    const auto cloud = authInfo.userName.toUtf8() + '\0' + QByteArray::fromStdString(address);
+    previews = std::make_unique<PreviewDesk>(*queue, transport, previewMaker, cloud, onAnswered);
 }
 
 template <typename Answer, typename Work, typename Deliver>

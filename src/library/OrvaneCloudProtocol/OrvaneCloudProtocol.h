@@ -44,8 +44,9 @@ public:
     static const QString MD5_HASH;
     static const QString SSO_TOKEN;
 
-    /// @param address  the cloud's address, UTF-8: "file:///folder" for a plain folder. One that is not
-    ///                 understood makes a client that never signs in (FailureCode::InvalidAddress).
+    /// @param address  the cloud's address, UTF-8: "file:///folder" for a plain folder,
+    ///                 "https://host/collection/" for a WebDAV server. One that is not understood makes a
+    ///                 client that never signs in (FailureCode::InvalidAddress).
     OrvaneCloudProtocol(const OAuth2::AuthInfo& authInfo, const std::string& address, QObject* parent);
     ~OrvaneCloudProtocol() override;
 

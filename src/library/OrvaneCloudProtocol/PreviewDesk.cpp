@@ -5,12 +5,11 @@
 namespace Orvane::Social {
 
 PreviewDesk::PreviewDesk(RequestQueue& queue, std::shared_ptr<Transport> transport,
-                         std::shared_ptr<PreviewMaker> maker, const QByteArray& cloudAddress,
-                         OnAnswered onAnswered)
+                         std::shared_ptr<PreviewMaker> maker, const QByteArray& cloud, OnAnswered onAnswered)
     : m_queue(queue)
     , m_transport(std::move(transport))
     , m_maker(std::move(maker))
-    , m_cloudAddress(cloudAddress)
+    , m_cloud(cloud)
     , m_onAnswered(std::move(onAnswered))
 {}
 
@@ -47,17 +46,16 @@ RequestQueue::Work PreviewDesk::Begin(const QString& id, const std::shared_ptr<A
         answers->tickets.push_back(ticket);
         boxes.push_back(wish.box);
     }
-    return
-        [transport = m_transport, maker = m_maker, address = m_cloudAddress, id, boxes, answers](Job& job) {
-            const QByteArray version =
-                address + '\0' + id.toUtf8() + '\0' + transport->VersionTag(id, job).toUtf8();
-            Transport::RenderSource source;
-            const auto fetch = [&] {
-                source = transport->FetchForRendering(id, job);
-                return source.file;
-            };
-            answers->previews = maker->Make(version, boxes, fetch, job);
+    return [transport = m_transport, maker = m_maker, cloud = m_cloud, id, boxes, answers](Job& job) {
+        const QByteArray version =
+            cloud + '\0' + id.toUtf8() + '\0' + transport->VersionTag(id, job).toUtf8();
+        Transport::RenderSource source;
+        const auto fetch = [&] {
+            source = transport->FetchForRendering(id, job);
+            return source.file;
         };
+        answers->previews = maker->Make(version, boxes, fetch, job);
+    };
 }
 
 void PreviewDesk::OnEnded(const QString& id, const Answers& answers, const std::optional<Failure>& failure)

@@ -24,9 +24,9 @@ public:
     /// Called once for each request that was not cancelled. May not delete the desk.
     using OnAnswered = std::function<void(long long ticket, const std::optional<Failure>& failure)>;
 
-    /// @param cloudAddress  tells documents of one cloud from those of another
+    /// @param cloud  tells documents of one cloud, as one user sees it, from those of another
     PreviewDesk(RequestQueue& queue, std::shared_ptr<Transport> transport,
-                std::shared_ptr<PreviewMaker> maker, const QByteArray& cloudAddress, OnAnswered onAnswered);
+                std::shared_ptr<PreviewMaker> maker, const QByteArray& cloud, OnAnswered onAnswered);
 
     /// @param image  filled before the answer, when there is no failure
     void Add(long long ticket, const QString& id, const QSize& box, std::shared_ptr<QImage> image);
@@ -68,7 +68,7 @@ private:
     RequestQueue& m_queue;
     const std::shared_ptr<Transport> m_transport;
     const std::shared_ptr<PreviewMaker> m_maker;
-    const QByteArray m_cloudAddress;
+    const QByteArray m_cloud;
     const OnAnswered m_onAnswered;
     std::unordered_map<long long, QString> m_idOfTicket;
     Groups m_waiting;

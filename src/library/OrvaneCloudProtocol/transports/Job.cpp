@@ -8,6 +8,7 @@ namespace Orvane::Social {
 namespace {
 
 constexpr qint64 kReportEveryMilliseconds = 100;
+constexpr qint64 kRepeatEveryMilliseconds = 1000; // a sign of life, where one per cent takes long
 
 int PercentOf(qint64 done, qint64 total)
 {
@@ -81,8 +82,9 @@ void Job::ThrowIfCanceled() const
 void Job::ReportProgress(qint64 done, qint64 total)
 {
     const int percent = PercentOf(done, total);
-    const bool isTooEarly = m_lastPercent >= 0 && m_sinceLastReport.elapsed() < kReportEveryMilliseconds;
-    if (percent > m_lastPercent && !isTooEarly) {
+    const auto pause = percent > m_lastPercent ? kReportEveryMilliseconds : kRepeatEveryMilliseconds;
+    const bool isTooEarly = m_lastPercent >= 0 && m_sinceLastReport.elapsed() < pause;
+    if (percent >= m_lastPercent && !isTooEarly) {
         Report(percent);
     }
 }

@@ -1,6 +1,26 @@
 #include <OrvaneCloudProtocol/transports/http/NetworkError.h>
 
+#include <QList>
+
 namespace Orvane::Social {
+
+namespace {
+
+QString DetailOf(const HttpRequest& request, const HttpResponse& response)
+{
+    QString detail = QStringLiteral("%1 %2: %3 %4")
+                         .arg(QString::fromLatin1(request.method), QString::fromUtf8(request.url))
+                         .arg(response.status)
+                         .arg(QString::fromUtf8(response.reason))
+                         .trimmed();
+    if (!response.location.isEmpty()) {
+        // Without the query, which may hold what is nobody's business.
+        detail += QStringLiteral(" to %1").arg(QString::fromUtf8(response.location.split('?').first()));
+    }
+    return detail;
+}
+
+} // namespace
 
 FailureCode FailureCodeOfStatus(int status)
 {
@@ -39,16 +59,9 @@ FailureCode FailureCodeOfStatus(int status)
     }
 }
 
-CloudError StatusError(const HttpRequest& request, const HttpResponse& response)
-{
-    QString detail = QStringLiteral("%1 %2: %3 %4")
-                         .arg(QString::fromLatin1(request.method), QString::fromUtf8(request.url))
-                         .arg(response.status)
-                         .arg(QString::fromUtf8(response.reason));
-    if (!response.location.isEmpty()) {
-        detail += QStringLiteral(" to %1").arg(QString::fromUtf8(response.location));
-    }
-    return CloudError(FailureCodeOfStatus(response.status), detail.trimmed());
-}
+StatusError::StatusError(const HttpRequest& request, const HttpResponse& response)
+    : CloudError(FailureCodeOfStatus(response.status), DetailOf(request, response))
+    , m_status(response.status)
+{}
 
 } // namespace Orvane::Social

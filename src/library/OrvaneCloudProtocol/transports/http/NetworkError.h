@@ -30,8 +30,16 @@ private:
 /// What an answer's status means to whoever asked, when it is not the one that was hoped for.
 [[nodiscard]] FailureCode FailureCodeOfStatus(int status);
 
-/// The error that the answer stands for. The detail names the method, the path and the status, never a
-/// header.
-[[nodiscard]] CloudError StatusError(const HttpRequest& request, const HttpResponse& response);
+/// An answer that is not the one that was hoped for. The detail names the method, the address and the status.
+class StatusError : public CloudError
+{
+public:
+    StatusError(const HttpRequest& request, const HttpResponse& response);
+
+    [[nodiscard]] int GetStatus() const noexcept { return m_status; }
+
+private:
+    int m_status;
+};
 
 } // namespace Orvane::Social

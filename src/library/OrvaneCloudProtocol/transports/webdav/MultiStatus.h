@@ -30,8 +30,8 @@ struct DavResource
 
 /// Reads a multi-status (RFC 4918 §13) as it arrives, in pieces of any size. Everything but a complete,
 /// well-formed multi-status in the right namespace is a CloudError (Protocol): so are documents with a
-/// DOCTYPE (entities), names or values of absurd length, absurd depth, and more than 1,000,000 resources. What
-/// is wrong may be noticed only in Finish.
+/// DOCTYPE (entities), names or values of absurd length, absurd depth, and more than 1,000,000 resources.
+/// What is wrong may be noticed only in Finish.
 class MultiStatusReader
 {
 public:

@@ -91,10 +91,13 @@ void WebDavServer::SignIn(const QString& token, Job& job)
             throw CloudError(FailureCode::Protocol,
                              QString::fromUtf8(request.url) + QStringLiteral(": not a WebDAV collection"));
         }
-    } catch (const CloudError& error) {
-        // A server that does not say 401 says 403 to a token that it does not accept.
-        if (error.GetFailure().code == FailureCode::Refused) {
-            throw CloudError(FailureCode::SignInNeeded, error.GetFailure().detail);
+    } catch (const StatusError& error) {
+        const auto& detail = error.GetFailure().detail;
+        if (error.GetStatus() == 403) { // some servers say that to a token that they do not accept
+            throw CloudError(FailureCode::SignInNeeded, detail);
+        }
+        if (error.GetStatus() == 405) { // a web server, but not for documents
+            throw CloudError(FailureCode::Protocol, detail);
         }
         throw;
     }

@@ -25,6 +25,12 @@ namespace fs = std::filesystem;
 
 constexpr qint64 kLargestRendered = qint64{256} * 1024 * 1024;
 
+/// One address may show every user another cloud.
+QByteArray CloudOf(const OAuth2::AuthInfo& authInfo, const WebDavAddress& address)
+{
+    return authInfo.userName.toUtf8() + '\0' + address.Origin() + address.CollectionPath();
+}
+
 std::string RequiredName(const QString& id)
 {
     const auto name = DocumentNameOf(id);
@@ -75,7 +81,7 @@ public:
         , collection(server)
         , temporaries(collection, cache)
         , localTemporaries(cache / "temporaries")
-        , hashes(cache / "transferred-hashes.sqlite", address.Origin() + address.CollectionPath())
+        , hashes(cache / "transferred-hashes.sqlite", CloudOf(authInfo, address))
         , uploads{collection, temporaries}
     {}
 
