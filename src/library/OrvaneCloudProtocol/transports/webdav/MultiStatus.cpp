@@ -29,6 +29,9 @@ constexpr std::size_t kLongestToken = 128 * 1024;
 /// values need their place, too.
 constexpr std::size_t kMostKept = 1024 * 1024 * 1024;
 
+/// Of what the server wrote, in a failure's detail.
+constexpr int kLongestQuote = 100;
+
 /// What the XML reader is given at once. It goes over an unfinished token again for every further piece, so
 /// the pieces must not be as small as they come.
 constexpr int kPieceSize = 16 * 1024;
@@ -125,7 +128,7 @@ void MultiStatusReader::Private::ReadTokens()
     }
     m_isComplete = token == QXmlStreamReader::EndDocument;
     if (m_xml.hasError() && m_xml.error() != QXmlStreamReader::PrematureEndOfDocumentError) {
-        Fail(m_xml.errorString());
+        Fail(m_xml.errorString().left(kLongestQuote));
     }
     if (m_sinceToken > kLongestToken) {
         Fail(QStringLiteral("a part of it is too long"));
@@ -137,7 +140,7 @@ void MultiStatusReader::Private::EnterElement()
     const Place place = PlaceOf(m_places.back(), m_xml.namespaceUri(), m_xml.name());
     if (m_places.back() == Place::Document && place != Place::MultiStatus) {
         Fail(QStringLiteral("it is a \"%1\" in the namespace \"%2\"")
-                 .arg(m_xml.name().left(80), m_xml.namespaceUri().left(80)));
+                 .arg(m_xml.name().left(kLongestQuote), m_xml.namespaceUri().left(kLongestQuote)));
     }
     if (m_xml.attributes().size() > kMostAttributes) {
         Fail(QStringLiteral("an element has too many attributes"));
