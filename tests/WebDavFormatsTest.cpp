@@ -44,8 +44,8 @@ TEST(WebDavAddress, IsAnOriginAndACollection)
         EXPECT_EQ(address.Origin() + address.PathOf("a/#\xFF"), collection + "a%2F%23%FF");
         EXPECT_EQ(address.IsLoopback(), isLoopback) << text;
     }
-    const QByteArray refused = "|/a|me@h|a:b@h/|h/?a|h/#a|h/a/..|h/%2E%2e/a|h/./|h/a%2f..%2fb|h/a b|"
-                               "h/%|h/%4|h/%00|h:0/|h:65536/|h:a|a..b|[::1|h\xC3\xA9|ho%73t/|h\\a|h/a\n";
+    const QByteArray refused = "|/a|me@h|a:b@h/|h/?a|h/#a|h/a/..|h/%2E%2e/a|h/./|h/a%2f..%2fb|h/a b|h/%|"
+                               "h/%4|h/%00|h:0/|h:65536|h:99999999999|a..b|[::1|h\xC3\xA9|ho%73t/|h\\a|h/a\n";
     for (const QByteArray& text : refused.split('|'))
         EXPECT_FALSE(WebDavAddress::Parse("http://" + text.toStdString())) << text.data();
     EXPECT_FALSE(WebDavAddress::Parse("ftp://h/") || WebDavAddress::Parse("h") || WebDavAddress::Parse(""));
@@ -75,7 +75,7 @@ TEST(WebDavDate, IsReadInEveryForm)
         {"1994-11-06T08:49:37.000Z", "Sun, 06 Nov 1994 08:49:37 GMT|Sunday, 06-Nov-94 08:49:37 GMT"},
         {"1994-11-06T08:49:37.000Z", " Sun Nov  6 08:49:37 1994\n|1994-11-06T08:49:37Z"},
         {"2024-03-01T01:29:59.500Z", "2024-02-29T23:59:59.5-01:30|2024-03-01T01:29:59.500999999+00:00"},
-        {"", "|yesterday|2024-02-29T24:00:00Z|2024-02-29|Sun, 06 Nov 1994 08:49:37 EST"},
+        {"", "|yesterday|2024-02-29T24:00:00Z|2024-02-29T00:00:00Z!|Sun, 06 Nov 1994 08:49:37 EST"},
     };
     for (const auto& [moment, texts] : cases)
         for (const QByteArray& text : texts.split('|'))
@@ -95,7 +95,7 @@ TEST(MultiStatus, MergesWhatIsReportedAsFound)
     const QByteArray properties =
         "<resourcetype><collection/></resourcetype><creationdate>2024-01-02T03:04:05Z</creationdate>"
         "<getcontentlength xmlns='D'>8</getcontentlength><checksums xmlns='http://owncloud.org/ns'>"
-        "<checksum>SHA1:1 MD5:2</checksum><checksum>A:1 md5:0123456789ABCDEF0123456789abcdef</checksum>"
+        "<checksum>A:1 md5:0123456789ABCDEF0123456789abcdef</checksum><checksum>SHA1:1 MD5:2</checksum>"
         "</checksums><content-md5 xmlns='https://orvane.example/ns/cloud'>note</content-md5>";
     const DavResource found =
         Parsed(Answer("<href> /a&amp;<![CDATA[b]]><!-- c -->%FF\n</href>" + PropStat("200", properties) +
