@@ -1,0 +1,83 @@
+"""Documents that go to a cloud and come back."""
+
+from client import Client
+from comparison import Findings
+from curl import Curl, CurlAsWeUpload
+from peers import Cp, Hashing, Rclone
+from samples import require_copies, write_files
+from bench import SMALL_FILE
+from words import count_text, size_text
+
+LARGE_GOALS = {"curl": 1.1, "cp": 1.3}
+SMALL_GOALS = {"curl": 1.2, "curl, same requests": 1.2}
+MOST_MEMORY = 32  # MiB
+
+
+def folder_findings(bench, cloud):
+    tools = {"ours": Client(bench.program("transfer")), "cp": Cp, "the MD5 alone": Hashing}
+    for way in (Up, Down):
+        yield _large_file(bench, cloud, way, tools)
+
+
+def server_findings(bench, cloud):
+    ours = {"ours": Client(bench.program("transfer"))}
+    for way in (Up, Down):
+        yield _large_file(bench, cloud, way, {**ours, "curl": Curl})
+    yield _small_files(bench, cloud, Up, {**ours, "curl, same requests": CurlAsWeUpload, "rclone copy": Rclone})
+    yield _small_files(bench, cloud, Down, {**ours, "curl": Curl, "rclone copy": Rclone})
+
+
+class Up:
+    words = "up to"
+
+    @staticmethod
+    def source(bench, _cloud):
+        return bench.new_folder()
+
+    @staticmethod
+    def run(bench, cloud, tool, source, names):
+        with cloud.new_collection() as collection, bench.new_folder() as scratch:
+            measured = tool.upload(cloud, collection, [source / name for name in names], scratch)
+            if tool is not Hashing:
+                require_copies(source, collection, names)
+            return measured
+
+
+class Down:
+    words = "down from"
+
+    @staticmethod
+    def source(_bench, cloud):
+        return cloud.new_collection()
+
+    @staticmethod
+    def run(bench, cloud, tool, source, names):
+        with bench.new_folder() as target, bench.new_folder() as scratch:
+            measured = tool.download(cloud, source, names, target, scratch)
+            if tool is not Hashing:
+                require_copies(source, target, names)
+            return measured
+
+
+def _large_file(bench, cloud, way, tools):
+    size = bench.sizes.large_file
+    work = f"{size_text(size)} {way.words} {cloud.name}"
+    found = _compare(bench, cloud, way, work, (1, size), tools, LARGE_GOALS)
+    with way.source(bench, cloud) as source:
+        least = way.run(bench, cloud, tools["ours"], source, write_files(source, 1, 1))
+    found.add_memory(least, MOST_MEMORY)
+    return found
+
+
+def _small_files(bench, cloud, way, tools):
+    count = bench.sizes.moved_files
+    work = f"{count_text(count)} of {size_text(SMALL_FILE)} {way.words} {cloud.name}"
+    return _compare(bench, cloud, way, work, (count, SMALL_FILE), tools, SMALL_GOALS)
+
+
+def _compare(bench, cloud, way, work, count_and_size, tools, goals):
+    with way.source(bench, cloud) as source:
+        names = write_files(source, *count_and_size)
+        sides = {name: lambda tool=tool: way.run(bench, cloud, tool, source, names)
+                 for name, tool in tools.items()}
+        return Findings.of(work, sides, bench.sizes.rounds, goals)
