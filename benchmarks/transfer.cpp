@@ -5,13 +5,15 @@
 #include <QFileInfo>
 
 #include <cstdio>
+#include <functional>
 
 /// A process that signs in with the protocol client, does one thing with many documents, and ends: to be
 /// compared with others of its kind. What the managers add to a transfer is not in it.
 ///
-///     bench-transfer [--user NAME] --cache FOLDER ADDRESS list COUNT
-///     bench-transfer [--user NAME] --cache FOLDER ADDRESS upload FILE...
-///     bench-transfer [--user NAME] --cache FOLDER ADDRESS download FOLDER ID...
+///     benchmark-transfer [--user NAME] --cache FOLDER ADDRESS list COUNT
+///     benchmark-transfer [--user NAME] --cache FOLDER ADDRESS upload FILE...
+///     benchmark-transfer [--user NAME] --cache FOLDER ADDRESS download FOLDER ID...
+///     benchmark-transfer [--user NAME] --cache FOLDER ADDRESS list-and-download FOLDER ID...
 ///
 /// The token is taken from ORVANE_BENCHMARK_TOKEN. All requests are made at once.
 namespace Orvane::Social {
@@ -40,14 +42,12 @@ public:
 
     void List()
     {
-        const auto onListed = [this](long long, RequestResult result, const auto& files) {
-            Require(Operation::FileList, result == RequestResult::Success);
-            const bool isWhole = files.size() == m_arguments.value(0).toInt();
+        ListAnd([this](int count) {
+            const bool isWhole = count == m_arguments.value(0).toInt();
             if (!isWhole)
-                std::fprintf(stderr, "%d documents\n", files.size());
+                std::fprintf(stderr, "%d documents\n", count);
             QCoreApplication::exit(isWhole ? 0 : 1);
-        };
-        Require(Operation::FileList, m_client.retriveFileList({}, onListed));
+        });
     }
 
     void Upload()
@@ -60,6 +60,11 @@ public:
             const QString path = QFileInfo(file).absoluteFilePath();
             Require(Operation::Upload, m_client.uploadFile(path, {}, onStored, {}));
         }
+    }
+
+    void ListAndDownload()
+    {
+        ListAnd([this](int) { Download(); });
     }
 
     void Download()
@@ -76,6 +81,15 @@ public:
     }
 
 private:
+    void ListAnd(const std::function<void(int count)>& next)
+    {
+        const auto onListed = [this, next](long long, RequestResult result, const auto& files) {
+            Require(Operation::FileList, result == RequestResult::Success);
+            next(files.size());
+        };
+        Require(Operation::FileList, m_client.retriveFileList({}, onListed));
+    }
+
     void EndOne(Operation operation, RequestResult result)
     {
         Require(operation, result == RequestResult::Success);
@@ -108,9 +122,11 @@ int Run(const QCoreApplication& application)
     parser.process(application);
     const QStringList arguments = parser.positionalArguments();
 
-    const QMap<QString, Transfer::Work> works{{QStringLiteral("list"), &Transfer::List},
-                                              {QStringLiteral("upload"), &Transfer::Upload},
-                                              {QStringLiteral("download"), &Transfer::Download}};
+    const QMap<QString, Transfer::Work> works{
+        {QStringLiteral("list"), &Transfer::List},
+        {QStringLiteral("upload"), &Transfer::Upload},
+        {QStringLiteral("download"), &Transfer::Download},
+        {QStringLiteral("list-and-download"), &Transfer::ListAndDownload}};
     const auto work = works.value(arguments.value(1));
     if (work == nullptr || arguments.size() < 3) {
         std::fputs("what is to be done is missing or not known\n", stderr);

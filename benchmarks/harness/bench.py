@@ -37,7 +37,7 @@ class Bench:
         return self.sizes is QUICK
 
     def program(self, name):
-        return self.programs / f"bench-{name}"
+        return self.programs / f"benchmark-{name}"
 
     @contextlib.contextmanager
     def new_folder(self):

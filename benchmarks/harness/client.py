@@ -17,7 +17,7 @@ class Client:
         return self._run(cloud, collection, scratch, "upload", *files)
 
     def download(self, cloud, collection, names, target, scratch):
-        return self._run(cloud, collection, scratch, "download", target, *names)
+        return self._run(cloud, collection, scratch, cloud.client_download, target, *names)
 
     def _run(self, cloud, collection, scratch, *work):
         return measure([self.program, *cloud.client_options, "--cache", scratch / "cache",

@@ -29,10 +29,13 @@ class FolderCloud:
 
     client_options = ()
     client_environment = {}
+    client_download = "download"  # the first listing of a folder hashes all that is in it
 
 
 class WebDavCloud:
     """A server that runs on this machine until its with block ends."""
+
+    client_download = "list-and-download"  # as everybody does: the client then knows the versions
 
     def __init__(self, kind, work):
         self.name = {"apache": "Apache", "rclone": "rclone serve"}[kind]

@@ -1,5 +1,6 @@
 """Runs whole processes and tells how long they took and how much memory they had."""
 
+import contextlib
 import os
 import shlex
 import subprocess
@@ -11,7 +12,7 @@ from dataclasses import dataclass
 @dataclass(frozen=True)
 class Measurement:
     seconds: float
-    peak_bytes: int  # of the largest process; never less than what this interpreter itself has
+    peak_bytes: int  # of the largest process
     command: str
 
 
@@ -22,26 +23,24 @@ class ProcessFailed(Exception):
 def measure(*commands, env=None, cwd=None):
     """Runs the commands at the same time, until the last has ended."""
     commands = [[str(word) for word in command] for command in commands]
-    with tempfile.TemporaryFile() as errors:
+    with contextlib.ExitStack() as open_files:
+        peaks = [open_files.enter_context(tempfile.NamedTemporaryFile("r")) for _ in commands]
+        errors = open_files.enter_context(tempfile.TemporaryFile())
         started = time.monotonic()
-        running = [
-            subprocess.Popen(command, env={**os.environ, **(env or {})}, cwd=cwd, stdin=subprocess.DEVNULL,
-                             stdout=subprocess.DEVNULL, stderr=errors)
-            for command in commands
-        ]
-        peaks = [_wait_for(process) for process in running]
+        running = [_start(*one, errors, env, cwd) for one in zip(commands, peaks)]
+        statuses = [process.wait() for process in running]
         seconds = time.monotonic() - started
-        if any(process.returncode for process in running):
+        if any(statuses):
             errors.seek(0)
-            words = errors.read().decode(errors="replace").strip()
-            raise ProcessFailed(f"{_shown(commands[0])}\n{words}")
-    return Measurement(seconds, max(peaks), _shown(commands[0]))
+            raise ProcessFailed(f"{_shown(commands[0])}\n{errors.read().decode(errors='replace')}")
+        return Measurement(seconds, max(int(peak.read()) for peak in peaks) * 1024, _shown(commands[0]))
 
 
-def _wait_for(process):
-    _, status, usage = os.wait4(process.pid, 0)
-    process.returncode = os.waitstatus_to_exitcode(status)
-    return usage.ru_maxrss * 1024
+def _start(command, peak, errors, env, cwd):
+    # A process counts what its parent had as its own peak, and time(1) has next to nothing.
+    watched = ["time", "--quiet", "--format=%M", f"--output={peak.name}", *command]
+    return subprocess.Popen(watched, env={**os.environ, **(env or {})}, cwd=cwd, stdin=subprocess.DEVNULL,
+                            stdout=subprocess.DEVNULL, stderr=errors)
 
 
 def _shown(command, most=8):
