@@ -1,0 +1,315 @@
+#include "support/EventLoop.h"
+#include "support/SampleDocuments.h"
+#include "support/SamplePdf.h"
+#include "support/Scale.h"
+#include "tests/support/HelperStandIn.h"
+
+#include <OrvaneCloudHost/CloudSession.h>
+#include <OrvaneCloudHost/SqliteCloudInfoStorage.h>
+
+#include <QFile>
+
+#include <fstream>
+#include <limits>
+#include <optional>
+
+/// Retrieving the list of a cloud in a folder and merging it into the document list: the whole of it, from
+/// the call to DocumentsRefreshed, with previews arriving meanwhile and after.
+namespace Orvane::Benchmarks {
+namespace {
+
+using namespace PDF::Cloud;
+using PDF::FileInfo;
+namespace fs = std::filesystem;
+
+constexpr int kBytes = 100;
+constexpr int kShareThatChanges = 20; // one in so many
+
+QString NameOf(const fs::path& path)
+{
+    return QFile::decodeName(path.c_str());
+}
+
+struct Measured
+{
+    double handler = 0;
+    double merged = 0;
+    double settled = 0;
+    double longestBlock = 0;
+};
+
+enum class Until
+{
+    Merged,
+    PreviewsSettled
+};
+
+/// One life of the session.
+class Session
+{
+public:
+    Session(const fs::path& cloud, const fs::path& data)
+        : m_session({QStringLiteral("file://") + NameOf(cloud), NameOf(data), {}})
+    {
+        auto& manager = m_session.Cloud();
+        QObject::connect(&manager, &OrvaneCloudManager::RetrieveFilePreviewStarted,
+                         [this] { NoteBeginningOfHandler(); });
+        QObject::connect(&manager, &OrvaneCloudManager::RetrievingFilesListFinished,
+                         [this](const QList<Document>& listed) { NoteEndOfHandler(listed); });
+        QObject::connect(&m_session, &CloudSession::DocumentsRefreshed, [this] { m_isMerged = true; });
+        QObject::connect(&m_session, &CloudSession::PreviewsSettled, [this] { m_isSettled = true; });
+        m_session.SignIn();
+        RunUntil([&] { return manager.IsLoggedIn(); });
+    }
+
+    /// What the cloud has listed.
+    const QList<Document>& Retrieve()
+    {
+        m_session.Cloud().RetrieveFilesList();
+        RunUntil([this] { return m_isListed; });
+        return m_listed;
+    }
+
+    Measured Refresh(Until until)
+    {
+        const Stopwatch stopwatch;
+        LoopWatch watch;
+        m_watch = &watch;
+        Retrieve();
+        RunUntil([this] { return m_isMerged; });
+        m_measured.merged = stopwatch.Seconds();
+        RunUntil([&] { return m_isSettled || until == Until::Merged; });
+        m_measured.settled = stopwatch.Seconds();
+        m_measured.longestBlock = watch.LongestBlock();
+        m_watch = nullptr;
+        return m_measured;
+    }
+
+    [[nodiscard]] const Measured& SoFar() const { return m_measured; }
+
+private:
+    // The handler of a retrieved list begins with the first preview, and ends by handing the list out.
+    void NoteBeginningOfHandler()
+    {
+        if (!std::exchange(m_isInHandler, true))
+            m_handler = Stopwatch();
+    }
+
+    void NoteEndOfHandler(const QList<Document>& listed)
+    {
+        m_measured.handler = m_isInHandler ? m_handler.Seconds() : 0;
+        m_listed = listed;
+        m_isListed = true;
+        if (m_watch)
+            m_watch->Leave(m_measured.handler);
+    }
+
+    CloudSession m_session;
+    LoopWatch* m_watch = nullptr;
+    Stopwatch m_handler;
+    Measured m_measured;
+    QList<Document> m_listed;
+    bool m_isInHandler = false;
+    bool m_isListed = false;
+    bool m_isMerged = false;
+    bool m_isSettled = false;
+};
+
+/// A cloud in a folder, and a stored list of its documents, of which every second one has a local copy.
+class World
+{
+public:
+    explicit World(int count)
+        : m_files(MakeFiles(m_cloud, count, kBytes))
+        , m_localCopies(MakeFiles(NewFolder(), count, kBytes))
+    {
+        StoreList(ListedDocuments());
+        LetFilesSettle();
+    }
+
+    [[nodiscard]] Session NewSession() const { return Session(m_cloud, m_data); }
+
+    /// A twentieth of the documents changes, another goes, and as many are new.
+    void Change()
+    {
+        ++m_generation;
+        for (std::size_t at = 0; at + 1 < m_files.size(); at += kShareThatChanges) {
+            std::ofstream(m_files[at]) << "changed " << m_generation;
+            auto renamed =
+                m_cloud / ("new " + std::to_string(m_generation) + ' ' + std::to_string(at) + ".pdf");
+            fs::rename(m_files[at + 1], renamed);
+            m_files[at + 1] = std::move(renamed);
+        }
+    }
+
+    void EmptyCloud()
+    {
+        for (const auto& file : m_files)
+            fs::remove(file);
+    }
+
+    void ForgetList() { m_data = NewFolder(); }
+
+private:
+    [[nodiscard]] QList<Document> ListedDocuments() const
+    {
+        auto session = NewSession();
+        return session.Retrieve();
+    }
+
+    void StoreList(const QList<Document>& documents) const
+    {
+        const auto none = std::make_shared<NoFiles>();
+        const auto storage = std::make_shared<SqliteCloudInfoStorage>(NameOf(m_data / "documents.sqlite"));
+        OrvaneCloudFilesManager list(std::make_shared<SavingStorage>(storage), none, none);
+        for (int at = 0; at < documents.size(); ++at) {
+            if (at % 2 == 0)
+                documents[at]->SetPath(ioPath(m_localCopies[static_cast<std::size_t>(at)].u8string()),
+                                       documents[at]->GetCloudInfo()->GetMd5Hash());
+            list.Add(documents[at]);
+        }
+    }
+
+    const fs::path m_cloud = NewFolder();
+    fs::path m_data = NewFolder();
+    std::vector<fs::path> m_files;
+    const std::vector<fs::path> m_localCopies;
+    int m_generation = 0;
+};
+
+void Report(benchmark::State& state, double time, const Measured& measured)
+{
+    state.SetIterationTime(time);
+    state.counters["longest_block_ms"] = measured.longestBlock * 1000;
+    state.counters["handler_ms"] = measured.handler * 1000;
+}
+
+/// A picture of a page for every document, as quickly as can be.
+class QuickRenderer
+{
+public:
+    QuickRenderer()
+        : m_standIn("exec cat '" + QFile::encodeName(NameOf(RenderedTextPage())) + '\'')
+    {}
+
+private:
+    const Tests::HelperStandIn m_standIn;
+};
+
+/// Without the program that renders, every preview fails soon.
+class NoRenderer
+{
+public:
+    NoRenderer() { m_standIn.Uninstall(); }
+
+private:
+    const Tests::HelperStandIn m_standIn{""};
+};
+
+void Refresh(benchmark::State& state)
+{
+    const QuickRenderer renderer;
+    World world(DocumentCount());
+    world.NewSession().Refresh(Until::PreviewsSettled); // makes the pictures
+    for (auto _ : state) {
+        world.Change();
+        const auto measured = world.NewSession().Refresh(Until::PreviewsSettled);
+        Report(state, measured.merged, measured);
+        state.counters["settled_ms"] = measured.settled * 1000;
+    }
+}
+BENCHMARK(Refresh)->Name("refresh/ours")->Apply(OnceByOwnClock);
+
+void RefreshIntoNothing(benchmark::State& state)
+{
+    const NoRenderer renderer;
+    World world(DocumentCount());
+    for (auto _ : state) {
+        world.ForgetList();
+        const auto measured = world.NewSession().Refresh(Until::PreviewsSettled);
+        Report(state, measured.merged, measured);
+    }
+}
+BENCHMARK(RefreshIntoNothing)->Name("refresh-first/ours")->Apply(OnceByOwnClock);
+
+void RefreshFromNothing(benchmark::State& state)
+{
+    const NoRenderer renderer;
+    World world(DocumentCount());
+    for (auto _ : state) {
+        world.EmptyCloud();
+        const auto measured = world.NewSession().Refresh(Until::PreviewsSettled);
+        Report(state, measured.merged, measured);
+    }
+}
+BENCHMARK(RefreshFromNothing)->Name("refresh-emptied/ours")->Apply(OnceByOwnClock);
+
+void RefreshAsWorkGrows(benchmark::State& state)
+{
+    const NoRenderer renderer;
+    World world(static_cast<int>(state.range(0)));
+    for (auto _ : state) {
+        world.Change();
+        const auto measured = world.NewSession().Refresh(Until::Merged);
+        Report(state, measured.merged, measured);
+    }
+    state.SetItemsProcessed(state.range(0));
+}
+BENCHMARK(RefreshAsWorkGrows)->Name("growth-refresh/ours")->Apply(Growing);
+
+using Entry = Social::Ability::File<Social::OrvaneCloudSharingResult>::FileInfo;
+
+void HandleList(benchmark::State& state)
+{
+    const NoRenderer renderer;
+    const World world(DocumentCount());
+    for (auto _ : state) {
+        auto session = world.NewSession();
+        session.Retrieve();
+        state.SetIterationTime(session.SoFar().handler);
+    }
+}
+BENCHMARK(HandleList)->Name("refresh-handler/ours")->Apply(OnceByOwnClock);
+
+QList<Entry> EntriesLike(const std::vector<Document>& documents)
+{
+    QList<Entry> entries;
+    for (const auto& document : documents) {
+        const auto cloudInfo = *document->GetCloudInfo();
+        Entry entry;
+        entry.id = QString::fromStdString(cloudInfo.GetId());
+        entry.fileName = QString::fromStdString(cloudInfo.GetFileName());
+        entry.size = static_cast<qint64>(cloudInfo.GetSize());
+        entry.md5Hash = QString::fromStdString(cloudInfo.GetMd5Hash());
+        entry.createdAt = cloudInfo.GetCreatedAt().toString(Qt::ISODate);
+        entry.modifyTime = cloudInfo.GetModifyTime().toString(Qt::ISODate);
+        entries.append(entry);
+    }
+    return entries;
+}
+
+Document RecordOf(const Entry& entry)
+{
+    return std::make_shared<FileInfo>(FileInfo::CloudInfo(
+        entry.id.toStdString(), entry.fileName.toStdString(), static_cast<unsigned long long>(entry.size),
+        true, QUrl(), QDateTime::fromString(entry.createdAt, Qt::ISODate),
+        QDateTime::fromString(entry.modifyTime, Qt::ISODate), std::numeric_limits<int>::max(),
+        entry.md5Hash.toStdString()));
+}
+
+void BuildRecords(benchmark::State& state)
+{
+    const auto entries = EntriesLike(MakeDocuments(DocumentCount(), 0));
+    for (auto _ : state) {
+        QList<Document> documents;
+        documents.reserve(entries.size());
+        state.SetIterationTime(SecondsOf([&] {
+            for (const auto& entry : entries)
+                documents.append(RecordOf(entry));
+        }));
+    }
+}
+BENCHMARK(BuildRecords)->Name("refresh-handler/floor")->Apply(OnceByOwnClock);
+
+} // namespace
+} // namespace Orvane::Benchmarks
