@@ -5,6 +5,8 @@ from dataclasses import dataclass, field
 from bench import MIB
 from table import limit_row, ratio_row
 
+_GROWTH_GOAL = 1.2
+
 
 @dataclass
 class Findings:
@@ -30,6 +32,12 @@ class Findings:
         """How much more memory ours had, at most, than a run of it with hardly anything to do."""
         growth = max(run.peak_bytes for run in self.measured["ours"]) - least.peak_bytes
         self.rows.append(limit_row(f"{self.work}: memory above that for 1 byte", growth / MIB, goal, "MiB"))
+
+
+def growth_row(work, seconds, before, fewer, more):
+    """Compares with what it would be if time grew as the number of documents does."""
+    expected = [one * more / fewer for one in before]
+    return ratio_row(work, seconds, f"{fewer:,} x {more / fewer:g}", expected, _GROWTH_GOAL)
 
 
 def _take_turns(sides, rounds, judged):

@@ -1,15 +1,13 @@
 """Listing what a cloud holds."""
 
 from client import Client
-from comparison import Findings
+from comparison import Findings, growth_row
 from curl import Curl
 from peers import Rclone
 from samples import write_files
-from table import ratio_row
 from words import count_text
 
 GOALS = {"rclone lsjson": 0.5, "curl": 3}
-GROWTH_GOAL = 1.2
 FILE_SIZE = 100  # bytes
 
 
@@ -26,9 +24,7 @@ def growth_findings(bench, cloud):
         found = _list(bench, cloud, count, tools, {})
         seconds = [run.seconds for run in found.measured["ours"]]
         if fewer:
-            expected = [one * count / fewer for one in before]
-            found.rows = [ratio_row(found.work, seconds, f"{count_text(fewer)} x {count / fewer:g}", expected,
-                                    GROWTH_GOAL)]
+            found.rows = [growth_row(found.work, seconds, before, fewer, count)]
         fewer, before = count, seconds
         yield found
 

@@ -32,8 +32,8 @@ def measure(*commands, env=None, cwd=None):
         seconds = time.monotonic() - started
         if any(statuses):
             errors.seek(0)
-            raise ProcessFailed(f"{_shown(commands[0])}\n{errors.read().decode(errors='replace')}")
-        return Measurement(seconds, max(int(peak.read()) for peak in peaks) * 1024, _shown(commands[0]))
+            raise ProcessFailed(f"{shown(commands[0])}\n{errors.read().decode(errors='replace')}")
+        return Measurement(seconds, max(int(peak.read()) for peak in peaks) * 1024, shown(commands[0]))
 
 
 def _start(command, peak, errors, env, cwd):
@@ -43,6 +43,6 @@ def _start(command, peak, errors, env, cwd):
                             stdout=subprocess.DEVNULL, stderr=errors)
 
 
-def _shown(command, most=8):
+def shown(command, most=8):
     more = " ..." if len(command) > most else ""
     return shlex.join([os.path.basename(command[0]), *command[1:most]]) + more

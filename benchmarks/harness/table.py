@@ -31,7 +31,7 @@ def ratio_row(work, ours, against, theirs, goal=None):
 def limit_row(work, value, limit=None, unit=""):
     """A number that is to be within a limit, when there is one."""
     goal, is_kept = ("", None) if limit is None else (f"≤ {limit:g} {unit}".rstrip(), value <= limit)
-    return Row(work, f"{value:.3g} {unit}".rstrip(), goal=goal, is_kept=is_kept)
+    return Row(work, f"{_digits(value)} {unit}".rstrip(), goal=goal, is_kept=is_kept)
 
 
 def markdown(rows, is_judged):
@@ -40,14 +40,18 @@ def markdown(rows, is_judged):
 
 
 def ratio_text(ratio):
-    return f"{ratio:.2f}" if ratio >= 0.1 else f"{ratio:.2g}"
+    return f"{ratio:.2f}" if ratio >= 0.1 else f"{ratio:.2g}"  # small ones are compared with small goals
 
 
 def time_text(times):
     """The median, and the shortest and longest when there are several."""
     factor, unit = _unit_for(median(times))
-    short, middle, long = (f"{seconds * factor:.3g}" for seconds in (min(times), median(times), max(times)))
+    short, middle, long = (_digits(seconds * factor) for seconds in (min(times), median(times), max(times)))
     return f"{middle} {unit}" + ("" if len(times) == 1 else f" ({short} – {long})")
+
+
+def _digits(number):
+    return f"{float(f'{number:.3g}'):,g}"
 
 
 def _unit_for(seconds):
