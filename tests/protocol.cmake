@@ -7,3 +7,9 @@ orvane_test(DocumentIdTest LIBRARIES OrvaneCloudProtocolInternals)
 orvane_test(FolderTransportTest LIBRARIES OrvaneCloudProtocolInternals)
 orvane_test(RequestQueueTest LIBRARIES OrvaneCloudProtocolInternals)
 orvane_test(WebDavFormatsTest LIBRARIES OrvaneCloudProtocolInternals)
+orvane_test(WebDavServersTest LIBRARIES OrvaneCloudProtocol)
+
+foreach(test IN ITEMS ProtocolContractTest WebDavServersTest)
+    target_compile_definitions(${test} PRIVATE
+        ORVANE_WEBDAV_SERVER="${CMAKE_CURRENT_SOURCE_DIR}/support/servers/webdav-server")
+endforeach()

@@ -15,7 +15,11 @@ class TemporaryFolder
 {
 public:
     TemporaryFolder() { std::filesystem::permissions(Path(), std::filesystem::perms::all); }
-    ~TemporaryFolder() { std::filesystem::remove_all(Path()); } // Qt leaves names that are not UTF-8
+    ~TemporaryFolder()
+    {
+        std::error_code ignored;                      // a server may still be busy there
+        std::filesystem::remove_all(Path(), ignored); // Qt leaves names that are not UTF-8
+    }
 
     [[nodiscard]] std::filesystem::path Path() const
     {

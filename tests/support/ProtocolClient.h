@@ -102,15 +102,16 @@ inline auto Progress(const SharedAnswer& answer)
 class ProtocolClient
 {
 public:
-    explicit ProtocolClient(const std::string& address)
+    explicit ProtocolClient(const std::string& address, Social::OAuth2::AuthInfo account = {})
     {
-        Social::OAuth2::AuthInfo authInfo;
-        authInfo.cacheFolder = Support::ToText(m_cache.Path());
-        m_client = std::make_unique<Client>(authInfo, address, nullptr);
+        account.cacheFolder = Support::ToText(m_cache.Path());
+        m_client = std::make_unique<Client>(account, address, nullptr);
     }
 
     Client* operator->() { return m_client.get(); }
     void Destroy() { m_client.reset(); }
+
+    [[nodiscard]] std::filesystem::path CacheFolder() const { return m_cache.Path(); }
 
     SharedAnswer SignIn(const QString& token)
     {

@@ -2,6 +2,7 @@
 
 #include "LocalFiles.h"
 
+#include <OAuth2.h>
 #include <support/PathText.h>
 
 #include <QByteArray>
@@ -40,6 +41,10 @@ public:
 
     [[nodiscard]] virtual std::string Address() const = 0;
     [[nodiscard]] virtual QString Token() const = 0;
+    [[nodiscard]] virtual Social::OAuth2::AuthInfo Account() const { return {}; }
+
+    [[nodiscard]] virtual bool TakesAnyBytesInNames() const { return true; }
+    [[nodiscard]] virtual bool KnowsHashesOfForeignFiles() const { return true; }
 
     virtual void Put(const std::string& name, const QByteArray& bytes) = 0;
     [[nodiscard]] virtual std::optional<QByteArray> Read(const std::string& name) const = 0;
@@ -51,7 +56,7 @@ public:
     virtual void TakeAway() = 0;
 };
 
-class FolderCloud final : public CloudUnderTest
+class FolderCloud : public CloudUnderTest
 {
 public:
     FolderCloud() { std::filesystem::create_directory(Folder()); }

@@ -1,0 +1,139 @@
+#include "support/PdfSamples.h"
+#include "support/ProtocolClient.h"
+#include "support/WebDavClouds.h"
+
+namespace Orvane::Tests {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// The reason why the request fails; nothing when it does not.
+std::optional<FailureCode> FailureOf(const ProtocolClient& client, const SharedAnswer& answer)
+{
+    const bool isSuccess = WaitFor(answer) && answer->IsSuccess();
+    return isSuccess ? std::nullopt : std::make_optional(client.Reason(answer->operation));
+}
+
+struct SignedInClient : ProtocolClient
+{
+    explicit SignedInClient(const WebDavCloud& cloud, const std::string& place = "dav")
+        : ProtocolClient(cloud.AddressAt(place), cloud.Account())
+    {
+        EXPECT_EQ(FailureOf(*this, SignIn(cloud.Token())), std::nullopt);
+    }
+
+    const Testing::TemporaryFolder local;
+};
+
+/// The size of the largest file under a hidden name.
+std::uintmax_t PartIn(const fs::path& folder)
+{
+    std::uintmax_t largest = 0;
+    for (const auto& name : NamesIn(folder)) {
+        std::error_code isNoFile;
+        const auto size = fs::file_size(folder / name, isNoFile);
+        largest = name.front() == '.' && !isNoFile ? std::max(largest, size) : largest;
+    }
+    return largest;
+}
+
+class WebDavServers : public testing::TestWithParam<const char*>
+{};
+
+INSTANTIATE_TEST_SUITE_P(Kinds, WebDavServers, testing::Values("apache", "rclone"));
+
+TEST_P(WebDavServers, KilledInTheMiddleLeaveNothingHalfAndServeTheSameRequestOnceTheyAreBack)
+{
+    const std::string bytes(40'000'000, 'x');
+    for (const bool isUpload : {true, false}) {
+        for (bool isInTheMiddle = false; !isInTheMiddle;) {
+            const WebDavCloud cloud(GetParam());
+            SignedInClient client(cloud);
+            const auto source = (isUpload ? client.local.Path() : cloud.Folder()) / "a.pdf";
+            const auto target = (isUpload ? cloud.Folder() : client.local.Path()) / "a.pdf";
+            Testing::Write(source, bytes);
+            const auto answer =
+                isUpload ? client.Upload(source) : client.Download(QStringLiteral("a.pdf"), target);
+            while (PartIn(target.parent_path()) == 0 && answer->results == 0)
+                QTest::qWait(1);
+            cloud.server.Tell("kill");
+            const auto part = PartIn(target.parent_path());
+            isInTheMiddle = part > 0 && part < bytes.size() && answer->results == 0;
+            EXPECT_TRUE(!isInTheMiddle || !fs::exists(target));
+            cloud.server.Tell("start");
+            EXPECT_EQ(FailureOf(client, answer), std::nullopt);
+            EXPECT_TRUE(Testing::Read(target) == bytes);
+        }
+    }
+}
+
+TEST_P(WebDavServers, ATokenThatIsWrongOrRevokedEndsTheSignInAndIsWrittenNowhere)
+{
+    WebDavCloud cloud(GetParam());
+    SignedInClient client(cloud);
+    const QString token = cloud.Token();
+    cloud.Put("a.pdf", OnePagePdf(100, 100));
+    EXPECT_EQ(FailureOf(client, client.Preview(QStringLiteral("a.pdf"))), std::nullopt);
+    Testing::Write(cloud.server.folder / "token", token.toStdString() + '2');
+    cloud.server.Tell("kill"); // rclone reads it at the start only
+    cloud.server.Tell("start");
+    for (const bool isSignIn : {false, true}) {
+        const auto answer = isSignIn ? client.SignIn(token) : client.List();
+        ASSERT_EQ(FailureOf(client, answer), FailureCode::SignInNeeded);
+        EXPECT_FALSE(client->loggedIn());
+        EXPECT_FALSE(client->LastFailure(answer->operation)->detail.contains(token));
+    }
+    for (const auto& file : fs::recursive_directory_iterator(client.CacheFolder())) {
+        const auto content = file.is_regular_file() ? Testing::Read(file) : std::string();
+        EXPECT_EQ(content.find(token.toStdString()), std::string::npos) << file;
+    }
+}
+
+TEST_P(WebDavServers, AreSweptOfOldTemporariesOnly)
+{
+    WebDavCloud cloud(GetParam());
+    const std::set<std::string> staying{".orvane-cloud-fedcba9876543210.part", ".somebody.part"};
+    for (const char* name : {".orvane-cloud-0123456789abcdef.part", ".somebody.part"}) {
+        cloud.Put(name, "old");
+        fs::last_write_time(cloud.Folder() / name, fs::file_time_type::clock::now() - std::chrono::hours(25));
+    }
+    cloud.Put(*staying.begin(), "young");
+    const SignedInClient client(cloud);
+    EXPECT_EQ(cloud.Names(), staying);
+}
+
+TEST(WebDavServer, WhoseCertificateIsSignedByNobodyKnownIsNotTrusted)
+{
+    const WebDavCloud cloud("apache-tls");
+    ProtocolClient client(cloud.Address());
+    EXPECT_EQ(FailureOf(client, client.SignIn(cloud.Token())), FailureCode::Untrusted);
+}
+
+TEST(WebDavServer, ThatRefusesAnUploadIsQuotedAndKeepsNothing)
+{
+    const WebDavCloud cloud("apache");
+    for (const char* place : {"ro", "small"}) {
+        SignedInClient client(cloud, place);
+        Testing::Write(client.local.Path() / "a.pdf", std::string(3'000'000, 'x'));
+        EXPECT_EQ(FailureOf(client, client.Upload(client.local.Path() / "a.pdf")), FailureCode::Refused)
+            << place;
+    }
+    EXPECT_TRUE(cloud.Names().empty());
+}
+
+TEST(WebDavServer, TellsOthersTheHashOfADocumentUntilSomebodyOverwritesIt)
+{
+    WebDavCloud cloud("apache");
+    SignedInClient client(cloud), other(cloud);
+    Testing::Write(client.local.Path() / "a.pdf", "abc");
+    EXPECT_EQ(FailureOf(client, client.Upload(client.local.Path() / "a.pdf")), std::nullopt);
+    for (const char* hash : {"900150983cd24fb0d6963f7d28e17f72", ""}) {
+        const auto list = other.List();
+        EXPECT_EQ(FailureOf(other, list), std::nullopt);
+        EXPECT_EQ(list->files.value(0).md5Hash, QString::fromUtf8(hash));
+        cloud.Put("a.pdf", "xyz");
+    }
+}
+
+} // namespace
+} // namespace Orvane::Tests
