@@ -6,6 +6,7 @@
 
 #include <OrvaneCloudHost/CloudSession.h>
 #include <OrvaneCloudHost/SqliteCloudInfoStorage.h>
+#include <OrvaneCloudProtocol/OrvaneCloudProtocol.h>
 
 #include <QFile>
 
@@ -23,6 +24,7 @@ using PDF::FileInfo;
 namespace fs = std::filesystem;
 
 constexpr int kBytes = 100;
+constexpr int kPreviewEdges[] = {40, 100, 191};
 constexpr int kShareThatChanges = 20; // one in so many
 
 QString NameOf(const fs::path& path)
@@ -32,10 +34,13 @@ QString NameOf(const fs::path& path)
 
 struct Measured
 {
-    double handler = 0;
+    Block handler;
     double merged = 0;
     double settled = 0;
-    double longestBlock = 0;
+    Block longestBlock;
+    int added = 0;
+    int updated = 0;
+    int removed = 0;
 };
 
 enum class Until
@@ -56,7 +61,13 @@ public:
                          [this] { NoteBeginningOfHandler(); });
         QObject::connect(&manager, &OrvaneCloudManager::RetrievingFilesListFinished,
                          [this](const QList<Document>& listed) { NoteEndOfHandler(listed); });
-        QObject::connect(&m_session, &CloudSession::DocumentsRefreshed, [this] { m_isMerged = true; });
+        QObject::connect(&m_session, &CloudSession::DocumentsRefreshed,
+                         [this](int added, int updated, int removed) {
+                             m_isMerged = true;
+                             m_measured.added = added;
+                             m_measured.updated = updated;
+                             m_measured.removed = removed;
+                         });
         QObject::connect(&m_session, &CloudSession::PreviewsSettled, [this] { m_isSettled = true; });
         m_session.SignIn();
         RunUntil([&] { return manager.IsLoggedIn(); });
@@ -80,7 +91,7 @@ public:
         m_measured.merged = stopwatch.Seconds();
         RunUntil([&] { return m_isSettled || until == Until::Merged; });
         m_measured.settled = stopwatch.Seconds();
-        m_measured.longestBlock = watch.LongestBlock();
+        m_measured.longestBlock = watch.Longest();
         m_watch = nullptr;
         return m_measured;
     }
@@ -92,12 +103,12 @@ private:
     void NoteBeginningOfHandler()
     {
         if (!std::exchange(m_isInHandler, true))
-            m_handler = Stopwatch();
+            m_handler = BlockWatch();
     }
 
     void NoteEndOfHandler(const QList<Document>& listed)
     {
-        m_measured.handler = m_isInHandler ? m_handler.Seconds() : 0;
+        m_measured.handler = m_isInHandler ? m_handler.Length() : Block();
         m_listed = listed;
         m_isListed = true;
         if (m_watch)
@@ -106,7 +117,7 @@ private:
 
     CloudSession m_session;
     LoopWatch* m_watch = nullptr;
-    Stopwatch m_handler;
+    BlockWatch m_handler;
     Measured m_measured;
     QList<Document> m_listed;
     bool m_isInHandler = false;
@@ -148,15 +159,17 @@ public:
             fs::remove(file);
     }
 
-    void ForgetList() { m_data = NewFolder(); }
-
-private:
     [[nodiscard]] QList<Document> ListedDocuments() const
     {
         auto session = NewSession();
         return session.Retrieve();
     }
 
+    [[nodiscard]] const fs::path& Cloud() const { return m_cloud; }
+
+    void ForgetList() { m_data = NewFolder(); }
+
+private:
     void StoreList(const QList<Document>& documents) const
     {
         const auto none = std::make_shared<NoFiles>();
@@ -180,8 +193,11 @@ private:
 void Report(benchmark::State& state, double time, const Measured& measured)
 {
     state.SetIterationTime(time);
-    state.counters["longest_block_ms"] = measured.longestBlock * 1000;
-    state.counters["handler_ms"] = measured.handler * 1000;
+    ReportLongest(state, measured.longestBlock);
+    state.counters["handler_ms"] = measured.handler.seconds * 1000;
+    state.counters["added"] = measured.added;
+    state.counters["updated"] = measured.updated;
+    state.counters["removed"] = measured.removed;
 }
 
 /// A picture of a page for every document, as quickly as can be.
@@ -266,12 +282,12 @@ void HandleList(benchmark::State& state)
     for (auto _ : state) {
         auto session = world.NewSession();
         session.Retrieve();
-        state.SetIterationTime(session.SoFar().handler);
+        state.SetIterationTime(session.SoFar().handler.seconds);
     }
 }
 BENCHMARK(HandleList)->Name("refresh-handler/ours")->Apply(OnceByOwnClock);
 
-QList<Entry> EntriesLike(const std::vector<Document>& documents)
+QList<Entry> EntriesLike(const QList<Document>& documents)
 {
     QList<Entry> entries;
     for (const auto& document : documents) {
@@ -299,7 +315,8 @@ Document RecordOf(const Entry& entry)
 
 void BuildRecords(benchmark::State& state)
 {
-    const auto entries = EntriesLike(MakeDocuments(DocumentCount(), 0));
+    const NoRenderer renderer;
+    const auto entries = EntriesLike(World(DocumentCount()).ListedDocuments());
     for (auto _ : state) {
         QList<Document> documents;
         documents.reserve(entries.size());
@@ -310,6 +327,34 @@ void BuildRecords(benchmark::State& state)
     }
 }
 BENCHMARK(BuildRecords)->Name("refresh-handler/floor")->Apply(OnceByOwnClock);
+
+/// The same records, and the requests for their previews straight to the client.
+void BuildRecordsAndAskForPreviews(benchmark::State& state)
+{
+    const NoRenderer renderer;
+    using Client = Social::OrvaneCloudProtocol;
+    const World world(DocumentCount());
+    const auto entries = EntriesLike(world.ListedDocuments());
+    Social::OAuth2::AuthInfo authInfo;
+    authInfo.cacheFolder = NameOf(NewFolder());
+    for (auto _ : state) {
+        Client client(authInfo, "file://" + world.Cloud().u8string(), nullptr);
+        client.auth({{Client::SSO_TOKEN, QStringLiteral("token")}}, {});
+        RunUntil([&] { return client.loggedIn(); });
+        std::vector<Document> documents;
+        state.SetIterationTime(SecondsOf([&] {
+            for (const auto& entry : entries) {
+                documents.push_back(RecordOf(entry));
+                for (const int edge : kPreviewEdges)
+                    client.retrievePreview({{Client::ID, entry.id},
+                                            {Client::FILE_PREVIEW_HEIGHT, QString::number(edge)},
+                                            {Client::FILE_PREVIEW_WIDTH, QString::number(edge)}},
+                                           {});
+            }
+        }));
+    }
+}
+BENCHMARK(BuildRecordsAndAskForPreviews)->Name("refresh-handler/requests")->Apply(OnceByOwnClock);
 
 } // namespace
 } // namespace Orvane::Benchmarks

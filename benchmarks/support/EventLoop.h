@@ -6,6 +6,8 @@
 #include <QEventLoop>
 #include <QTimer>
 
+#include <benchmark/benchmark.h>
+
 #include <algorithm>
 
 namespace Orvane::Benchmarks {
@@ -18,7 +20,25 @@ void RunUntil(Condition isReached)
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
 }
 
-/// Watches for how long the event loop serves nothing else, by the gaps between the ticks of a timer of 1 ms.
+/// For how long the event loop has served nothing else. The two differ while it waits for the disk, and when
+/// other processes take its turn.
+struct Block
+{
+    double seconds = 0;
+    double processorSeconds = 0;
+};
+
+class BlockWatch
+{
+public:
+    [[nodiscard]] Block Length() const { return {m_watch.Seconds(), ThreadProcessorSeconds() - m_processor}; }
+
+private:
+    Stopwatch m_watch;
+    double m_processor = ThreadProcessorSeconds();
+};
+
+/// Looks for the longest block, in the gaps between the ticks of a timer of 1 ms.
 class LoopWatch
 {
 public:
@@ -29,10 +49,11 @@ public:
         m_ticks.start(1);
     }
 
-    /// Time in the present gap that is not to count.
-    void Leave(double seconds) { m_leftOut += seconds; }
+    /// A part of the present gap that is not to count.
+    void Leave(const Block& part) { m_leftOut = part; }
 
-    [[nodiscard]] double LongestBlock()
+    /// The longest so far, by either clock.
+    [[nodiscard]] Block Longest()
     {
         EndGap();
         return m_longest;
@@ -41,15 +62,24 @@ public:
 private:
     void EndGap()
     {
-        m_longest = std::max(m_longest, m_gap.Seconds() - m_leftOut);
-        m_leftOut = 0;
-        m_gap = Stopwatch();
+        const auto gap = m_gap.Length();
+        m_longest.seconds = std::max(m_longest.seconds, gap.seconds - m_leftOut.seconds);
+        m_longest.processorSeconds =
+            std::max(m_longest.processorSeconds, gap.processorSeconds - m_leftOut.processorSeconds);
+        m_leftOut = {};
+        m_gap = BlockWatch();
     }
 
     QTimer m_ticks;
-    Stopwatch m_gap;
-    double m_leftOut = 0;
-    double m_longest = 0;
+    BlockWatch m_gap;
+    Block m_leftOut;
+    Block m_longest;
 };
+
+inline void ReportLongest(benchmark::State& state, const Block& block)
+{
+    state.counters["longest_block_ms"] = block.seconds * 1000;
+    state.counters["longest_block_cpu_ms"] = block.processorSeconds * 1000;
+}
 
 } // namespace Orvane::Benchmarks

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <ctime>
 
 namespace Orvane::Benchmarks {
 
@@ -17,6 +18,14 @@ private:
 
     Clock::time_point m_start = Clock::now();
 };
+
+/// What this thread has used of the processor so far.
+[[nodiscard]] inline double ThreadProcessorSeconds()
+{
+    timespec time = {};
+    ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
+}
 
 template <typename Work>
 [[nodiscard]] double SecondsOf(Work&& work)
