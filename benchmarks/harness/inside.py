@@ -17,7 +17,7 @@ class Ratio:
     row: str
     work: str
     against: str
-    goal: float
+    goal: float | None
     variant: str = FLOOR
 
     def rows(self, cases):
@@ -55,6 +55,21 @@ class Query:
 
 
 @dataclass(frozen=True)
+class Previews:
+    """Previews when they are made, and when they are wanted again."""
+
+    row: str
+    work: str
+
+    def rows(self, cases):
+        first, again, floor = (cases[f"{self.row}/{side}"] for side in ("ours", "again", FLOOR))
+        yield ratio_row(self.work, first.seconds, "the renderer alone", floor.seconds, 1.2)
+        yield ratio_row(f"{self.work}, again", again.seconds, "the first time", first.seconds)
+        for counter in ("renderings", "fetches"):
+            yield limit_row(f"{self.work}, again: {counter}", max(again.counters[counter]), 0)
+
+
+@dataclass(frozen=True)
 class Growth:
     """The time of a case as its number of documents grows."""
 
@@ -85,6 +100,13 @@ ROWS = {
         Growth("growth-load", "load"),
         Growth("growth-save", "save"),
         Growth("growth-refresh", "refresh"),
+    ),
+    "client": (
+        Ratio("requests", "30,000 requests: start, progress, finish", "a queued call each", 3),
+        Ratio("requests", "30,000 requests: start, progress, finish", "one queued call each", None, "one-call"),
+        Previews("previews-page", "200 previews of one page"),
+        Previews("previews-photographs", "200 previews of 100 pages with photographs"),
+        Growth("growth-list", "list a cloud"),
     ),
 }
 

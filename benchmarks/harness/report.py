@@ -20,7 +20,8 @@ _TOOLS = (
 
 
 def text_of(bench, rows, commands):
-    conditions = f"{_machine()}; files on {_kind_of(bench.work)}; {_versions()}; each side {bench.sizes.rounds} times, in turn."
+    sizes = "Toy sizes, whatever the rows say: nothing is judged. " if bench.is_quick else ""
+    conditions = f"{sizes}{_machine()}; files on {_kind_of(bench.work)}; {_versions()}; each side {bench.sizes.rounds} times, in turn."
     return "\n\n".join((conditions, markdown(rows, not bench.is_quick), _commands_table(bench, commands))) + "\n"
 
 
