@@ -153,10 +153,11 @@ public:
         }
     }
 
-    void EmptyCloud()
+    /// Takes away the documents that stand last in the list.
+    void RemoveLast(std::size_t count)
     {
-        for (const auto& file : m_files)
-            fs::remove(file);
+        for (std::size_t at = 0; at < count; ++at)
+            fs::remove(m_files.at(at));
     }
 
     [[nodiscard]] QList<Document> ListedDocuments() const
@@ -248,17 +249,22 @@ void RefreshIntoNothing(benchmark::State& state)
 }
 BENCHMARK(RefreshIntoNothing)->Name("refresh-first/ours")->Apply(OnceByOwnClock);
 
-void RefreshFromNothing(benchmark::State& state)
+void RefreshAfterRemoval(benchmark::State& state, int removed)
 {
     const NoRenderer renderer;
-    World world(DocumentCount());
     for (auto _ : state) {
-        world.EmptyCloud();
+        World world(DocumentCount());
+        world.RemoveLast(static_cast<std::size_t>(removed));
         const auto measured = world.NewSession().Refresh(Until::PreviewsSettled);
         Report(state, measured.merged, measured);
     }
 }
-BENCHMARK(RefreshFromNothing)->Name("refresh-emptied/ours")->Apply(OnceByOwnClock);
+BENCHMARK_CAPTURE(RefreshAfterRemoval, "", DocumentCount())
+    ->Name("refresh-emptied/ours")
+    ->Apply(OnceByOwnClock);
+BENCHMARK_CAPTURE(RefreshAfterRemoval, "", DocumentCount() / 2)
+    ->Name("refresh-halved/ours")
+    ->Apply(OnceByOwnClock);
 
 void RefreshAsWorkGrows(benchmark::State& state)
 {
