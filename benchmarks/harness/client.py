@@ -9,16 +9,21 @@ from processes import measure
 @dataclass(frozen=True)
 class Client:
     program: Path
+    cache: Path  # what it keeps between runs
 
-    def list_members(self, cloud, collection, count, scratch):
-        return self._run(cloud, collection, scratch, "list", count)
+    @classmethod
+    def of(cls, bench):
+        return cls(bench.program("transfer"), bench.work / "cache")
 
-    def upload(self, cloud, collection, files, scratch):
-        return self._run(cloud, collection, scratch, "upload", *files)
+    def list_members(self, cloud, collection, count, _scratch):
+        return self._run(cloud, collection, "list", count)
 
-    def download(self, cloud, collection, names, target, scratch):
-        return self._run(cloud, collection, scratch, cloud.client_download, target, *names)
+    def upload(self, cloud, collection, files, _scratch):
+        return self._run(cloud, collection, "upload", *files)
 
-    def _run(self, cloud, collection, scratch, *work):
-        return measure([self.program, *cloud.client_options, "--cache", scratch / "cache",
+    def download(self, cloud, collection, names, target, _scratch):
+        return self._run(cloud, collection, cloud.client_download, target, *names)
+
+    def _run(self, cloud, collection, *work):
+        return measure([self.program, *cloud.client_options, "--cache", self.cache,
                         cloud.address(collection), *work], env=cloud.client_environment)

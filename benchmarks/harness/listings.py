@@ -12,13 +12,13 @@ FILE_SIZE = 100  # bytes
 
 
 def findings(bench, cloud):
-    tools = {"ours": Client(bench.program("transfer")), "rclone lsjson": Rclone, "curl": Curl}
+    tools = {"ours": Client.of(bench), "rclone lsjson": Rclone, "curl": Curl}
     return _list(bench, cloud, bench.sizes.listed_files, tools, GOALS)
 
 
 def growth_findings(bench, cloud):
     """Ever more files; each step is compared with what it would be if it grew as the number does."""
-    tools = {"ours": Client(bench.program("transfer"))}
+    tools = {"ours": Client.of(bench)}
     fewer, before = 0, []
     for count in bench.sizes.growing:
         found = _list(bench, cloud, count, tools, {})

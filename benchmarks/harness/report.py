@@ -42,7 +42,7 @@ def _commands_table(bench, commands):
 
 def _tidy(bench, command):
     """Without what is another at the next run."""
-    command = re.sub(re.escape(str(bench.work)) + r"/(tmp[^/ ]*)", "FOLDER", command)
+    command = re.sub(re.escape(str(bench.work)) + r"(/tmp[^/ ]*)?", "FOLDER", command)
     command = re.sub(r"http://127\.0\.0\.1:\d+/dav/\d+", "http://SERVER/dav/COLLECTION", command)
     return re.sub(r":webdav:\d+", ":webdav:COLLECTION", command)
 

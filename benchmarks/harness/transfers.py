@@ -14,13 +14,13 @@ MOST_MEMORY = 32  # MiB
 
 
 def folder_findings(bench, cloud):
-    tools = {"ours": Client(bench.program("transfer")), "cp": Cp, "the MD5 alone": Hashing}
+    tools = {"ours": Client.of(bench), "cp": Cp, "the MD5 alone": Hashing}
     for way in (Up, Down):
         yield _large_file(bench, cloud, way, tools)
 
 
 def server_findings(bench, cloud):
-    ours = {"ours": Client(bench.program("transfer"))}
+    ours = {"ours": Client.of(bench)}
     for way in (Up, Down):
         yield _large_file(bench, cloud, way, {**ours, "curl": Curl})
     yield _small_files(bench, cloud, Up, {**ours, "curl, same requests": CurlAsWeUpload, "rclone copy": Rclone})
