@@ -1,4 +1,4 @@
-"""Measures this project against other tools and against what the machine can do at best; see scripts/bench."""
+"""Measures this project against other tools, and against what the machine can do at best."""
 
 import argparse
 import signal
@@ -33,7 +33,7 @@ def main():
 def _options():
     parser = argparse.ArgumentParser(prog="scripts/bench", description=__doc__)
     parser.add_argument("programs", type=Path, help=argparse.SUPPRESS)
-    parser.add_argument("--quick", action="store_true", help="toy sizes, nothing is judged: does it all still run?")
+    parser.add_argument("--quick", action="store_true", help="toy sizes, nothing judged: does it still run?")
     parser.add_argument("--only", metavar="PART", choices=PARTS, help=f"one of: {', '.join(PARTS)}")
     parser.add_argument("--write", action="store_true", help="put the table into docs/performance.md")
     options = parser.parse_args()

@@ -99,5 +99,5 @@ class WebDavCloud:
         place = {"RCLONE_CONFIG": str(self._work / "none.conf"), "RCLONE_WEBDAV_URL": f"{self._origin}/dav"}
         if self._kind == "apache":
             return {**place, "RCLONE_WEBDAV_BEARER_TOKEN": self._token}
-        disguise = subprocess.run(["rclone", "obscure", self._token], check=True, capture_output=True, text=True)
-        return {**place, "RCLONE_WEBDAV_USER": "user", "RCLONE_WEBDAV_PASS": disguise.stdout.strip()}
+        obscured = subprocess.run(["rclone", "obscure", self._token], check=True, capture_output=True)
+        return {**place, "RCLONE_WEBDAV_USER": "user", "RCLONE_WEBDAV_PASS": obscured.stdout.decode().strip()}

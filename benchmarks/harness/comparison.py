@@ -19,8 +19,8 @@ class Findings:
 
     @classmethod
     def of(cls, work, sides, rounds, goals):
-        """Compares the side "ours" with each other. A goal is the largest ratio to that peer; one without a goal is
-        only to be shown, and runs once."""
+        """Compares the side "ours" with each other. A goal is the largest ratio to that
+        peer; one without a goal is only to be shown, and runs once."""
         found = cls(work, measured=_take_turns(sides, rounds, {"ours", *goals}))
         seconds = {name: [one.seconds for one in runs] for name, runs in found.measured.items()}
         found.rows = [ratio_row(work, seconds["ours"], peer, theirs, goals.get(peer))

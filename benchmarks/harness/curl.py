@@ -1,5 +1,7 @@
 """curl, sending what our client sends."""
 
+import itertools
+
 from processes import measure
 
 CONNECTIONS = 6  # as many as our client has
@@ -39,16 +41,16 @@ class Curl:
 
 
 class CurlAsWeUpload:
-    """Every request that our client makes for a file, in its order. One process cannot keep an order while it has
-    several connections, so there are several processes, each with its share of the files and one connection."""
+    """Every request that our client makes for a file, in its order. One process cannot keep an order while it
+    has several connections, so there are several processes, each with one and its share of the files."""
 
     @staticmethod
     def upload(cloud, collection, files, scratch):
         shares = [files[first::CONNECTIONS] for first in range(min(CONNECTIONS, len(files)))]
         commands = []
         for number, share in enumerate(shares):
-            requests = [request for file in share for request in _upload_requests(cloud, collection, file, scratch)]
-            commands.append(_command(cloud, scratch, f"share{number}", requests))
+            requests = [_upload_requests(cloud, collection, file, scratch) for file in share]
+            commands.append(_command(cloud, scratch, f"share{number}", itertools.chain(*requests)))
         return measure(*commands)
 
 

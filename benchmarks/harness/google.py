@@ -10,7 +10,8 @@ from processes import ProcessFailed, shown
 
 _SECONDS = {"s": 1, "ms": 1e-3, "us": 1e-6, "ns": 1e-9}
 _OWN_FIELDS = {"name", "family_index", "per_family_instance_index", "run_name", "run_type", "repetitions",
-               "repetition_index", "threads", "iterations", "real_time", "cpu_time", "time_unit", "items_per_second"}
+               "repetition_index", "threads", "iterations", "real_time", "cpu_time", "time_unit",
+               "items_per_second"}
 
 
 @dataclass

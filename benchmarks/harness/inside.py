@@ -17,7 +17,7 @@ class Ratio:
     row: str
     work: str
     against: str
-    goal: float | None
+    goal: float | None = None
     variant: str = FLOOR
 
     def rows(self, cases):
@@ -36,7 +36,8 @@ class Limit:
     unit: str = ""
 
     def rows(self, cases):
-        yield limit_row(self.work, max(cases[f"{self.row}/ours"].counters[self.counter]), self.goal, self.unit)
+        values = cases[f"{self.row}/ours"].counters[self.counter]
+        yield limit_row(self.work, max(values), self.goal, self.unit)
 
 
 @dataclass(frozen=True)
@@ -102,8 +103,8 @@ ROWS = {
         Growth("growth-refresh", "refresh"),
     ),
     "client": (
-        Ratio("requests", "30,000 requests: start, progress, finish", "a queued call each", 3),
-        Ratio("requests", "30,000 requests: start, progress, finish", "one queued call each", None, "one-call"),
+        Ratio("requests", "30,000 requests", "a queued call for start, progress and end each", 3),
+        Ratio("requests", "30,000 requests", "one queued call", variant="one-call"),
         Previews("previews-page", "200 previews of one page"),
         Previews("previews-photographs", "200 previews of 100 pages with photographs"),
         Growth("growth-list", "list a cloud"),

@@ -20,7 +20,8 @@ class Rclone:
 
     @staticmethod
     def _copy(cloud, source, target):
-        return measure(["rclone", "copy", "--transfers", TRANSFERS, source, target], env=cloud.rclone_environment)
+        command = ["rclone", "copy", "--transfers", TRANSFERS, source, target]
+        return measure(command, env=cloud.rclone_environment)
 
 
 class Cp:

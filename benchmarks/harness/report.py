@@ -20,9 +20,8 @@ _TOOLS = (
 
 
 def text_of(bench, rows, commands):
-    sizes = "Toy sizes, whatever the rows say: nothing is judged. " if bench.is_quick else ""
-    conditions = f"{sizes}{_machine()}; files on {_kind_of(bench.work)}; {_versions()}; each side {bench.sizes.rounds} times, in turn."
-    return "\n\n".join((conditions, markdown(rows, not bench.is_quick), _commands_table(bench, commands))) + "\n"
+    table = markdown(rows, not bench.is_quick)
+    return "\n\n".join((_conditions(bench), table, _commands_table(bench, commands))) + "\n"
 
 
 def write_into(document, text):
@@ -31,6 +30,12 @@ def write_into(document, text):
     if not found:
         raise ValueError(f"{document} has no place for the table")
     document.write_text(before + _BEGIN + "\n" + text + "\n" + _END + after)
+
+
+def _conditions(bench):
+    sizes = "Toy sizes, whatever the rows say: nothing is judged. " if bench.is_quick else ""
+    rounds = f"each side {bench.sizes.rounds} times, in turn"
+    return f"{sizes}{_machine()}; files on {_kind_of(bench.work)}; {_versions()}; {rounds}."
 
 
 def _commands_table(bench, commands):
@@ -55,8 +60,7 @@ def _machine():
 
 
 def _kind_of(folder):
-    found = subprocess.run(["stat", "--file-system", "--format=%T", folder], check=True, capture_output=True, text=True)
-    return found.stdout.strip()
+    return _output_of("stat", "--file-system", "--format=%T", folder).strip()
 
 
 def _versions():
@@ -64,5 +68,8 @@ def _versions():
 
 
 def _version(command, pattern):
-    words = subprocess.run(command, check=True, capture_output=True, text=True).stdout
-    return re.search(pattern, words).group(1)
+    return re.search(pattern, _output_of(*command)).group(1)
+
+
+def _output_of(*command):
+    return subprocess.run(command, check=True, capture_output=True, text=True).stdout

@@ -1,11 +1,11 @@
 """Documents that go to a cloud and come back."""
 
+from bench import SMALL_FILE
 from client import Client
 from comparison import Findings
 from curl import Curl, CurlAsWeUpload
 from peers import Cp, Hashing, Rclone
 from samples import require_copies, write_files
-from bench import SMALL_FILE
 from words import count_text, size_text
 
 LARGE_GOALS = {"curl": 1.1, "cp": 1.3}
@@ -22,8 +22,9 @@ def folder_findings(bench, cloud):
 def server_findings(bench, cloud):
     ours = {"ours": Client.of(bench)}
     for way in (Up, Down):
-        yield _large_file(bench, cloud, way, {**ours, "curl": Curl})
-    yield _small_files(bench, cloud, Up, {**ours, "curl, same requests": CurlAsWeUpload, "rclone copy": Rclone})
+        yield _large_file(bench, cloud, way, {**ours, "curl": Curl, "the MD5 alone": Hashing})
+    up = {**ours, "curl, same requests": CurlAsWeUpload, "rclone copy": Rclone}
+    yield _small_files(bench, cloud, Up, up)
     yield _small_files(bench, cloud, Down, {**ours, "curl": Curl, "rclone copy": Rclone})
 
 
