@@ -15,11 +15,8 @@ class TemporaryFolder
 {
 public:
     TemporaryFolder() { std::filesystem::permissions(Path(), std::filesystem::perms::all); }
-    ~TemporaryFolder()
-    {
-        std::error_code ignored;                      // a server may still be busy there
-        std::filesystem::remove_all(Path(), ignored); // Qt leaves names that are not UTF-8
-    }
+    /// Also what Qt leaves: names that are not UTF-8.
+    ~TemporaryFolder() { std::filesystem::remove_all(Path(), m_ignored); }
 
     [[nodiscard]] std::filesystem::path Path() const
     {
@@ -28,6 +25,7 @@ public:
 
 private:
     QTemporaryDir m_folder;
+    std::error_code m_ignored; ///< a server may still be busy in the folder
 };
 
 inline void Write(const std::filesystem::path& file, const std::string& content)

@@ -44,6 +44,7 @@ public:
     [[nodiscard]] virtual Social::OAuth2::AuthInfo Account() const { return {}; }
 
     [[nodiscard]] virtual bool TakesAnyBytesInNames() const { return true; }
+    [[nodiscard]] virtual bool GivesANameToOneOnly() const { return true; }
     [[nodiscard]] virtual bool KnowsHashesOfForeignFiles() const { return true; }
 
     virtual void Put(const std::string& name, const QByteArray& bytes) = 0;

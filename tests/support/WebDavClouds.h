@@ -77,6 +77,9 @@ public:
     }
 
     [[nodiscard]] Social::OAuth2::AuthInfo Account() const override { return m_account; }
+
+    /// Apache looks whether a name is free first, and renames then.
+    [[nodiscard]] bool GivesANameToOneOnly() const override { return !m_account.userName.isEmpty(); }
     [[nodiscard]] bool TakesAnyBytesInNames() const override { return m_account.userName.isEmpty(); }
     [[nodiscard]] bool KnowsHashesOfForeignFiles() const override { return false; }
 
