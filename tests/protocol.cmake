@@ -6,6 +6,7 @@ orvane_test(ProtocolContractTest LIBRARIES OrvaneCloudProtocol)
 orvane_test(DocumentIdTest LIBRARIES OrvaneCloudProtocolInternals)
 orvane_test(FolderTransportTest LIBRARIES OrvaneCloudProtocolInternals)
 orvane_test(RequestQueueTest LIBRARIES OrvaneCloudProtocolInternals)
+orvane_test(WebDavFaultsTest LIBRARIES OrvaneCloudProtocolInternals)
 orvane_test(WebDavFormatsTest LIBRARIES OrvaneCloudProtocolInternals)
 orvane_test(WebDavServersTest LIBRARIES OrvaneCloudProtocol)
 

@@ -1,0 +1,138 @@
+#pragma once
+
+#include <QMap>
+
+#include <functional>
+#include <future>
+#include <mutex>
+#include <netinet/in.h>
+#include <poll.h>
+#include <unistd.h>
+#include <vector>
+
+namespace Orvane::Tests {
+
+/// A little WebDAV server on a free port of 127.0.0.1, healthy but for its faults. Its collection is "/dav/",
+/// its token "secret". It grants changes of properties and forgets them. It serves one connection after the
+/// other, each for as long as it lasts, and must outlive its clients.
+struct ScriptedServer
+{
+    /// What becomes of the connection. The last three let the client wait, for two seconds at most; "Cancels"
+    /// calls onCancel first.
+    static constexpr int GoesOn = 0, Closes = 1, Resets = 2, Waits = 3, Drips = 4, Cancels = 5;
+
+    /// What happens to the n-th request with one method, and to those that follow.
+    struct Fault
+    {
+        QByteArray from = {}; ///< is replaced in the healthy answer; if empty, the whole
+        QByteArray to = {};   ///< unless this is empty, too
+        bool isDone = true;   ///< what is asked
+        bool isRead = true;   ///< the request's body
+        int kept = 1 << 30;   ///< bytes of the answer that are sent; if negative, that are not
+        int ending = GoesOn;
+        QByteArray method = {};
+        int first = 1, times = 1; ///< counted from when the fault is set
+    };
+
+    using Texts = QMap<QByteArray, QByteArray>;
+
+    ScriptedServer()
+    {
+        sockaddr_in address = {AF_INET, 0, {htonl(INADDR_LOOPBACK)}, {}};
+        socklen_t size = sizeof address;
+        ::bind(listener, reinterpret_cast<sockaddr*>(&address), size);
+        ::listen(listener, 64);
+        ::getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size);
+        origin = "http://127.0.0.1:" + std::to_string(ntohs(address.sin_port));
+        serving = std::async(std::launch::async, [this] {
+            for (int socket = 0; (socket = ::accept(listener, nullptr, nullptr)) >= 0; ::close(socket))
+                while (Serve(socket)) {
+                }
+            ::close(listener);
+        });
+    }
+
+    ~ScriptedServer() { ::shutdown(listener, SHUT_RDWR); }
+
+    bool Serve(int socket)
+    {
+        QByteArray head;
+        for (char byte = 0; !head.endsWith("\r\n\r\n"); head += byte)
+            if (::recv(socket, &byte, 1, 0) != 1)
+                return false;
+        const std::lock_guard lock(mutex);
+        const auto method = head.left(head.indexOf(' '));
+        Fault fault;
+        for (auto& one : faults)
+            if (one.method == method && --one.first < 1 && --one.times >= 0)
+                fault = one;
+        Texts headers;
+        for (const auto& line : head.split('\n'))
+            headers[line.left(line.indexOf(':')).toLower()] = line.mid(line.indexOf(':') + 1).trimmed();
+        QByteArray body(fault.isRead ? headers["content-length"].toInt() : 0, 0);
+        if (!body.isEmpty() && ::recv(socket, body.data(), size_t(body.size()), MSG_WAITALL) != body.size())
+            return false;
+        if (head == last && (method == "MOVE" || method == "DELETE"))
+            documents["asked twice without a look"] = head;
+        const auto name = head.mid(method.size() + 6).split(' ').first().split('?').first();
+        auto said = fault.isDone ? Answer(method, name, headers, body) : QByteArray();
+        if (!fault.to.isEmpty())
+            said = fault.from.isEmpty() ? fault.to : said.replace(fault.from, fault.to);
+        said.replace("@", QByteArray::number(said.size() - said.indexOf("\r\n\r\n") - 4));
+        said.truncate(fault.kept < 0 ? std::max(25, said.size() + fault.kept) : fault.kept);
+        ::send(socket, said.data(), size_t(said.size()), MSG_NOSIGNAL);
+        last = said.startsWith("HTTP/1.1 4") ? QByteArray() : head; // a refusal leaves no doubt
+        if (fault.ending == Cancels)
+            onCancel();
+        const linger abruptly{fault.ending == Resets, 0};
+        ::setsockopt(socket, SOL_SOCKET, SO_LINGER, &abruptly, sizeof abruptly);
+        pollfd client{socket, POLLRDHUP, 0};
+        for (int turn = 0; turn < 100 && fault.ending >= Waits && ::poll(&client, 1, 20) == 0; ++turn)
+            ::send(socket, "x", fault.ending == Drips, MSG_NOSIGNAL);
+        return fault.ending == GoesOn;
+    }
+
+    /// Does what is asked. In the answer, "@" stands for the length of the body.
+    QByteArray Answer(const QByteArray& method, const QByteArray& name, Texts headers, const QByteArray& body)
+    {
+        const auto target = headers["destination"].split('/').last();
+        const auto bytes = documents.value(name);
+        const auto tag = '"' + QByteArray::number(bytes.size()) + '"';
+        const auto start = headers["if-range"] == tag ? headers["range"].mid(6).chopped(1).toInt() : 0;
+        const QByteArray status = headers["authorization"] != "Bearer secret"                 ? "401"
+                                  : !documents.contains(name) && method != "PUT"              ? "404"
+                                  : headers["overwrite"] == "F" && documents.contains(target) ? "412"
+                                  : method.startsWith("PROP")                                 ? "207"
+                                  : method != "GET"                                           ? "201"
+                                  : start >= bytes.size()                                     ? "416"
+                                  : start > 0                                                 ? "206"
+                                                                                              : "200";
+        if (status == "201")
+            documents.remove(name);
+        if (status == "201" && method != "DELETE")
+            documents[method == "PUT" ? name : target] = method == "PUT" ? body : bytes;
+        const auto head = "HTTP/1.1 " + status + " Words\r\nContent-Length: @\r\n";
+        if (method == "GET")
+            return head + "ETag: " + tag + "\r\nContent-Range: bytes " + QByteArray::number(start) +
+                   "-/*\r\n\r\n" + bytes.mid(start);
+        QByteArray entries;
+        for (const auto& member : headers["depth"] == "1" ? documents.keys() : QList{name})
+            entries += "<response><href>/dav/" + member + "</href><propstat><prop><getcontentlength>" +
+                       QByteArray::number(documents.value(member).size()) + "</getcontentlength><getetag>\"" +
+                       QByteArray::number(documents.value(member).size()) + "\"</getetag><resourcetype>" +
+                       (member.isEmpty() ? "<collection/>" : "") +
+                       "</resourcetype></prop><status>HTTP/1.0 200 OK</status></propstat></response>";
+        return head + "\r\n<multistatus xmlns=\"DAV:\">" + entries + "</multistatus>";
+    }
+
+    std::string origin;
+    std::mutex mutex;          ///< for the documents and the faults
+    Texts documents{{"", ""}}; ///< by name; "" is the collection itself
+    std::vector<Fault> faults;
+    std::function<void()> onCancel;
+    QByteArray last; ///< head of the last request, unless it was refused
+    const int listener = ::socket(AF_INET, SOCK_STREAM, 0);
+    std::future<void> serving; ///< waited for at its destruction, and therefore the last
+};
+
+} // namespace Orvane::Tests
