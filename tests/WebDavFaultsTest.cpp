@@ -11,9 +11,9 @@ namespace {
 using Server = Tests::ScriptedServer;
 
 /// What goes wrong at some moment, for good or just once; the letter of the failure that it makes, by
-/// FailureCode as in Check, or "!" when nothing is asked again after it; and for each of kMoments what comes of
-/// it: "*" is that failure, "." is success, "-" stands for what cannot be or has no right answer. Of a "U" or
-/// "W" that passes, nothing comes.
+/// FailureCode as in Check, or "!" when nothing is asked again after it; and for each of kMoments what comes
+/// of it: "*" is that failure, "." is success, "-" stands for what cannot be or has no right answer. Of a "U"
+/// or "W" that passes, nothing comes.
 using Trouble = std::tuple<QByteArray, Server::Fault, char, QByteArray>;
 
 /// The operation (sign-in, list, info, quota, version, fetch, store, replace, remove), and which of its
