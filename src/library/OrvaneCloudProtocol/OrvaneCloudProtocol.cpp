@@ -331,8 +331,10 @@ long long OrvaneCloudProtocol::auth(const Parameters& parameters, Auth::OnResult
     auto deliver = [this, answer = WithoutAnswer(std::move(onResult)),
                     logouts = d->logouts](long long ticket, RequestResult result, const Nothing& nothing) {
         const bool isOverruled = d->logouts != logouts;
-        d->signIns += result == RequestResult::Success ? 1 : 0;
-        d->isSignedIn = (d->isSignedIn || result == RequestResult::Success) && !isOverruled;
+        if (result == RequestResult::Success && !isOverruled) {
+            d->isSignedIn = true;
+            ++d->signIns;
+        }
         answer(ticket, isOverruled && result == RequestResult::Success ? RequestResult::Canceled : result,
                nothing);
     };

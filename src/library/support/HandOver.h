@@ -4,6 +4,12 @@
 /// before it handed work to Qt comes before what the work does. These two tell it; in other builds they are
 /// nothing.
 
+#if defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+#define __SANITIZE_THREAD__ // as g++ calls it
+#endif
+#endif
+
 #ifdef __SANITIZE_THREAD__
 #include <sanitizer/tsan_interface.h>
 #endif

@@ -39,6 +39,9 @@ void Job::Cancel()
 {
     {
         const std::scoped_lock lock(m_commitMutex, m_cancelMutex);
+        if (!m_isCanceled) {
+            m_canceledAt = std::chrono::steady_clock::now();
+        }
         m_isCanceled = true;
     }
     const std::lock_guard lock(m_cancelMutex);
@@ -70,6 +73,15 @@ void Job::Sleep(std::chrono::milliseconds duration)
     std::unique_lock lock(m_cancelMutex);
     m_canceled.wait_for(lock, duration, [this] { return m_isCanceled.load(); });
     ThrowIfCanceled();
+}
+
+std::chrono::milliseconds Job::TimeSinceCancel() const
+{
+    using std::chrono::milliseconds;
+    const std::lock_guard lock(m_cancelMutex);
+    return m_isCanceled
+               ? std::chrono::duration_cast<milliseconds>(std::chrono::steady_clock::now() - m_canceledAt)
+               : milliseconds(0);
 }
 
 void Job::ThrowIfCanceled() const

@@ -56,6 +56,9 @@ public:
 
     [[nodiscard]] bool IsCanceled() const noexcept { return m_isCanceled; }
 
+    /// 0 while it is wanted.
+    [[nodiscard]] std::chrono::milliseconds TimeSinceCancel() const;
+
     /// Throws CloudError (Canceled) when the job is no longer wanted. To be called between pieces of work.
     void ThrowIfCanceled() const;
 
@@ -80,7 +83,8 @@ private:
     const std::function<void(int)> m_onProgress;
     std::atomic<bool> m_isCanceled{false};
     std::mutex m_commitMutex;
-    std::mutex m_cancelMutex;
+    mutable std::mutex m_cancelMutex;
+    std::chrono::steady_clock::time_point m_canceledAt;
     std::condition_variable m_canceled;
     std::function<void()> m_onCancel;
     int m_lastPercent = -1;

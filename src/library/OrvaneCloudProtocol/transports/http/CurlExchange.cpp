@@ -27,6 +27,7 @@ Trouble TroubleOf(CURLcode code)
     case CURLE_OPERATION_TIMEDOUT:
         return {FailureCode::TimedOut, false};
     case CURLE_COULDNT_RESOLVE_PROXY:
+    case CURLE_PROXY:
     case CURLE_COULDNT_RESOLVE_HOST:
     case CURLE_COULDNT_CONNECT:
     case CURLE_SEND_ERROR:
@@ -43,6 +44,17 @@ Trouble TroubleOf(CURLcode code)
         return {FailureCode::Untrusted, true};
     default:
         return {FailureCode::Protocol, true};
+    }
+}
+
+/// libcurl is C: no exception may pass through it. What cannot be taken in ends the exchange.
+template <typename Step>
+std::size_t Guarded(const Step& step)
+{
+    try {
+        return step();
+    } catch (const std::exception&) {
+        return 0;
     }
 }
 
@@ -104,6 +116,7 @@ void CurlExchange::SetUp(const HttpSettings& settings)
     Set(CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
     Set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
     Set(CURLOPT_NOSIGNAL, 1L);
+    Set(CURLOPT_QUICK_EXIT, 1L); // else it waits for a name server that does not answer
     Set(CURLOPT_TCP_KEEPALIVE, 1L);
     Set(CURLOPT_USERAGENT, "OrvaneCloud/1");
     Set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(m_limits.connect.count()));
@@ -221,8 +234,10 @@ bool CurlExchange::IsOverdue(Clock::time_point now)
 
 std::size_t CurlExchange::OnHeader(char* data, std::size_t size, std::size_t count, void* self)
 {
-    static_cast<CurlExchange*>(self)->ReadHeader(QByteArray(data, static_cast<int>(size * count)));
-    return size * count;
+    return Guarded([&] {
+        static_cast<CurlExchange*>(self)->ReadHeader(QByteArray(data, static_cast<int>(size * count)));
+        return size * count;
+    });
 }
 
 void CurlExchange::ReadHeader(const QByteArray& line)
@@ -265,7 +280,7 @@ void CurlExchange::KeepHeader(const QByteArray& name, const QByteArray& value)
 
 std::size_t CurlExchange::OnBody(char* data, std::size_t size, std::size_t count, void* self)
 {
-    return static_cast<CurlExchange*>(self)->TakeBody(data, size * count);
+    return Guarded([&] { return static_cast<CurlExchange*>(self)->TakeBody(data, size * count); });
 }
 
 std::size_t CurlExchange::TakeBody(const char* data, std::size_t size)
@@ -321,10 +336,9 @@ int CurlExchange::OnBytesMoved(void* self, curl_off_t, curl_off_t received, curl
 
 void CurlExchange::EndOverdue()
 {
-    const auto stage = m_timesSent == 0 ? NetworkError::Stage::NotSent : NetworkError::Stage::Unknown;
     const QString detail = QStringLiteral("%1 %2: no answer, or none that gets on")
                                .arg(QString::fromLatin1(m_request.method), QString::fromUtf8(m_request.url));
-    End(std::make_exception_ptr(NetworkError(FailureCode::TimedOut, detail, stage)));
+    End(std::make_exception_ptr(NetworkError(FailureCode::TimedOut, detail, NetworkError::Outlook::Passing)));
 }
 
 void CurlExchange::EndWith(CURLcode code)
@@ -344,13 +358,13 @@ void CurlExchange::EndWith(CURLcode code)
 std::exception_ptr CurlExchange::ErrorOf(CURLcode code) const
 {
     const auto trouble = TroubleOf(code);
-    const auto sent = m_timesSent == 0 ? NetworkError::Stage::NotSent : NetworkError::Stage::Unknown;
+    const auto outlook =
+        trouble.isHopeless ? NetworkError::Outlook::Hopeless : NetworkError::Outlook::Passing;
     const char* text = m_errorText.front() != '\0' ? m_errorText.data() : curl_easy_strerror(code);
     const QString detail = QStringLiteral("%1 %2: %3")
                                .arg(QString::fromLatin1(m_request.method), QString::fromUtf8(m_request.url),
                                     QString::fromUtf8(text));
-    return std::make_exception_ptr(
-        NetworkError(trouble.code, detail, trouble.isHopeless ? NetworkError::Stage::Hopeless : sent));
+    return std::make_exception_ptr(NetworkError(trouble.code, detail, outlook));
 }
 
 void CurlExchange::End(std::exception_ptr error)

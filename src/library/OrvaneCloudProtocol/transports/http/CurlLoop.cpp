@@ -39,7 +39,10 @@ void CurlLoop::Start(const std::shared_ptr<CurlExchange>& exchange)
 {
     Post([this, exchange] {
         m_exchanges.push_back(exchange);
-        curl_multi_add_handle(m_multi.get(), exchange->Handle());
+        if (curl_multi_add_handle(m_multi.get(), exchange->Handle()) != CURLM_OK) {
+            exchange->EndWith(CURLE_OUT_OF_MEMORY);
+            Remove(*exchange);
+        }
     });
 }
 

@@ -30,8 +30,6 @@ public:
     HttpResponse SendBody(const HttpRequest& request, qint64 size, const HttpBodySource& source, Job& job);
 
 private:
-    using SharedExchange = std::shared_ptr<CurlExchange>;
-
     template <typename Pump>
     HttpResponse Perform(const HttpRequest& request, const CurlExchange::Bodies& bodies, Job& job,
                          const Pump& pump);

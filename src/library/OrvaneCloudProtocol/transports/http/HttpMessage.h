@@ -17,9 +17,9 @@ struct HttpRequest
     std::vector<QByteArray> headers; ///< "Name: value"; may hold credentials
     QByteArray body;                 ///< empty for none; large ones are streamed instead
 
-    /// Changes something on the server: the answer may take long (NetworkLimits::answer), and a cancel does
-    /// not break the exchange off but lets it end within NetworkLimits::afterCancel, so that its outcome is
-    /// known.
+    /// A change whose outcome matters, unlike that of an upload under a temporary name: the answer may take
+    /// long (NetworkLimits::answer), and a cancel does not break the exchange off but lets it end within
+    /// NetworkLimits::afterCancel, so that its outcome is known.
     bool isChange = false;
 
     /// For the whole exchange, whatever happens in it; empty: no such limit.

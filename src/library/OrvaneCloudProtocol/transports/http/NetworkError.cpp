@@ -6,16 +6,19 @@ namespace Orvane::Social {
 
 namespace {
 
+constexpr int kMostQuoted = 200;
+
 QString DetailOf(const HttpRequest& request, const HttpResponse& response)
 {
     QString detail = QStringLiteral("%1 %2: %3 %4")
                          .arg(QString::fromLatin1(request.method), QString::fromUtf8(request.url))
                          .arg(response.status)
-                         .arg(QString::fromUtf8(response.reason))
+                         .arg(QString::fromUtf8(response.reason.left(kMostQuoted)))
                          .trimmed();
     if (!response.location.isEmpty()) {
         // Without the query, which may hold what is nobody's business.
-        detail += QStringLiteral(" to %1").arg(QString::fromUtf8(response.location.split('?').first()));
+        detail += QStringLiteral(" to %1").arg(
+            QString::fromUtf8(response.location.split('?').first().left(kMostQuoted)));
     }
     return detail;
 }

@@ -9,22 +9,21 @@ namespace Orvane::Social {
 class NetworkError : public CloudError
 {
 public:
-    enum class Stage
+    enum class Outlook
     {
-        NotSent, ///< the server has seen nothing of the request
-        Unknown, ///< the server may have done what was asked
-        Hopeless ///< and asking again will not help: a certificate, nonsense instead of HTTP
+        Passing, ///< it may get better; what the server has made of the request is not known
+        Hopeless ///< asking again will not help: a certificate, nonsense instead of HTTP
     };
 
-    NetworkError(FailureCode code, const QString& detail, Stage stage)
+    NetworkError(FailureCode code, const QString& detail, Outlook outlook)
         : CloudError(code, detail)
-        , m_stage(stage)
+        , m_outlook(outlook)
     {}
 
-    [[nodiscard]] Stage GetStage() const noexcept { return m_stage; }
+    [[nodiscard]] bool IsHopeless() const noexcept { return m_outlook == Outlook::Hopeless; }
 
 private:
-    Stage m_stage;
+    Outlook m_outlook;
 };
 
 /// What an answer's status means to whoever asked, when it is not the one that was hoped for.

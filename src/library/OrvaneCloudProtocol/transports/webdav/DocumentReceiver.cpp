@@ -57,7 +57,7 @@ DocumentVersion VersionIn(const HttpResponse& head)
 {
     DocumentVersion version;
     version.isEntityTagWeak = head.entityTag.startsWith("W/");
-    version.entityTag = version.isEntityTagWeak ? head.entityTag.mid(2) : head.entityTag;
+    version.entityTag = version.isEntityTagWeak ? head.entityTag.mid(2).trimmed() : head.entityTag;
     return version;
 }
 
@@ -75,7 +75,6 @@ DocumentReceiver::Received DocumentReceiver::Run(Job& job)
 {
     qint64 doneBefore = 0;
     for (int repetitions = 0;; ++repetitions) {
-        HttpResponse answer;
         try {
             TryOnce(job);
             RequireAll();
@@ -85,16 +84,15 @@ DocumentReceiver::Received DocumentReceiver::Run(Job& job)
             continue;
         } catch (const NetworkError& error) {
             // Stalled and never begun: somebody has waited long enough.
-            const bool isHopeless =
-                error.GetStage() == NetworkError::Stage::Hopeless ||
-                (error.GetFailure().code == FailureCode::TimedOut && m_done == doneBefore);
+            const bool isHopeless = error.IsHopeless() || (error.GetFailure().code == FailureCode::TimedOut &&
+                                                           m_done == doneBefore);
             if (isHopeless) {
                 throw;
             }
             if (m_done - doneBefore >= kWorthNewPatience) {
                 repetitions = 0;
             }
-            if (!m_server.WaitToRepeat(repetitions, answer, job)) {
+            if (!m_server.WaitToRepeat(repetitions, {}, job)) {
                 throw;
             }
         } catch (const PassingTrouble& trouble) {
@@ -114,8 +112,8 @@ void DocumentReceiver::TryOnce(Job& job)
         Take(data, size, job);
     };
     const auto headers = HeadersToGoOn();
-    if (headers.empty() && m_done > 0) {
-        StartOver();
+    if (headers.empty() && m_done > 0) { // without a tag nothing vouches for what is there
+        Discard();
     }
     const auto answer = m_server.Get(m_path, headers, take, job);
     if (answer.status == 416 && m_done > 0) {
@@ -177,6 +175,11 @@ void DocumentReceiver::StartOver()
                          QString::fromUtf8(m_path) +
                              QStringLiteral(": the server never goes on where it stopped"));
     }
+    Discard();
+}
+
+void DocumentReceiver::Discard()
+{
     OnSide(FileSide::Local, [&] { m_part.Clear(); });
     m_hash.reset();
     m_done = 0;
@@ -210,7 +213,7 @@ void DocumentReceiver::RequireAll() const
                                .arg(QString::fromUtf8(m_path))
                                .arg(m_done)
                                .arg(*m_total),
-                           NetworkError::Stage::Unknown);
+                           NetworkError::Outlook::Passing);
     }
 }
 

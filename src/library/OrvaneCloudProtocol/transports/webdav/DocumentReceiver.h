@@ -38,6 +38,7 @@ private:
     void AcceptHead(const HttpResponse& head);
     [[nodiscard]] bool IsContinuation(const HttpResponse& head) const;
     void StartOver();
+    void Discard();
     void Take(const char* data, std::size_t size, Job& job);
     void RequireAll() const;
 

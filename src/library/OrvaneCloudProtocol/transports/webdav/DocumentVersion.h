@@ -23,9 +23,17 @@ struct DocumentVersion
     [[nodiscard]] bool IsSameAs(const DocumentVersion& other) const
     {
         if (!entityTag.isEmpty() && !other.entityTag.isEmpty()) {
-            return entityTag == other.entityTag;
+            return HasTagOf(other);
         }
         return size == other.size && modifiedAt == other.modifiedAt;
+    }
+
+    /// Whether both have a tag, and the same one. Some servers leave out the quotes in one place or the
+    /// other.
+    [[nodiscard]] bool HasTagOf(const DocumentVersion& other) const
+    {
+        const auto bare = [](QByteArray tag) { return tag.replace('"', ""); };
+        return !entityTag.isEmpty() && bare(entityTag) == bare(other.entityTag);
     }
 
     /// For If-Match and If-Range, which need a strong one (RFC 9110 §8.8.3.2); else empty.

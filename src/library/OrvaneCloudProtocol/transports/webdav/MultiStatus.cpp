@@ -27,7 +27,7 @@ constexpr std::size_t kLongestToken = 128 * 1024;
 
 /// Of all values together, so that a server cannot fill the memory with resources that are large each. Empty
 /// values need their place, too.
-constexpr std::size_t kMostKept = 1024 * 1024 * 1024;
+constexpr std::size_t kMostKept = 512 * 1024 * 1024;
 
 /// Of what the server wrote, in a failure's detail.
 constexpr int kLongestQuote = 100;

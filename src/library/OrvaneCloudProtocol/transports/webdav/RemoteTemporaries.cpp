@@ -15,9 +15,10 @@ namespace fs = std::filesystem;
 constexpr qint64 kAbandonedAfterSeconds = 24 * 60 * 60;
 constexpr std::chrono::hours kSweepEvery{24};
 
-fs::path FolderFor(const WebDavAddress& address, const fs::path& cacheFolder)
+constexpr std::chrono::seconds kLongestSweep{10};
+
+fs::path FolderFor(const QByteArray& cloud, const fs::path& cacheFolder)
 {
-    const auto cloud = address.Origin() + address.CollectionPath();
     const auto hash = QCryptographicHash::hash(cloud, QCryptographicHash::Sha256).toHex().left(16);
     return cacheFolder / "remote-temporaries" / hash.toStdString();
 }
@@ -31,8 +32,9 @@ bool IsAbandoned(const WebDavCollection::Member& member, qint64 now)
 
 } // namespace
 
-RemoteTemporaries::Temporary::Temporary(RemoteTemporaries& owner)
+RemoteTemporaries::Temporary::Temporary(RemoteTemporaries& owner, const Job& job)
     : m_owner(owner)
+    , m_job(job)
     , m_name(Support::NewTemporaryName())
 {
     m_owner.m_journal.Record(m_name);
@@ -41,7 +43,7 @@ RemoteTemporaries::Temporary::Temporary(RemoteTemporaries& owner)
 RemoteTemporaries::Temporary::~Temporary()
 {
     // What could not be taken away stays noted, for a later sweep.
-    if (!m_isThere || m_owner.m_collection.TakeAway(m_name)) {
+    if (!m_isThere || m_owner.m_collection.TakeAway(m_name, {}, m_job)) {
         m_owner.m_journal.Forget(m_name);
     }
 }
@@ -51,39 +53,47 @@ void RemoteTemporaries::Temporary::Release()
     m_isThere = false;
 }
 
-RemoteTemporaries::RemoteTemporaries(WebDavCollection& collection, const fs::path& cacheFolder)
+RemoteTemporaries::RemoteTemporaries(WebDavCollection& collection, const QByteArray& cloud,
+                                     const fs::path& cacheFolder)
     : m_collection(collection)
-    , m_folder(FolderFor(collection.Server().Address(), cacheFolder))
+    , m_folder(FolderFor(cloud, cacheFolder))
     , m_journal(m_folder)
 {}
 
 void RemoteTemporaries::Sweep(Job& job)
 {
-    m_journal.Sweep([&](const fs::path& temporary) {
-        return !job.IsCanceled() && m_collection.TakeAway(temporary.string());
-    });
+    SweepOwn(job);
     job.ThrowIfCanceled();
     if (!IsSweepDue()) {
         return;
     }
     try {
         SweepAbandoned(job);
-        NoteSweep();
     } catch (const CloudError&) {
         job.ThrowIfCanceled();
     }
+    NoteSweep(); // also of one that failed: it should not delay every sign-in
+}
+
+void RemoteTemporaries::SweepOwn(const Job& job)
+{
+    bool isWorking = true;
+    m_journal.Sweep([&](const fs::path& temporary) {
+        isWorking = isWorking && !job.IsCanceled() && m_collection.TakeAway(temporary.string(), {}, job);
+        return isWorking;
+    });
 }
 
 void RemoteTemporaries::SweepAbandoned(Job& job)
 {
-    const auto listing = m_collection.Members(job);
+    const auto listing = m_collection.Members(job, kLongestSweep);
     if (!listing.date) {
         return;
     }
     for (const auto& member : listing.members) {
         job.ThrowIfCanceled();
         if (IsAbandoned(member, *listing.date)) {
-            (void)m_collection.TakeAway(member.name);
+            (void)m_collection.TakeAway(member.name, {}, job);
         }
     }
 }

@@ -11,11 +11,12 @@ namespace Orvane::Social {
 class RemoteTemporaries
 {
 public:
-    /// One name, reserved for an upload. What lies under it is taken away with this object.
+    /// What an upload sends under a name of its own. It is taken away with this object.
     class Temporary
     {
     public:
-        explicit Temporary(RemoteTemporaries& owner);
+        /// To be made just before it is sent. @p job is the upload's, and must outlive the object.
+        Temporary(RemoteTemporaries& owner, const Job& job);
         ~Temporary();
         Temporary(const Temporary&) = delete;
         Temporary& operator=(const Temporary&) = delete;
@@ -27,12 +28,15 @@ public:
 
     private:
         RemoteTemporaries& m_owner;
+        const Job& m_job;
         const std::string m_name;
         bool m_isThere = true;
     };
 
+    /// @param cloud        tells one user's collection from others
     /// @param cacheFolder  where it is noted what is under way
-    RemoteTemporaries(WebDavCollection& collection, const std::filesystem::path& cacheFolder);
+    RemoteTemporaries(WebDavCollection& collection, const QByteArray& cloud,
+                      const std::filesystem::path& cacheFolder);
 
     /// Takes away what clients of this cache folder have left that are no more, and, at most once a day,
     /// temporaries of anyone that are older than a day by the server's clock. Trouble with it is nobody's
@@ -40,6 +44,7 @@ public:
     void Sweep(Job& job);
 
 private:
+    void SweepOwn(const Job& job);
     void SweepAbandoned(Job& job);
     [[nodiscard]] bool IsSweepDue() const;
     void NoteSweep() const;

@@ -13,17 +13,28 @@ constexpr std::chrono::minutes kListingIsNews{1};
 void SeenVersions::Note(const std::string& name, const DocumentVersion& version)
 {
     const std::lock_guard lock(m_mutex);
-    m_seen[name] = {version, false};
+    m_seen[name] = {version, ++m_moment, false};
 }
 
-void SeenVersions::NoteListing(std::unordered_map<std::string, DocumentVersion> versions)
+long long SeenVersions::BeginListing()
+{
+    const std::lock_guard lock(m_mutex);
+    return m_moment;
+}
+
+void SeenVersions::NoteListing(long long begin, std::unordered_map<std::string, DocumentVersion> versions)
 {
     std::unordered_map<std::string, Seen> seen;
     seen.reserve(versions.size());
     for (auto& [name, version] : versions) {
-        seen.emplace(name, Seen{std::move(version), true});
+        seen.emplace(name, Seen{std::move(version), begin, true});
     }
     const std::lock_guard lock(m_mutex);
+    for (auto& [name, known] : m_seen) {
+        if (known.moment > begin) {
+            seen[name] = std::move(known);
+        }
+    }
     m_seen.swap(seen);
     m_listedAt = Clock::now();
 }

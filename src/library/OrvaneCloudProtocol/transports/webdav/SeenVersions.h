@@ -15,8 +15,11 @@ class SeenVersions
 public:
     void Note(const std::string& name, const DocumentVersion& version);
 
+    /// To be called before a listing is asked for. What is noted meanwhile is newer than what it says.
+    [[nodiscard]] long long BeginListing();
+
     /// A complete listing: documents that it lacks are no longer known.
-    void NoteListing(std::unordered_map<std::string, DocumentVersion> versions);
+    void NoteListing(long long begin, std::unordered_map<std::string, DocumentVersion> versions);
 
     void Forget(const std::string& name);
 
@@ -32,11 +35,13 @@ private:
     struct Seen
     {
         DocumentVersion version;
+        long long moment = 0;
         bool isFromListing = false;
     };
 
     mutable std::mutex m_mutex;
     std::unordered_map<std::string, Seen> m_seen;
+    long long m_moment = 0; ///< counts what is noted
     Clock::time_point m_listedAt;
 };
 

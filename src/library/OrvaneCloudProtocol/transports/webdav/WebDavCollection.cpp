@@ -5,6 +5,7 @@
 #include <OrvaneCloudProtocol/transports/http/RetryPolicy.h>
 #include <OrvaneCloudProtocol/transports/webdav/PropertyRequests.h>
 
+#include <algorithm>
 #include <set>
 
 namespace Orvane::Social {
@@ -13,9 +14,23 @@ namespace {
 
 using Place = HrefMeaning::Place;
 
+constexpr std::chrono::milliseconds kFirstPause{50};
+constexpr std::chrono::milliseconds kShortestPause{1};
+
 QString Text(const QByteArray& bytes)
 {
     return QString::fromUtf8(bytes);
+}
+
+/// Of a member's path.
+QByteArray FolderOf(const QByteArray& path)
+{
+    return path.left(path.lastIndexOf('/') + 1);
+}
+
+bool IsDone(const HttpResponse& answer)
+{
+    return answer.IsSuccess() && answer.status != 207; // which tells of failures
 }
 
 /// Sorts the answers to one PROPFIND of the collection into itself and its members.
@@ -29,7 +44,7 @@ public:
         // Behind a proxy a server may know itself by another name, which its own entry tells.
         for (const auto& resource : answer.resources) {
             const auto meaning = MeaningOf(resource.href, m_path);
-            if (meaning.place == Place::Collection && resource.isCollection) {
+            if (meaning.place == Place::Collection && resource.isCollection && resource.status == 200) {
                 m_self = resource;
                 m_authorities.insert(meaning.authority);
             }
@@ -51,7 +66,8 @@ public:
         for (auto& resource : resources) {
             auto meaning = MeaningOf(resource.href, m_path);
             const bool isOurs = meaning.place == Place::Member && m_authorities.count(meaning.authority) > 0;
-            if (isOurs && resource.status == 200 && m_names.insert(meaning.memberName).second) {
+            if (isOurs && !IsGone(resource) && m_names.insert(meaning.memberName).second) {
+                RequireReadable(resource);
                 members.push_back({std::move(meaning.memberName), std::move(resource)});
             }
         }
@@ -59,6 +75,22 @@ public:
     }
 
 private:
+    [[nodiscard]] static bool IsGone(const DavResource& resource)
+    {
+        return resource.status == 404 || resource.status == 410;
+    }
+
+    // A member that cannot be looked at now is not one that is no longer there.
+    static void RequireReadable(const DavResource& resource)
+    {
+        if (resource.status != 200) {
+            throw CloudError(FailureCode::Unavailable,
+                             QStringLiteral("%1: the server has listed it with status %2")
+                                 .arg(Text(resource.href))
+                                 .arg(resource.status));
+        }
+    }
+
     const QByteArray m_path;
     std::set<QByteArray> m_authorities;
     std::optional<DavResource> m_self;
@@ -83,10 +115,10 @@ DavResource WebDavCollection::Self(const QByteArray& propfindBody, Job& job)
     return ListingReader(answer, m_server.Address()).Self();
 }
 
-WebDavCollection::Listing WebDavCollection::Members(Job& job)
+WebDavCollection::Listing WebDavCollection::Members(Job& job, std::optional<std::chrono::milliseconds> total)
 {
     auto answer = m_server.Propfind(m_server.Address().CollectionPath(), WebDavServer::Depth::Members,
-                                    PropfindForDocuments(), job);
+                                    PropfindForDocuments(), job, total);
     ListingReader reader(answer, m_server.Address());
     (void)reader.Self();
     return {reader.Members(std::move(answer.resources)), answer.date};
@@ -99,7 +131,7 @@ std::optional<DavResource> WebDavCollection::Find(const std::string& name, Job& 
         const auto answer = m_server.Propfind(PathOf(name), WebDavServer::Depth::Resource,
                                               PropfindForDocuments(), job, total);
         for (const auto& resource : answer.resources) {
-            const auto meaning = MeaningOf(resource.href, m_server.Address().CollectionPath());
+            const auto meaning = MeaningOf(resource.href, FolderOf(answer.path));
             if (meaning.place == Place::Member && meaning.memberName == name) {
                 return resource.status == 200 ? std::make_optional(resource) : std::nullopt;
             }
@@ -114,9 +146,9 @@ std::optional<DavResource> WebDavCollection::Find(const std::string& name, Job& 
     }
 }
 
-DavResource WebDavCollection::RequiredDocument(const std::string& name, Job& job)
+DavResource WebDavCollection::RequiredDocument(const std::string& name,
+                                               const std::optional<DavResource>& found) const
 {
-    const auto found = Find(name, job);
     if (!found || found->isCollection) {
         throw CloudError(FailureCode::NotFound, Text(PathOf(name)) + QStringLiteral(": no such document"));
     }
@@ -145,23 +177,61 @@ HttpRequest WebDavCollection::DeleteRequest(const std::string& name, const QByte
 WebDavCollection::ChangeOutcome WebDavCollection::TryChange(const HttpRequest& request, Job& job)
 {
     try {
-        const auto answer = m_server.Change(request, job);
+        const auto answer = ChangeOnceUnlocked(request, job);
         const auto trouble = std::make_exception_ptr(StatusError(request, answer));
         return {answer, IsPassing(answer.status) ? trouble : nullptr};
     } catch (const NetworkError& error) {
-        if (error.GetStage() == NetworkError::Stage::Hopeless) {
+        if (error.IsHopeless()) {
             throw;
         }
         return {{}, std::current_exception()};
     }
 }
 
-std::optional<DavResource> WebDavCollection::FindAfterTrouble(const std::string& name, const Job& job)
+// Some servers lock what they move, and refuse whoever comes meanwhile. A lock that is meant to last is
+// Refused.
+HttpResponse WebDavCollection::ChangeOnceUnlocked(const HttpRequest& request, Job& job)
 {
-    // Also when the request is no longer wanted: what it has left behind depends on the answer.
+    auto answer = m_server.Change(request, job);
+    const auto firstRetry = m_server.Limits().firstRetry;
+    for (auto pause = firstRetry / 8; answer.status == 423 && pause <= firstRetry * 4;
+         pause = std::max(pause * 2, kShortestPause)) {
+        job.Sleep(pause);
+        answer = m_server.Change(request, job);
+    }
+    return answer;
+}
+
+std::chrono::milliseconds WebDavCollection::TimeForCleaning(const Job& job) const
+{
+    constexpr std::chrono::milliseconds kAtLeast{200};
+    const auto limit = m_server.Limits().afterCancel;
+    return std::max(limit - job.TimeSinceCancel(), std::min(limit, kAtLeast));
+}
+
+std::optional<DavResource> WebDavCollection::FindAnyway(const std::string& name, Job& job)
+{
+    if (!job.IsCanceled()) {
+        try {
+            return Find(name, job);
+        } catch (const CloudError&) {
+            if (!job.IsCanceled()) {
+                throw;
+            }
+        }
+    }
     Job asking;
-    const auto limit = job.IsCanceled() ? std::make_optional(m_server.Limits().afterCancel) : std::nullopt;
-    return Find(name, asking, limit);
+    return Find(name, asking, TimeForCleaning(job));
+}
+
+std::optional<DavResource> WebDavCollection::FindAgain(const std::string& name, Job& job)
+{
+    auto found = Find(name, job);
+    if (!found) {
+        job.Sleep(m_server.Limits().firstRetry);
+        found = Find(name, job);
+    }
+    return found;
 }
 
 WebDavCollection::MoveOutcome WebDavCollection::Move(const std::string& from, const std::string& to,
@@ -170,11 +240,11 @@ WebDavCollection::MoveOutcome WebDavCollection::Move(const std::string& from, co
     const auto request = MoveRequest(from, to, overwrite);
     for (int repetitions = 0;; ++repetitions) {
         const auto [answer, trouble] = TryChange(request, job);
-        if (!trouble && answer.IsSuccess() && answer.status != 207) {
+        if (!trouble && IsDone(answer)) {
             return MoveOutcome::Moved;
         }
         // A move that was repeated may have found its own earlier success.
-        if ((trouble || repetitions > 0) && !FindAfterTrouble(from, job)) {
+        if ((trouble || repetitions > 0) && !FindAnyway(from, job)) {
             return MoveOutcome::Moved;
         }
         if (!trouble && answer.status == 412 && overwrite == Overwrite::No) {
@@ -189,43 +259,59 @@ WebDavCollection::MoveOutcome WebDavCollection::Move(const std::string& from, co
     }
 }
 
-void WebDavCollection::Delete(const std::string& name, const QByteArray& strongEntityTag, Job& job)
+void WebDavCollection::Delete(const std::string& name, const DocumentVersion& version, Job& job)
 {
-    const auto request = DeleteRequest(name, strongEntityTag);
+    const auto request = DeleteRequest(name, version.StrongEntityTag());
     for (int repetitions = 0;; ++repetitions) {
         const auto [answer, trouble] = TryChange(request, job);
-        if (!trouble && answer.IsSuccess() && answer.status != 207) {
+        if (!trouble && IsDone(answer)) {
             return;
         }
-        if (!trouble && FailureCodeOfStatus(answer.status) == FailureCode::NotFound) {
+        if (!trouble && FailureCodeOfStatus(answer.status) != FailureCode::NotFound) {
+            throw ErrorOf(request, answer, job);
+        }
+        const auto found = FindAnyway(name, job);
+        if (!found) {
             (void)Self(PropfindForDocuments(), job); // a cloud that is gone has not deleted anything
             return;
         }
-        if (!trouble) {
-            throw ErrorOf(request, answer, job);
-        }
-        const auto found = FindAfterTrouble(name, job);
-        if (!found) {
-            return;
-        }
-        if (!strongEntityTag.isEmpty() && found->entityTag != strongEntityTag) {
-            throw CloudError(FailureCode::Conflict,
-                             Text(PathOf(name)) + QStringLiteral(": has changed meanwhile"));
-        }
+        RequireSame(name, version, *found);
         if (!m_server.WaitToRepeat(repetitions, answer, job)) {
-            std::rethrow_exception(trouble);
+            std::rethrow_exception(trouble ? trouble : std::make_exception_ptr(StatusError(request, answer)));
         }
     }
 }
 
-bool WebDavCollection::TakeAway(const std::string& name, const QByteArray& strongEntityTag) noexcept
+void WebDavCollection::RequireSame(const std::string& name, const DocumentVersion& version,
+                                   const DavResource& found) const
+{
+    if (found.isCollection || !version.IsSameAs(DocumentVersion::Of(found))) {
+        throw CloudError(FailureCode::Conflict,
+                         Text(PathOf(name)) + QStringLiteral(": has changed meanwhile"));
+    }
+}
+
+bool WebDavCollection::TakeAway(const std::string& name, const QByteArray& strongEntityTag,
+                                const Job& job) noexcept
 {
     try {
-        Job job;
+        Job cleaning;
         auto request = DeleteRequest(name, strongEntityTag);
-        request.total = m_server.Limits().afterCancel;
-        const auto answer = m_server.Change(request, job);
-        return answer.IsSuccess() || FailureCodeOfStatus(answer.status) == FailureCode::NotFound;
+        const auto deadline = std::chrono::steady_clock::now() + TimeForCleaning(job);
+        for (auto pause = kFirstPause;; pause *= 2) {
+            const auto left = deadline - std::chrono::steady_clock::now();
+            request.total = std::chrono::ceil<std::chrono::milliseconds>(left);
+            const auto answer = m_server.Change(request, cleaning);
+            if (IsDone(answer) || FailureCodeOfStatus(answer.status) == FailureCode::NotFound) {
+                return true;
+            }
+            // An upload that was broken off may hold it for a moment more.
+            const bool isPassing = IsPassing(answer.status) || answer.status == 409 || answer.status == 423;
+            if (!isPassing || left <= pause) {
+                return false;
+            }
+            cleaning.Sleep(pause);
+        }
     } catch (const std::exception&) {
         return false;
     }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <OrvaneCloudProtocol/transports/Job.h>
+#include <OrvaneCloudProtocol/transports/webdav/DocumentVersion.h>
 #include <OrvaneCloudProtocol/transports/webdav/WebDavServer.h>
 
 #include <exception>
@@ -48,7 +49,9 @@ public:
     [[nodiscard]] DavResource Self(const QByteArray& propfindBody, Job& job);
 
     /// All direct members, once each. Throws unless the listing is complete and holds the collection itself.
-    [[nodiscard]] Listing Members(Job& job);
+    ///
+    /// @param total  for the whole question; empty for the usual limits
+    [[nodiscard]] Listing Members(Job& job, std::optional<std::chrono::milliseconds> total = {});
 
     /// What the server says of one member; nothing when there is none.
     ///
@@ -56,20 +59,29 @@ public:
     [[nodiscard]] std::optional<DavResource> Find(const std::string& name, Job& job,
                                                   std::optional<std::chrono::milliseconds> total = {});
 
-    /// As Find, of a member that is a document. Throws (NotFound) when it is not.
-    [[nodiscard]] DavResource RequiredDocument(const std::string& name, Job& job);
+    /// What was found, provided that it is a document. Throws (NotFound) when it is not.
+    [[nodiscard]] DavResource RequiredDocument(const std::string& name,
+                                               const std::optional<DavResource>& found) const;
 
     /// Moves a member (RFC 4918 §9.9). When the answer is lost, asks what has become of it.
     [[nodiscard]] MoveOutcome Move(const std::string& from, const std::string& to, Overwrite overwrite,
                                    Job& job);
 
-    /// Deletes a member that is no collection (RFC 4918 §9.6); one that is gone already counts as deleted.
-    /// With an entity tag only that version goes.
-    void Delete(const std::string& name, const QByteArray& strongEntityTag, Job& job);
+    /// Deletes a document (RFC 4918 §9.6) in the version that it was found in; one that is gone already
+    /// counts as deleted.
+    void Delete(const std::string& name, const DocumentVersion& version, Job& job);
 
-    /// Deletes a member without further questions, within NetworkLimits::afterCancel. False when it may still
-    /// be there.
-    bool TakeAway(const std::string& name, const QByteArray& strongEntityTag = {}) noexcept;
+    /// Deletes a member of our own making, also when @p job is no longer wanted. False when it may still be
+    /// there.
+    bool TakeAway(const std::string& name, const QByteArray& strongEntityTag, const Job& job) noexcept;
+
+    /// As Find, when nothing but the end of the job may keep it from asking: a job that is no longer wanted
+    /// has a short while to know what it leaves behind.
+    [[nodiscard]] std::optional<DavResource> FindAnyway(const std::string& name, Job& job);
+
+    /// As Find, of a member that was there a moment ago: while a document takes another's place, some servers
+    /// have none under its name.
+    [[nodiscard]] std::optional<DavResource> FindAgain(const std::string& name, Job& job);
 
     /// The error that the answer stands for; tells a collection that is gone from other trouble.
     [[nodiscard]] CloudError ErrorOf(const HttpRequest& request, const HttpResponse& answer, Job& job);
@@ -86,7 +98,9 @@ private:
                                           Overwrite overwrite) const;
     [[nodiscard]] HttpRequest DeleteRequest(const std::string& name, const QByteArray& strongEntityTag) const;
     [[nodiscard]] ChangeOutcome TryChange(const HttpRequest& request, Job& job);
-    [[nodiscard]] std::optional<DavResource> FindAfterTrouble(const std::string& name, const Job& job);
+    [[nodiscard]] HttpResponse ChangeOnceUnlocked(const HttpRequest& request, Job& job);
+    [[nodiscard]] std::chrono::milliseconds TimeForCleaning(const Job& job) const;
+    void RequireSame(const std::string& name, const DocumentVersion& version, const DavResource& found) const;
 
     WebDavServer& m_server;
 };

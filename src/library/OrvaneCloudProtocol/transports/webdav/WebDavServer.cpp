@@ -16,7 +16,7 @@ namespace Orvane::Social {
 namespace {
 
 constexpr int kMostRedirects = 5;
-constexpr qint64 kLargestListing = qint64{512} * 1024 * 1024;
+constexpr qint64 kLargestAnswer = qint64{1024} * 1024 * 1024; // to a PROPFIND
 
 HttpSettings SettingsOf(const OAuth2::AuthInfo& authInfo, const WebDavAddress& address,
                         const NetworkLimits& limits)
@@ -76,21 +76,11 @@ void WebDavServer::SignIn(const QString& token, Job& job)
 {
     RequireSafety();
     const QByteArray authorization = AuthorizationFor(token);
-    HttpRequest request;
-    request.method = "PROPFIND";
-    request.url = m_address.Origin() + m_address.CollectionPath();
-    request.headers = {"Authorization: " + authorization};
+    std::unique_lock lock(m_mutex);
+    const int signIn = ++m_signIns;
+    lock.unlock();
     try {
-        const auto answer = AskForProperties(request, Depth::Resource, PropfindForDocuments(), job);
-        const bool isCollection =
-            std::any_of(answer.resources.begin(), answer.resources.end(), [&](const DavResource& resource) {
-                return resource.isCollection &&
-                       MeaningOf(resource.href, answer.path).place == HrefMeaning::Place::Collection;
-            });
-        if (!isCollection) {
-            throw CloudError(FailureCode::Protocol,
-                             QString::fromUtf8(request.url) + QStringLiteral(": not a WebDAV collection"));
-        }
+        RequireCollection(authorization, job);
     } catch (const StatusError& error) {
         const auto& detail = error.GetFailure().detail;
         if (error.GetStatus() == 403) { // some servers say that to a token that they do not accept
@@ -101,8 +91,34 @@ void WebDavServer::SignIn(const QString& token, Job& job)
         }
         throw;
     }
-    const std::lock_guard lock(m_mutex);
-    m_authorization = authorization;
+    lock.lock();
+    if (signIn > m_acceptedSignIn) {
+        m_acceptedSignIn = signIn;
+        m_authorization = authorization;
+    }
+}
+
+void WebDavServer::RequireCollection(const QByteArray& authorization, Job& job)
+{
+    HttpRequest request;
+    request.method = "PROPFIND";
+    request.url = m_address.Origin() + m_address.CollectionPath();
+    request.headers = {"Authorization: " + authorization};
+    const auto answer = AskForProperties(request, Depth::Resource, PropfindForDocuments(), job);
+    if (answer.path != m_address.CollectionPath()) { // uploads would not follow
+        throw CloudError(FailureCode::NotFound,
+                         QStringLiteral("the cloud has moved to %1")
+                             .arg(QString::fromUtf8(m_address.Origin() + answer.path)));
+    }
+    const bool isCollection =
+        std::any_of(answer.resources.begin(), answer.resources.end(), [&](const DavResource& resource) {
+            return resource.isCollection &&
+                   MeaningOf(resource.href, answer.path).place == HrefMeaning::Place::Collection;
+        });
+    if (!isCollection) {
+        throw CloudError(FailureCode::Protocol,
+                         QString::fromUtf8(request.url) + QStringLiteral(": not a WebDAV collection"));
+    }
 }
 
 HttpRequest WebDavServer::RequestOf(const QByteArray& method, const QByteArray& path) const
@@ -142,17 +158,14 @@ WebDavServer::Properties WebDavServer::AskForProperties(HttpRequest request, Dep
     const auto ask = [&](const HttpRequest& asked) {
         reader = std::make_unique<MultiStatusReader>();
         qint64 received = 0;
-        return m_client.Receive(
-            asked,
-            [&](const HttpResponse& head, const char* data, std::size_t size) {
-                received += static_cast<qint64>(size);
-                if (head.status == 207 && received <= kLargestListing) {
-                    reader->Add(data, size);
-                } else if (received > kLargestListing) {
-                    throw CloudError(FailureCode::Protocol, QStringLiteral("the listing has no end"));
-                }
-            },
-            job);
+        const auto read = [&](const HttpResponse& head, const char* data, std::size_t size) {
+            received += static_cast<qint64>(size);
+            if (head.status != 207 || received > kLargestAnswer) {
+                throw StatusError(asked, head);
+            }
+            reader->Add(data, size);
+        };
+        return m_client.Receive(asked, read, job);
     };
     const auto answer = Repeat(request, ask, job);
     if (answer.status != 207) {
@@ -196,13 +209,13 @@ HttpResponse WebDavServer::Repeat(HttpRequest& request, const Attempt& attempt, 
         HttpResponse answer;
         try {
             answer = Follow(request, attempt);
-            if (!IsPassing(answer.status) || !WaitToRepeat(repetitions, answer, job)) {
+            if (request.total || !IsPassing(answer.status) || !WaitToRepeat(repetitions, answer, job)) {
                 return answer;
             }
         } catch (const NetworkError& error) {
             // After a time-out somebody has waited long enough.
-            const bool isWorthIt = error.GetStage() != NetworkError::Stage::Hopeless &&
-                                   error.GetFailure().code != FailureCode::TimedOut;
+            const bool isWorthIt =
+                !request.total && !error.IsHopeless() && error.GetFailure().code != FailureCode::TimedOut;
             if (!isWorthIt || !WaitToRepeat(repetitions, {}, job)) {
                 throw;
             }

@@ -35,10 +35,11 @@ public:
     [[nodiscard]] const WebDavAddress& Address() const { return m_address; }
     [[nodiscard]] const NetworkLimits& Limits() const { return m_limits; }
 
-    /// Keeps the token for all that follows if the server accepts it for the collection.
+    /// Keeps the token for all that follows if the server accepts it for the collection, and no later sign-in
+    /// has been accepted meanwhile.
     void SignIn(const QString& token, Job& job);
 
-    /// @param total  for the whole exchange; empty for the usual limits
+    /// @param total  for the whole question, which is then not repeated; empty for the usual limits
     [[nodiscard]] Properties Propfind(const QByteArray& path, Depth depth, const QByteArray& body, Job& job,
                                       std::optional<std::chrono::milliseconds> total = {});
 
@@ -62,6 +63,7 @@ private:
     using Attempt = std::function<HttpResponse(const HttpRequest& request)>;
 
     void RequireSafety() const;
+    void RequireCollection(const QByteArray& authorization, Job& job);
     [[nodiscard]] QByteArray AuthorizationFor(const QString& token) const;
     [[nodiscard]] HttpRequest RequestOf(const QByteArray& method, const QByteArray& path) const;
     [[nodiscard]] Properties AskForProperties(HttpRequest request, Depth depth, const QByteArray& body,
@@ -77,7 +79,9 @@ private:
     const NetworkLimits m_limits;
     HttpClient m_client;
     mutable std::mutex m_mutex;
-    QByteArray m_authorization; ///< the header's value
+    int m_signIns = 0;          ///< begun so far
+    int m_acceptedSignIn = 0;   ///< the latest one that was accepted
+    QByteArray m_authorization; ///< its header's value
 };
 
 } // namespace Orvane::Social

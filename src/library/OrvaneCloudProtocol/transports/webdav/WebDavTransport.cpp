@@ -79,13 +79,17 @@ public:
         , cacheFolder(cache)
         , server(authInfo, address, limits)
         , collection(server)
-        , temporaries(collection, cache)
+        , temporaries(collection, CloudOf(authInfo, address), cache)
         , localTemporaries(cache / "temporaries")
         , hashes(cache / "transferred-hashes.sqlite", CloudOf(authInfo, address))
-        , uploads{collection, temporaries}
+        , uploads{collection, temporaries, seen}
     {}
 
     [[nodiscard]] DocumentVersion VersionOf(const std::string& name, const DavResource& resource);
+
+    /// Asks the server, twice where it should be there.
+    [[nodiscard]] std::optional<DavResource> FindNow(const std::string& name, Job& job);
+    [[nodiscard]] DavResource RequiredResource(const std::string& name, Job& job);
 
     /// Asks the server, and keeps in mind what it says.
     DocumentVersion Look(const std::string& name, Job& job);
@@ -107,8 +111,8 @@ public:
     WebDavCollection collection;
     RemoteTemporaries temporaries;
     Support::TemporaryJournal localTemporaries;
-    SeenVersions seen;
     TransferredHashes hashes;
+    SeenVersions seen;
     UploadContext uploads;
 };
 
@@ -126,9 +130,19 @@ DocumentVersion WebDavTransport::Private::VersionOf(const std::string& name, con
 
 DocumentVersion WebDavTransport::Private::Look(const std::string& name, Job& job)
 {
-    auto version = VersionOf(name, collection.RequiredDocument(name, job));
+    auto version = VersionOf(name, RequiredResource(name, job));
     seen.Note(name, version);
     return version;
+}
+
+DavResource WebDavTransport::Private::RequiredResource(const std::string& name, Job& job)
+{
+    return collection.RequiredDocument(name, FindNow(name, job));
+}
+
+std::optional<DavResource> WebDavTransport::Private::FindNow(const std::string& name, Job& job)
+{
+    return seen.Find(name) ? collection.FindAgain(name, job) : collection.Find(name, job);
 }
 
 DocumentVersion WebDavTransport::Private::Expected(const std::string& name, Job& job)
@@ -147,8 +161,6 @@ DocumentReceiver::Received WebDavTransport::Private::Receive(const std::string& 
             throw;
         }
     }
-    // It was there a moment ago. While a document is replaced, some servers have none under its name.
-    job.Sleep(server.Limits().firstRetry);
     (void)Look(name, job);
     OnSide(FileSide::Local, [&] { part.Clear(); });
     return ReceiveOnce(name, part, sizeLimit, job);
@@ -163,10 +175,14 @@ DocumentReceiver::Received WebDavTransport::Private::ReceiveOnce(const std::stri
         throw Error(FailureCode::InvalidDocument, DocumentIdOf(name), QStringLiteral("is too large to show"));
     }
     auto received = DocumentReceiver(server, collection.PathOf(name), part, sizeLimit).Run(job);
-    const bool isExpected = received.isSizeProven && !expected.entityTag.isEmpty() &&
-                            received.version.entityTag == expected.entityTag;
+    const bool isExpected = received.isSizeProven && expected.HasTagOf(received.version);
     // Another version than expected, or the server says too little: it has to be asked.
     const auto version = isExpected ? expected : Look(name, job);
+    const bool isSettled = version.IsSameAs(expected) || received.version.entityTag.isEmpty() ||
+                           version.HasTagOf(received.version);
+    if (!isSettled) {
+        throw Error(FailureCode::Conflict, DocumentIdOf(name), QStringLiteral("changes while it is read"));
+    }
     RequireSame(name, received, version);
     received.version = version;
     return received;
@@ -176,10 +192,6 @@ void WebDavTransport::Private::RequireSame(const std::string& name,
                                            const DocumentReceiver::Received& received,
                                            const DocumentVersion& expected)
 {
-    const auto& tag = received.version.entityTag;
-    if (!tag.isEmpty() && !expected.entityTag.isEmpty() && tag != expected.entityTag) {
-        throw Error(FailureCode::Conflict, DocumentIdOf(name), QStringLiteral("changes while it is read"));
-    }
     if (expected.size.value_or(received.size) != received.size) {
         throw Error(FailureCode::Protocol, DocumentIdOf(name),
                     QStringLiteral("%1 of %2 bytes have arrived").arg(received.size).arg(*expected.size));
@@ -240,6 +252,7 @@ QUrl WebDavTransport::UserProfile(Job&)
 
 Transport::CloudFiles WebDavTransport::List(Job& job)
 {
+    const auto begin = d->seen.BeginListing();
     const auto listing = d->collection.Members(job);
     CloudFiles files;
     std::unordered_map<std::string, DocumentVersion> versions;
@@ -251,7 +264,7 @@ Transport::CloudFiles WebDavTransport::List(Job& job)
             versions.emplace(member.name, std::move(version));
         }
     }
-    d->seen.NoteListing(std::move(versions));
+    d->seen.NoteListing(begin, std::move(versions));
     std::sort(files.begin(), files.end(),
               [](const auto& left, const auto& right) { return left.id < right.id; });
     return files;
@@ -260,7 +273,7 @@ Transport::CloudFiles WebDavTransport::List(Job& job)
 Transport::CloudFile WebDavTransport::Info(const QString& id, Job& job)
 {
     const auto name = RequiredName(id);
-    const auto resource = d->collection.RequiredDocument(name, job);
+    const auto resource = d->RequiredResource(name, job);
     const auto version = d->VersionOf(name, resource);
     d->seen.Note(name, version);
     return Describe(name, resource, version.md5);
@@ -269,9 +282,8 @@ Transport::CloudFile WebDavTransport::Info(const QString& id, Job& job)
 Transport::CloudFile WebDavTransport::Store(const Upload& upload, Job& job)
 {
     const auto replaced = upload.replacedId.isEmpty() ? std::string() : RequiredName(upload.replacedId);
-    const auto stored = WebDavUpload(d->uploads, upload, replaced, d->seen.Find(replaced)).Run(job);
+    const auto stored = WebDavUpload(d->uploads, upload, replaced).Run(job);
     const auto& resource = stored.resource;
-    d->seen.Note(stored.name, DocumentVersion::Of(resource, stored.md5));
     if (resource.size) {
         d->hashes.Remember(stored.name, *resource.size, resource.entityTag, stored.md5);
     }
@@ -298,7 +310,7 @@ void WebDavTransport::Fetch(const Download& download, Job& job)
 void WebDavTransport::Remove(const QString& id, Job& job)
 {
     const auto name = RequiredName(id);
-    const auto found = d->collection.Find(name, job);
+    const auto found = d->FindNow(name, job);
     if (!found) {
         (void)d->collection.Self(PropfindForDocuments(), job); // a cloud that is gone has deleted nothing
         d->seen.Forget(name);
@@ -313,7 +325,7 @@ void WebDavTransport::Remove(const QString& id, Job& job)
         throw Error(FailureCode::Conflict, id, QStringLiteral("has changed since it was last seen"));
     }
     job.ThrowIfCanceled();
-    d->collection.Delete(name, version.StrongEntityTag(), job);
+    d->collection.Delete(name, version, job);
     d->seen.Forget(name);
 }
 

@@ -9,6 +9,8 @@
 #include <OrvaneCloudProtocol/transports/webdav/PropertyRequests.h>
 #include <support/PathText.h>
 
+#include <QCryptographicHash>
+
 namespace Orvane::Social {
 
 namespace {
@@ -29,12 +31,12 @@ CloudError Conflict(const std::string& name, const QString& reason)
 } // namespace
 
 WebDavUpload::WebDavUpload(UploadContext& context, const Transport::Upload& upload,
-                           const std::string& replacedName, const std::optional<DocumentVersion>& lastSeen)
+                           const std::string& replacedName)
     : m_context(context)
     , m_collection(context.collection)
     , m_upload(upload)
     , m_replacedName(replacedName)
-    , m_replacedVersion(lastSeen)
+    , m_replacedVersion(context.seen.Find(replacedName))
 {}
 
 WebDavUpload::Stored WebDavUpload::Run(Job& job)
@@ -55,7 +57,9 @@ WebDavUpload::Stored WebDavUpload::Run(Job& job)
 
 void WebDavUpload::RequireReplaceable(Job& job)
 {
-    const auto now = DocumentVersion::Of(m_collection.RequiredDocument(m_replacedName, job));
+    const auto found = m_replacedVersion ? m_collection.FindAgain(m_replacedName, job)
+                                         : m_collection.Find(m_replacedName, job);
+    const auto now = DocumentVersion::Of(m_collection.RequiredDocument(m_replacedName, found));
     if (m_replacedVersion && !m_replacedVersion->IsSameAs(now)) {
         throw Conflict(m_replacedName, QStringLiteral("has changed since it was last seen"));
     }
@@ -66,63 +70,59 @@ std::optional<WebDavUpload::Stored> WebDavUpload::TryOnce(Job& job)
 {
     Sent sent;
     const auto temporary = Send(sent, job);
-    LeaveNote(temporary->Name(), sent, job);
     const auto name = MoveIntoPlace(temporary->Name(), job);
     temporary->Release();
+    m_context.seen.Note(name, DocumentVersion::Of(sent.resource, sent.md5));
     try {
         job.ThrowIfCanceled();
+        LetRivalsFinish(job);
+        LeaveNote(name, sent, job);
         return Confirm(name, sent, job);
     } catch (const CloudError& error) {
-        Undo(name, sent, error);
+        Undo(name, sent, error, job);
     }
 }
 
 std::unique_ptr<WebDavUpload::Temporary> WebDavUpload::Send(Sent& sent, Job& job)
 {
-    // A fresh name each time: an earlier request may still be under way at the server.
     for (int repetitions = 0;; ++repetitions) {
-        auto temporary = std::make_unique<Temporary>(m_context.temporaries);
-        if (TrySend(temporary->Name(), sent, repetitions, job)) {
+        ProveSignInBeforeLargeBody(SourceFile(m_upload.source, FileSide::Local).Size(), job);
+        // A fresh name each time: an earlier request may still be under way at the server.
+        auto temporary = std::make_unique<Temporary>(m_context.temporaries, job);
+        const auto outcome = Put(temporary->Name(), sent, job);
+        if (!outcome.trouble || HasArrivedAllTheSame(temporary->Name(), sent, job)) {
+            Verify(temporary->Name(), sent, job);
             return temporary;
+        }
+        if (outcome.isTimeOut || !m_collection.Server().WaitToRepeat(repetitions, outcome.answer, job)) {
+            std::rethrow_exception(outcome.trouble);
         }
     }
 }
 
-bool WebDavUpload::TrySend(const std::string& temporary, Sent& sent, int repetitions, Job& job)
+WebDavUpload::PutOutcome WebDavUpload::Put(const std::string& temporary, Sent& sent, Job& job)
 {
     SourceFile source(m_upload.source, FileSide::Local);
-    ProveSignInBeforeLargeBody(source.Size(), job);
     sent = {};
     sent.size = source.Size();
     auto& server = m_collection.Server();
-    const auto path = m_collection.PathOf(temporary);
+    const auto request = server.ChangeOf("PUT", m_collection.PathOf(temporary));
     const auto body = [&](const HttpBodyWriter& write) { sent.md5 = source.ReadInto(write, job).toLatin1(); };
-    HttpResponse answer;
     try {
-        answer = server.Put(path, sent.size, body, job);
-        if (!answer.IsSuccess() && !IsPassing(answer.status)) {
-            throw m_collection.ErrorOf(server.ChangeOf("PUT", path), answer, job);
-        }
+        const auto answer = server.Put(m_collection.PathOf(temporary), sent.size, body, job);
         if (answer.IsSuccess()) {
-            Verify(temporary, sent, job);
-            return true;
+            return {};
         }
-        if (!server.WaitToRepeat(repetitions, answer, job)) {
-            throw StatusError(server.ChangeOf("PUT", path), answer);
+        if (!IsPassing(answer.status)) {
+            throw m_collection.ErrorOf(request, answer, job);
         }
+        return {std::make_exception_ptr(StatusError(request, answer)), answer};
     } catch (const NetworkError& error) {
-        if (error.GetStage() == NetworkError::Stage::Hopeless) {
+        if (error.IsHopeless()) {
             throw;
         }
-        if (HasArrivedAllTheSame(temporary, sent, job)) {
-            Verify(temporary, sent, job);
-            return true;
-        }
-        if (error.GetFailure().code == FailureCode::TimedOut || !server.WaitToRepeat(repetitions, {}, job)) {
-            throw;
-        }
+        return {std::current_exception(), {}, error.GetFailure().code == FailureCode::TimedOut};
     }
-    return false;
 }
 
 // Some servers swallow the whole body before they say that nobody is signed in.
@@ -162,19 +162,21 @@ void WebDavUpload::Verify(const std::string& temporary, Sent& sent, Job& job)
     sent.resource = *found;
 }
 
-void WebDavUpload::LeaveNote(const std::string& temporary, Sent& sent, Job& job)
+void WebDavUpload::LeaveNote(const std::string& name, Sent& sent, Job& job)
 {
     const auto note = Md5NoteOf(sent.md5, sent.size, sent.resource.entityTag);
     if (!m_context.keepsNotes || note.isEmpty() || !sent.resource.serverMd5.isEmpty()) {
         return;
     }
-    auto request = m_collection.Server().ChangeOf("PROPPATCH", m_collection.PathOf(temporary));
+    auto request = m_collection.Server().ChangeOf("PROPPATCH", m_collection.PathOf(name));
     request.headers.push_back("Content-Type: text/xml; charset=utf-8");
     request.body = ProppatchOfMd5Note(note);
     try {
         const auto answer = m_collection.Server().Change(request, job);
-        m_context.keepsNotes = answer.status == 207;
-        sent.note = m_context.keepsNotes ? note : QByteArray();
+        const bool isRefused =
+            answer.status == 403 || answer.status == 405 || answer.status == 415 || answer.status == 501;
+        m_context.keepsNotes = !isRefused;
+        sent.note = answer.status == 207 ? note : QByteArray();
     } catch (const NetworkError&) { // the document is worth more than the note
     }
     job.ThrowIfCanceled();
@@ -204,63 +206,81 @@ void WebDavUpload::ReplaceWith(const std::string& temporary, Job& job)
     (void)m_collection.Move(temporary, m_replacedName, WebDavCollection::Overwrite::Yes, job);
 }
 
+// Some servers let two moves to the same new name succeed (Apache's mod_dav_fs looks for it first and renames
+// then). Whoever was so close must have ended before it is looked who has won; that they are close is likely
+// where names before this one were taken.
+void WebDavUpload::LetRivalsFinish(Job& job) const
+{
+    if (m_number > 1) {
+        job.Sleep(m_collection.Server().Limits().firstRetry / 8);
+    }
+}
+
 std::optional<WebDavUpload::Stored> WebDavUpload::Confirm(const std::string& name, const Sent& sent, Job& job)
 {
-    const auto found = LookAgain(name, job);
-    if (!IsOurs(found, sent)) {
+    const auto found = m_collection.FindAgain(name, job);
+    if (!found) {
+        throw Conflict(name, QStringLiteral("has gone again at once"));
+    }
+    const auto owner = OwnerOf(*found, sent);
+    const bool isOurs = owner == Owner::Us || (owner == Owner::Unclear && HoldsWhatWasSent(name, sent, job));
+    if (!isOurs) {
+        m_context.seen.Forget(name);
         if (IsReplacement()) {
             throw Conflict(name, QStringLiteral("was replaced by somebody else at the same moment"));
         }
         return std::nullopt;
     }
-    if (!sent.note.isEmpty() && found.md5Note != sent.note) {
+    if (!sent.note.isEmpty() && found->md5Note != sent.note) {
         m_context.keepsNotes = false;
     }
-    return Stored{name, found, sent.md5};
+    m_context.seen.Note(name, DocumentVersion::Of(*found, sent.md5));
+    return Stored{name, *found, sent.md5};
 }
 
-DavResource WebDavUpload::LookAgain(const std::string& name, Job& job)
+WebDavUpload::Owner WebDavUpload::OwnerOf(const DavResource& found, const Sent& sent)
 {
-    // While a document takes another's place, some servers have none under its name for a moment.
-    auto found = m_collection.Find(name, job);
-    if (!found) {
-        job.Sleep(m_collection.Server().Limits().firstRetry);
-        found = m_collection.Find(name, job);
+    const bool isOtherContent = found.isCollection || found.size.value_or(sent.size) != sent.size ||
+                                (!found.serverMd5.isEmpty() && found.serverMd5 != sent.md5);
+    if (isOtherContent) {
+        return Owner::SomebodyElse;
     }
-    if (!found) {
-        throw Conflict(name, QStringLiteral("has gone again at once"));
-    }
-    return *found;
+    const auto now = DocumentVersion::Of(found);
+    const auto before = DocumentVersion::Of(sent.resource);
+    const bool hasOurNote = !sent.note.isEmpty() && found.md5Note == sent.note;
+    const bool isSameWithoutTags =
+        now.entityTag.isEmpty() && before.entityTag.isEmpty() && now.modifiedAt == before.modifiedAt;
+    return now.HasTagOf(before) || hasOurNote || isSameWithoutTags ? Owner::Us : Owner::Unclear;
 }
 
-bool WebDavUpload::IsOurs(const DavResource& found, const Sent& sent)
+// A tag should survive the move. Where it does not, and nothing else tells, the content decides.
+bool WebDavUpload::HoldsWhatWasSent(const std::string& name, const Sent& sent, Job& job)
 {
-    if (found.isCollection || found.size.value_or(sent.size) != sent.size) {
-        return false;
-    }
-    if (found.entityTag.isEmpty() || sent.resource.entityTag.isEmpty() ||
-        found.entityTag == sent.resource.entityTag) {
-        return true;
-    }
-    // A tag should survive the move. Where it does not, what is known of the content decides.
-    return (!sent.note.isEmpty() && found.md5Note == sent.note) || found.serverMd5 == sent.md5;
+    QCryptographicHash hash(QCryptographicHash::Md5);
+    const auto read = [&](const HttpResponse&, const char* data, std::size_t size) {
+        hash.addData(data, static_cast<int>(size));
+    };
+    const auto answer = m_collection.Server().Get(m_collection.PathOf(name), {}, read, job);
+    return answer.status == 200 && hash.result().toHex() == sent.md5;
 }
 
-void WebDavUpload::Undo(const std::string& name, const Sent& sent, const CloudError& why)
+void WebDavUpload::Undo(const std::string& name, const Sent& sent, const CloudError& why, Job& job)
 {
-    if (IsReplacement() || IsUndone(name, sent)) {
+    if (IsReplacement() || IsUndone(name, sent, job)) {
         throw why;
     }
     throw LeftBehindError(why, DocumentIdOf(name));
 }
 
-bool WebDavUpload::IsUndone(const std::string& name, const Sent& sent)
+bool WebDavUpload::IsUndone(const std::string& name, const Sent& sent, Job& job)
 {
     try {
-        Job asking;
-        const auto found = m_collection.Find(name, asking, m_collection.Server().Limits().afterCancel);
-        return !found || !IsOurs(*found, sent) ||
-               m_collection.TakeAway(name, DocumentVersion::Of(*found).StrongEntityTag());
+        const auto found = m_collection.FindAnyway(name, job);
+        if (!found || OwnerOf(*found, sent) == Owner::SomebodyElse) {
+            return true;
+        }
+        const auto tag = DocumentVersion::Of(*found).StrongEntityTag();
+        return OwnerOf(*found, sent) == Owner::Us && m_collection.TakeAway(name, tag, job);
     } catch (const CloudError&) {
         return false;
     }

@@ -3,6 +3,7 @@
 #include <OrvaneCloudProtocol/transports/Transport.h>
 #include <OrvaneCloudProtocol/transports/webdav/DocumentVersion.h>
 #include <OrvaneCloudProtocol/transports/webdav/RemoteTemporaries.h>
+#include <OrvaneCloudProtocol/transports/webdav/SeenVersions.h>
 #include <OrvaneCloudProtocol/transports/webdav/WebDavCollection.h>
 
 #include <atomic>
@@ -14,6 +15,7 @@ struct UploadContext
 {
     WebDavCollection& collection;
     RemoteTemporaries& temporaries;
+    SeenVersions& seen;
     std::atomic<bool> keepsNotes{true}; ///< whether the server has kept every property of ours so far
 };
 
@@ -31,9 +33,7 @@ public:
     };
 
     /// @param replacedName  the document to replace; empty for a new one
-    /// @param lastSeen      the version of it that the user knows, if any
-    WebDavUpload(UploadContext& context, const Transport::Upload& upload, const std::string& replacedName,
-                 const std::optional<DocumentVersion>& lastSeen);
+    WebDavUpload(UploadContext& context, const Transport::Upload& upload, const std::string& replacedName);
 
     /// Throws LeftBehindError when the failed upload could not be undone.
     [[nodiscard]] Stored Run(Job& job);
@@ -50,24 +50,41 @@ private:
 
     using Temporary = RemoteTemporaries::Temporary;
 
+    /// What has come of sending: nothing wrong, or trouble after which it may be sent again.
+    struct PutOutcome
+    {
+        std::exception_ptr trouble;
+        HttpResponse answer; ///< empty when there was none
+        bool isTimeOut = false;
+    };
+
+    /// Whose document lies under the final name.
+    enum class Owner
+    {
+        Us,
+        SomebodyElse,
+        Unclear
+    };
+
     [[nodiscard]] bool IsReplacement() const { return !m_replacedName.empty(); }
     void RequireReplaceable(Job& job);
     [[nodiscard]] std::optional<Stored> TryOnce(Job& job);
 
     [[nodiscard]] std::unique_ptr<Temporary> Send(Sent& sent, Job& job);
-    [[nodiscard]] bool TrySend(const std::string& temporary, Sent& sent, int repetitions, Job& job);
     void ProveSignInBeforeLargeBody(qint64 size, Job& job);
+    [[nodiscard]] PutOutcome Put(const std::string& temporary, Sent& sent, Job& job);
     [[nodiscard]] bool HasArrivedAllTheSame(const std::string& temporary, const Sent& sent, Job& job);
     void Verify(const std::string& temporary, Sent& sent, Job& job);
-    void LeaveNote(const std::string& temporary, Sent& sent, Job& job);
 
     [[nodiscard]] std::string MoveIntoPlace(const std::string& temporary, Job& job);
     void ReplaceWith(const std::string& temporary, Job& job);
+    void LetRivalsFinish(Job& job) const;
+    void LeaveNote(const std::string& name, Sent& sent, Job& job);
     [[nodiscard]] std::optional<Stored> Confirm(const std::string& name, const Sent& sent, Job& job);
-    [[nodiscard]] DavResource LookAgain(const std::string& name, Job& job);
-    [[nodiscard]] static bool IsOurs(const DavResource& found, const Sent& sent);
-    [[noreturn]] void Undo(const std::string& name, const Sent& sent, const CloudError& why);
-    [[nodiscard]] bool IsUndone(const std::string& name, const Sent& sent);
+    [[nodiscard]] static Owner OwnerOf(const DavResource& found, const Sent& sent);
+    [[nodiscard]] bool HoldsWhatWasSent(const std::string& name, const Sent& sent, Job& job);
+    [[noreturn]] void Undo(const std::string& name, const Sent& sent, const CloudError& why, Job& job);
+    [[nodiscard]] bool IsUndone(const std::string& name, const Sent& sent, Job& job);
 
     UploadContext& m_context;
     WebDavCollection& m_collection;
