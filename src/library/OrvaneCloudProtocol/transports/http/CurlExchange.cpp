@@ -176,6 +176,23 @@ HttpResponse CurlExchange::WaitForResponse()
     return m_response;
 }
 
+void CurlExchange::WaitForEnd()
+{
+    std::unique_lock lock(m_mutex);
+    m_ended.wait(lock, [this] { return m_hasEnded; });
+}
+
+bool CurlExchange::IsSendingBody() const
+{
+    return m_bodies.outgoingSize && m_timesSent > 0 && !m_isHeadComplete;
+}
+
+void CurlExchange::ClosePipes()
+{
+    m_incoming.Close();
+    m_outgoing.Close();
+}
+
 void CurlExchange::Resume()
 {
     if (!m_hasEnded) {
@@ -343,8 +360,10 @@ void CurlExchange::EndOverdue()
 
 void CurlExchange::EndWith(CURLcode code)
 {
-    if (code != CURLE_OK) {
-        End(ErrorOf(code));
+    // A connection that closes within the head is success to libcurl.
+    const auto isCut = code == CURLE_OK && !m_isHeadComplete;
+    if (code != CURLE_OK || isCut) {
+        End(ErrorOf(isCut ? CURLE_GOT_NOTHING : code));
         return;
     }
     curl_off_t seconds = 0;
@@ -377,8 +396,7 @@ void CurlExchange::End(std::exception_ptr error)
         m_error = std::move(error);
         m_hasEnded = true;
     }
-    m_incoming.Close();
-    m_outgoing.Close();
+    ClosePipes();
     m_ended.notify_all();
 }
 

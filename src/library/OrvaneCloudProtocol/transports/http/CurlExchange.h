@@ -51,6 +51,9 @@ public:
     /// Waits for the end. Throws NetworkError when there is no complete answer.
     [[nodiscard]] HttpResponse WaitForResponse();
 
+    /// Waits for the end, whatever it is.
+    void WaitForEnd();
+
     // For the network's thread.
     [[nodiscard]] CURL* Handle() const { return m_handle.get(); }
     [[nodiscard]] bool HasEnded() const { return m_hasEnded; }
@@ -66,6 +69,15 @@ public:
 
     /// Whether it has taken too long. Begins a new span when enough has passed in the last one.
     [[nodiscard]] bool IsOverdue(Clock::time_point now);
+
+    /// Whether a body, or a part of it, has gone to the server and no answer has come.
+    [[nodiscard]] bool IsSendingBody() const;
+
+    /// How long the server may take to notice that it was broken off.
+    [[nodiscard]] Clock::time_point LingerUntil() const { return Clock::now() + m_limits.afterCancel; }
+
+    /// The worker need not wait for the pipes any more.
+    void ClosePipes();
 
     void EndOverdue();
     void EndWith(CURLcode code);

@@ -2,7 +2,17 @@
 
 #include <OrvaneCloudProtocol/transports/http/CurlExchange.h>
 
+#include <QtGlobal>
+
 #include <algorithm>
+#include <cerrno>
+
+#ifdef Q_OS_WIN
+#include <winsock2.h>
+#else
+#include <sys/socket.h>
+#include <unistd.h>
+#endif
 
 namespace Orvane::Social {
 
@@ -10,6 +20,34 @@ namespace {
 
 constexpr long kKeptConnections = 12;
 constexpr std::chrono::milliseconds kLongestWait{1000};
+
+#ifdef Q_OS_WIN
+constexpr int kNoMoreSending = SD_SEND;
+
+int CloseSocket(curl_socket_t socket)
+{
+    return ::closesocket(socket);
+}
+#else
+constexpr int kNoMoreSending = SHUT_WR;
+
+int CloseSocket(curl_socket_t socket)
+{
+    return ::close(socket);
+}
+#endif
+
+/// Reads what there is. libcurl has made the socket one that does not block.
+bool HasServerClosed(curl_socket_t socket)
+{
+    char answer[4096];
+    while (true) {
+        const auto count = ::recv(socket, answer, sizeof answer, 0);
+        if (count <= 0) {
+            return count == 0 || (errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR);
+        }
+    }
+}
 
 CURLM* NewMulti()
 {
@@ -39,6 +77,8 @@ void CurlLoop::Start(const std::shared_ptr<CurlExchange>& exchange)
 {
     Post([this, exchange] {
         m_exchanges.push_back(exchange);
+        curl_easy_setopt(exchange->Handle(), CURLOPT_CLOSESOCKETFUNCTION, &CurlLoop::OnCloseSocket);
+        curl_easy_setopt(exchange->Handle(), CURLOPT_CLOSESOCKETDATA, this);
         if (curl_multi_add_handle(m_multi.get(), exchange->Handle()) != CURLM_OK) {
             exchange->EndWith(CURLE_OUT_OF_MEMORY);
             Remove(*exchange);
@@ -59,8 +99,7 @@ void CurlLoop::Cancel(const std::shared_ptr<CurlExchange>& exchange)
 {
     Post([this, exchange] {
         if (!exchange->HasEnded() && exchange->OnCanceled()) {
-            exchange->EndWith(CURLE_ABORTED_BY_CALLBACK);
-            Remove(*exchange);
+            BreakOffNow(exchange);
         }
     });
 }
@@ -69,8 +108,7 @@ void CurlLoop::BreakOff(const std::shared_ptr<CurlExchange>& exchange)
 {
     Post([this, exchange] {
         if (!exchange->HasEnded()) {
-            exchange->EndWith(CURLE_ABORTED_BY_CALLBACK);
-            Remove(*exchange);
+            BreakOffNow(exchange);
         }
     });
 }
@@ -95,7 +133,8 @@ void CurlLoop::Run()
         if (m_isStopping) {
             return;
         }
-        curl_multi_poll(m_multi.get(), nullptr, 0, MillisecondsToWait(), nullptr);
+        Wait();
+        EndLingering();
     }
 }
 
@@ -146,6 +185,58 @@ void CurlLoop::Remove(CurlExchange& exchange)
     m_exchanges.erase(std::remove_if(m_exchanges.begin(), m_exchanges.end(), isIt), m_exchanges.end());
 }
 
+// A server may go on with what it got of an upload after the connection has gone, and store it later than the
+// DELETE that is to take it away. So an upload ends when the server has seen its end.
+void CurlLoop::BreakOffNow(const SharedExchange& exchange)
+{
+    const auto isSame = [&](const Lingering& lingering) { return lingering.exchange == exchange; };
+    if (std::any_of(m_lingering.begin(), m_lingering.end(), isSame)) {
+        return;
+    }
+    exchange->ClosePipes();
+    m_brokenOff = exchange->IsSendingBody() ? exchange : nullptr;
+    Remove(*exchange);
+    m_brokenOff = nullptr;
+    if (std::none_of(m_lingering.begin(), m_lingering.end(), isSame)) {
+        exchange->EndWith(CURLE_ABORTED_BY_CALLBACK);
+    }
+}
+
+int CurlLoop::OnCloseSocket(void* self, curl_socket_t socket)
+{
+    auto& loop = *static_cast<CurlLoop*>(self);
+    if (loop.m_brokenOff) {
+        ::shutdown(socket, kNoMoreSending);
+        loop.m_lingering.push_back({socket, loop.m_brokenOff, loop.m_brokenOff->LingerUntil()});
+        return 0;
+    }
+    return CloseSocket(socket);
+}
+
+void CurlLoop::Wait()
+{
+    std::vector<curl_waitfd> sockets;
+    for (const auto& lingering : m_lingering) {
+        sockets.push_back({lingering.socket, CURL_WAIT_POLLIN, 0});
+    }
+    curl_multi_poll(m_multi.get(), sockets.data(), static_cast<unsigned>(sockets.size()),
+                    MillisecondsToWait(), nullptr);
+}
+
+void CurlLoop::EndLingering()
+{
+    const auto now = std::chrono::steady_clock::now();
+    const auto isOver = [now](const Lingering& lingering) {
+        if (now < lingering.deadline && !HasServerClosed(lingering.socket)) {
+            return false;
+        }
+        CloseSocket(lingering.socket);
+        lingering.exchange->EndWith(CURLE_ABORTED_BY_CALLBACK);
+        return true;
+    };
+    m_lingering.erase(std::remove_if(m_lingering.begin(), m_lingering.end(), isOver), m_lingering.end());
+}
+
 int CurlLoop::MillisecondsToWait() const
 {
     using std::chrono::milliseconds;
@@ -155,6 +246,9 @@ int CurlLoop::MillisecondsToWait() const
         if (const auto deadline = exchange->Deadline()) {
             wait = std::min(wait, std::chrono::ceil<milliseconds>(*deadline - now));
         }
+    }
+    for (const auto& lingering : m_lingering) {
+        wait = std::min(wait, std::chrono::ceil<milliseconds>(lingering.deadline - now));
     }
     return static_cast<int>(std::max(wait, milliseconds(0)).count());
 }

@@ -2,6 +2,7 @@
 
 #include <curl/curl.h>
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -31,7 +32,17 @@ public:
     void BreakOff(const std::shared_ptr<CurlExchange>& exchange);
 
 private:
-    using Exchanges = std::vector<std::shared_ptr<CurlExchange>>;
+    using SharedExchange = std::shared_ptr<CurlExchange>;
+    using Exchanges = std::vector<SharedExchange>;
+
+    /// The connection of an upload that was broken off: nothing more is sent, and what the server has to say
+    /// is read to its end, which comes when it has done with what it got (RFC 9112 §9.6).
+    struct Lingering
+    {
+        curl_socket_t socket;
+        SharedExchange exchange;
+        std::chrono::steady_clock::time_point deadline;
+    };
 
     struct Cleanup
     {
@@ -43,11 +54,20 @@ private:
     void RunPosted();
     void EndCompleted();
     void EndOverdue();
+    void BreakOffNow(const SharedExchange& exchange);
+    static int OnCloseSocket(void* self, curl_socket_t socket);
+    void Wait();
+    void EndLingering();
     void Remove(CurlExchange& exchange);
     [[nodiscard]] int MillisecondsToWait() const;
 
     std::unique_ptr<CURLM, Cleanup> m_multi;
-    Exchanges m_exchanges; ///< on the network's thread only
+
+    // On the network's thread only.
+    Exchanges m_exchanges;
+    SharedExchange m_brokenOff; ///< the upload whose connection is being closed
+    std::vector<Lingering> m_lingering;
+
     std::mutex m_mutex;
     std::vector<std::function<void()>> m_posted;
     bool m_isStopping = false;

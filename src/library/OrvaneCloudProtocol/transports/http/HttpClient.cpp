@@ -32,6 +32,7 @@ HttpResponse HttpClient::Perform(const HttpRequest& request, const CurlExchange:
         return exchange->WaitForResponse();
     } catch (...) {
         m_loop.BreakOff(exchange);
+        exchange->WaitForEnd();
         // A change's outcome is told even when it is no longer wanted.
         if (!request.isChange) {
             job.ThrowIfCanceled();

@@ -42,15 +42,17 @@ RemoteTemporaries::Temporary::Temporary(RemoteTemporaries& owner, const Job& job
 
 RemoteTemporaries::Temporary::~Temporary()
 {
-    // What could not be taken away stays noted, for a later sweep.
-    if (!m_isThere || m_owner.m_collection.TakeAway(m_name, {}, m_job)) {
-        m_owner.m_journal.Forget(m_name);
+    if (m_isThere && !IsGone()) {
+        return; // and stays noted, for a later sweep
     }
+    m_owner.m_journal.Forget(m_name);
 }
 
-void RemoteTemporaries::Temporary::Release()
+bool RemoteTemporaries::Temporary::IsGone() const
 {
-    m_isThere = false;
+    const auto removal = m_owner.m_collection.TakeAway(m_name, {}, m_job);
+    return removal == WebDavCollection::Removal::Removed ||
+           (removal == WebDavCollection::Removal::NotThere && m_isAnswered);
 }
 
 RemoteTemporaries::RemoteTemporaries(WebDavCollection& collection, const QByteArray& cloud,
@@ -79,7 +81,8 @@ void RemoteTemporaries::SweepOwn(const Job& job)
 {
     bool isWorking = true;
     m_journal.Sweep([&](const fs::path& temporary) {
-        isWorking = isWorking && !job.IsCanceled() && m_collection.TakeAway(temporary.string(), {}, job);
+        isWorking = isWorking && !job.IsCanceled() &&
+                    m_collection.TakeAway(temporary.string(), {}, job) != WebDavCollection::Removal::Failed;
         return isWorking;
     });
 }

@@ -23,13 +23,19 @@ public:
 
         [[nodiscard]] const std::string& Name() const { return m_name; }
 
+        /// The server has answered the upload. Before that it may appear later than it is looked for.
+        void NoteAnswer() { m_isAnswered = true; }
+
         /// It has got its final name: there is nothing to take away.
-        void Release();
+        void Release() { m_isThere = false; }
 
     private:
+        [[nodiscard]] bool IsGone() const;
+
         RemoteTemporaries& m_owner;
         const Job& m_job;
         const std::string m_name;
+        bool m_isAnswered = false;
         bool m_isThere = true;
     };
 

@@ -179,12 +179,9 @@ WebDavCollection::ChangeOutcome WebDavCollection::TryChange(const HttpRequest& r
     try {
         const auto answer = ChangeOnceUnlocked(request, job);
         const auto trouble = std::make_exception_ptr(StatusError(request, answer));
-        return {answer, IsPassing(answer.status) ? trouble : nullptr};
+        return {answer, IsPassing(answer.status) ? trouble : nullptr, false};
     } catch (const NetworkError& error) {
-        if (error.IsHopeless()) {
-            throw;
-        }
-        return {{}, std::current_exception()};
+        return {{}, std::current_exception(), error.IsHopeless()};
     }
 }
 
@@ -239,7 +236,7 @@ WebDavCollection::MoveOutcome WebDavCollection::Move(const std::string& from, co
 {
     const auto request = MoveRequest(from, to, overwrite);
     for (int repetitions = 0;; ++repetitions) {
-        const auto [answer, trouble] = TryChange(request, job);
+        const auto [answer, trouble, isHopeless] = TryChange(request, job);
         if (!trouble && IsDone(answer)) {
             return MoveOutcome::Moved;
         }
@@ -253,7 +250,7 @@ WebDavCollection::MoveOutcome WebDavCollection::Move(const std::string& from, co
         if (!trouble) {
             throw ErrorOf(request, answer, job);
         }
-        if (!m_server.WaitToRepeat(repetitions, answer, job)) {
+        if (isHopeless || !m_server.WaitToRepeat(repetitions, answer, job)) {
             std::rethrow_exception(trouble);
         }
     }
@@ -263,7 +260,7 @@ void WebDavCollection::Delete(const std::string& name, const DocumentVersion& ve
 {
     const auto request = DeleteRequest(name, version.StrongEntityTag());
     for (int repetitions = 0;; ++repetitions) {
-        const auto [answer, trouble] = TryChange(request, job);
+        const auto [answer, trouble, isHopeless] = TryChange(request, job);
         if (!trouble && IsDone(answer)) {
             return;
         }
@@ -276,7 +273,7 @@ void WebDavCollection::Delete(const std::string& name, const DocumentVersion& ve
             return;
         }
         RequireSame(name, version, *found);
-        if (!m_server.WaitToRepeat(repetitions, answer, job)) {
+        if (isHopeless || !m_server.WaitToRepeat(repetitions, answer, job)) {
             std::rethrow_exception(trouble ? trouble : std::make_exception_ptr(StatusError(request, answer)));
         }
     }
@@ -291,8 +288,9 @@ void WebDavCollection::RequireSame(const std::string& name, const DocumentVersio
     }
 }
 
-bool WebDavCollection::TakeAway(const std::string& name, const QByteArray& strongEntityTag,
-                                const Job& job) noexcept
+WebDavCollection::Removal WebDavCollection::TakeAway(const std::string& name,
+                                                     const QByteArray& strongEntityTag,
+                                                     const Job& job) noexcept
 {
     try {
         Job cleaning;
@@ -301,19 +299,32 @@ bool WebDavCollection::TakeAway(const std::string& name, const QByteArray& stron
         for (auto pause = kFirstPause;; pause *= 2) {
             const auto left = deadline - std::chrono::steady_clock::now();
             request.total = std::chrono::ceil<std::chrono::milliseconds>(left);
-            const auto answer = m_server.Change(request, cleaning);
-            if (IsDone(answer) || FailureCodeOfStatus(answer.status) == FailureCode::NotFound) {
-                return true;
-            }
-            // An upload that was broken off may hold it for a moment more.
-            const bool isPassing = IsPassing(answer.status) || answer.status == 409 || answer.status == 423;
-            if (!isPassing || left <= pause) {
-                return false;
+            const auto outcome = TryTakingAway(request, cleaning);
+            if (outcome || left <= pause) {
+                return outcome.value_or(Removal::Failed);
             }
             cleaning.Sleep(pause);
         }
     } catch (const std::exception&) {
-        return false;
+        return Removal::Failed;
+    }
+}
+
+// Nothing when it may go better a moment later: an upload that was broken off may still hold it.
+std::optional<WebDavCollection::Removal> WebDavCollection::TryTakingAway(const HttpRequest& request, Job& job)
+{
+    try {
+        const auto answer = m_server.Change(request, job);
+        if (IsDone(answer)) {
+            return Removal::Removed;
+        }
+        if (FailureCodeOfStatus(answer.status) == FailureCode::NotFound) {
+            return Removal::NotThere;
+        }
+        const bool isPassing = IsPassing(answer.status) || answer.status == 409 || answer.status == 423;
+        return isPassing ? std::nullopt : std::make_optional(Removal::Failed);
+    } catch (const NetworkError& error) {
+        return error.IsHopeless() ? std::make_optional(Removal::Failed) : std::nullopt;
     }
 }
 

@@ -40,6 +40,13 @@ public:
         NameTaken
     };
 
+    enum class Removal
+    {
+        Removed,
+        NotThere,
+        Failed ///< it may still be there
+    };
+
     explicit WebDavCollection(WebDavServer& server);
 
     [[nodiscard]] WebDavServer& Server() { return m_server; }
@@ -71,9 +78,8 @@ public:
     /// counts as deleted.
     void Delete(const std::string& name, const DocumentVersion& version, Job& job);
 
-    /// Deletes a member of our own making, also when @p job is no longer wanted. False when it may still be
-    /// there.
-    bool TakeAway(const std::string& name, const QByteArray& strongEntityTag, const Job& job) noexcept;
+    /// Deletes a member of our own making, also when @p job is no longer wanted.
+    Removal TakeAway(const std::string& name, const QByteArray& strongEntityTag, const Job& job) noexcept;
 
     /// As Find, when nothing but the end of the job may keep it from asking: a job that is no longer wanted
     /// has a short while to know what it leaves behind.
@@ -92,11 +98,13 @@ private:
     {
         HttpResponse answer;
         std::exception_ptr trouble;
+        bool isHopeless = false; ///< it should not be asked for again
     };
 
     [[nodiscard]] HttpRequest MoveRequest(const std::string& from, const std::string& to,
                                           Overwrite overwrite) const;
     [[nodiscard]] HttpRequest DeleteRequest(const std::string& name, const QByteArray& strongEntityTag) const;
+    [[nodiscard]] std::optional<Removal> TryTakingAway(const HttpRequest& request, Job& job);
     [[nodiscard]] ChangeOutcome TryChange(const HttpRequest& request, Job& job);
     [[nodiscard]] HttpResponse ChangeOnceUnlocked(const HttpRequest& request, Job& job);
     [[nodiscard]] std::chrono::milliseconds TimeForCleaning(const Job& job) const;

@@ -71,13 +71,16 @@ std::optional<WebDavUpload::Stored> WebDavUpload::TryOnce(Job& job)
     Sent sent;
     const auto temporary = Send(sent, job);
     const auto name = MoveIntoPlace(temporary->Name(), job);
-    temporary->Release();
     m_context.seen.Note(name, DocumentVersion::Of(sent.resource, sent.md5));
     try {
         job.ThrowIfCanceled();
         LetRivalsFinish(job);
         LeaveNote(name, sent, job);
-        return Confirm(name, sent, job);
+        auto stored = Confirm(name, sent, job);
+        if (stored) {
+            temporary->Release();
+        }
+        return stored;
     } catch (const CloudError& error) {
         Undo(name, sent, error, job);
     }
@@ -89,7 +92,7 @@ std::unique_ptr<WebDavUpload::Temporary> WebDavUpload::Send(Sent& sent, Job& job
         ProveSignInBeforeLargeBody(SourceFile(m_upload.source, FileSide::Local).Size(), job);
         // A fresh name each time: an earlier request may still be under way at the server.
         auto temporary = std::make_unique<Temporary>(m_context.temporaries, job);
-        const auto outcome = Put(temporary->Name(), sent, job);
+        const auto outcome = Put(*temporary, sent, job);
         if (!outcome.trouble || HasArrivedAllTheSame(temporary->Name(), sent, job)) {
             Verify(temporary->Name(), sent, job);
             return temporary;
@@ -100,16 +103,18 @@ std::unique_ptr<WebDavUpload::Temporary> WebDavUpload::Send(Sent& sent, Job& job
     }
 }
 
-WebDavUpload::PutOutcome WebDavUpload::Put(const std::string& temporary, Sent& sent, Job& job)
+WebDavUpload::PutOutcome WebDavUpload::Put(Temporary& temporary, Sent& sent, Job& job)
 {
     SourceFile source(m_upload.source, FileSide::Local);
     sent = {};
     sent.size = source.Size();
     auto& server = m_collection.Server();
-    const auto request = server.ChangeOf("PUT", m_collection.PathOf(temporary));
+    const auto path = m_collection.PathOf(temporary.Name());
+    const auto request = server.ChangeOf("PUT", path);
     const auto body = [&](const HttpBodyWriter& write) { sent.md5 = source.ReadInto(write, job).toLatin1(); };
     try {
-        const auto answer = server.Put(m_collection.PathOf(temporary), sent.size, body, job);
+        const auto answer = server.Put(path, sent.size, body, job);
+        temporary.NoteAnswer();
         if (answer.IsSuccess()) {
             return {};
         }
@@ -191,6 +196,7 @@ std::string WebDavUpload::MoveIntoPlace(const std::string& temporary, Job& job)
     for (; m_number <= kMostNamesTried; ++m_number) {
         job.ThrowIfCanceled();
         const auto name = NumberedName(m_upload.source.filename().string(), m_number);
+        const NameGate::Turn turn(m_context.finalNames, name, job);
         const auto outcome = m_collection.Move(temporary, name, WebDavCollection::Overwrite::No, job);
         if (outcome == WebDavCollection::MoveOutcome::Moved) {
             return name;
@@ -280,7 +286,8 @@ bool WebDavUpload::IsUndone(const std::string& name, const Sent& sent, Job& job)
             return true;
         }
         const auto tag = DocumentVersion::Of(*found).StrongEntityTag();
-        return OwnerOf(*found, sent) == Owner::Us && m_collection.TakeAway(name, tag, job);
+        return OwnerOf(*found, sent) == Owner::Us &&
+               m_collection.TakeAway(name, tag, job) != WebDavCollection::Removal::Failed;
     } catch (const CloudError&) {
         return false;
     }

@@ -2,6 +2,7 @@
 
 #include <OrvaneCloudProtocol/transports/Transport.h>
 #include <OrvaneCloudProtocol/transports/webdav/DocumentVersion.h>
+#include <OrvaneCloudProtocol/transports/webdav/NameGate.h>
 #include <OrvaneCloudProtocol/transports/webdav/RemoteTemporaries.h>
 #include <OrvaneCloudProtocol/transports/webdav/SeenVersions.h>
 #include <OrvaneCloudProtocol/transports/webdav/WebDavCollection.h>
@@ -16,6 +17,7 @@ struct UploadContext
     WebDavCollection& collection;
     RemoteTemporaries& temporaries;
     SeenVersions& seen;
+    NameGate finalNames{};              ///< one move to a name at a time
     std::atomic<bool> keepsNotes{true}; ///< whether the server has kept every property of ours so far
 };
 
@@ -72,7 +74,7 @@ private:
 
     [[nodiscard]] std::unique_ptr<Temporary> Send(Sent& sent, Job& job);
     void ProveSignInBeforeLargeBody(qint64 size, Job& job);
-    [[nodiscard]] PutOutcome Put(const std::string& temporary, Sent& sent, Job& job);
+    [[nodiscard]] PutOutcome Put(Temporary& temporary, Sent& sent, Job& job);
     [[nodiscard]] bool HasArrivedAllTheSame(const std::string& temporary, const Sent& sent, Job& job);
     void Verify(const std::string& temporary, Sent& sent, Job& job);
 
