@@ -29,6 +29,9 @@ void PrintTo(const CloudKind& kind, std::ostream* stream)
 
 const CloudKind kCloudKinds[] = {
     {"Folder", [] { return std::make_unique<FolderCloud>(); }},
+    {"Apache", [] { return std::make_unique<WebDavCloud>("apache"); }},
+    {"ApacheTls", [] { return std::make_unique<WebDavCloud>("apache-tls"); }},
+    {"Rclone", [] { return std::make_unique<WebDavCloud>("rclone"); }},
 };
 
 const QString kSample = QStringLiteral("a.pdf");
