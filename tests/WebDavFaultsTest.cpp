@@ -47,14 +47,14 @@ std::vector<Trouble> Troubles()
         {"404", Says("404"), 'N', "***** ** **P.*- *** --"},
         {"405", Says("405"), 'R', "P**** ** ***.** *** **"},
         {"412", Says("412"), 'C', "***** ** ***.-* *** **"},
-        {"200", Says("200", "<html/>"), 'P', "***** ** ***.-* **- *-"},
+        {"200", Says("200", "<html/>"), 'P', "***** ** ***.C* **C *-"},
         {"503 for an hour", Says("503\r\nRetry-After: 3600"), '!', "UUUUU UU UUU.UU UUU UU"},
-        {"no HTTP", {"HTTP/1.1", "SSH-2.0"}, 'P', "***** ** ***.-* **- *-"},
+        {"no HTTP", {"HTTP/1.1", "SSH-2.0"}, 'P', "***** ** ***..* **. *."},
         {"no length", {"Content-Length", "X-Length", true, true, 1 << 30, Server::Closes}, '.', kDone},
-        {"negative length", {"Length: ", "Length: -"}, 'P', "***** ** ***.-* **- *-"},
+        {"negative length", {"Length: ", "Length: -"}, 'P', "***** ** ***..* **. *."},
         {"length too large", {"Length: ", "Length: 9", true, true, 1 << 30, Server::Closes}, 'W', kDone},
         {"length too small", {"Length: ", "Length: 1\r\nX: "}, 'P', "***** *W *.*..* *.. *."},
-        {"malformed", {"</href>", "</herf>"}, 'P', kListing},
+        {"malformed", {"</href>", "</herf>", true, true, 1 << 30, Server::Closes}, 'P', kListing},
         {"another collection", {"/dav/", "/vad/"}, 'P', kListing},
         {"nothing listed", Says("207", "<multistatus xmlns=\"DAV:\"/>"), 'P', kListing},
         {"a byte missing", {">3000000<", ">2999999<"}, 'P', "----- -- --*--- --- --"},
@@ -71,7 +71,7 @@ std::vector<Trouble> Troubles()
     const char* const endings[] = {"", "closed ", "reset ", "stalled ", "dripping ", "canceled "};
     const std::tuple<QByteArray, bool, bool, int> places[] = {
         {"unread", false, false, 0}, {"read", false, true, 0}, {"done", true, true, 0},
-        {"status", true, true, 10},  {"head", true, true, 19}, {"body", true, true, -100}};
+        {"status", true, true, 10},  {"head", true, true, 25}, {"body", true, true, -100}};
     for (const auto& [place, isDone, isRead, kept] : places) {
         for (int ending = Server::Closes; ending <= Server::Cancels; ++ending) {
             const auto outcomes = ending == Server::Cancels ? kCanceled : isDone ? kDone : kUndone;
@@ -80,7 +80,7 @@ std::vector<Trouble> Troubles()
                 troubles.emplace_back(endings[ending] + place, fault, "-WWTTX"[ending], outcomes);
         }
     }
-    Server::Fault cut{{}, {}, true, true, 53, Server::Closes};
+    Server::Fault cut{{}, {}, true, true, 1, Server::Closes};
     for (; cut.kept < 1'000; cut.kept += 13)
         troubles.emplace_back(QByteArray::number(cut.kept), cut, 'W', "-*--- -- ------ --- --");
     return troubles;
