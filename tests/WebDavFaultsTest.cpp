@@ -1,6 +1,7 @@
 #include "support/ProtocolClouds.h"
 #include "support/ScriptedServer.h"
 
+#include <OrvaneCloudProtocol/transports/http/RetryPolicy.h>
 #include <OrvaneCloudProtocol/transports/webdav/WebDavTransport.h>
 
 #include <gtest/gtest.h>
@@ -159,6 +160,42 @@ TEST(WebDavFaults, EndWell)
         std::vector<std::future<void>> checks; // each is waited for at its end
         for (std::size_t i = 0; i < 2 * std::size(kMoments); ++i)
             checks.push_back(std::async(std::launch::async, Check, trouble, i / 2, i % 2 == 0));
+    }
+}
+
+TEST(WebDavFaults, NothingIsToldToWhomARedirectNames)
+{
+    for (const char* method : {"PROPFIND", "GET", "PUT", "MOVE", "DELETE"}) {
+        Server server, trap;
+        const Testing::TemporaryFolder local;
+        WebDavTransport cloud({}, *WebDavAddress::Parse(server.origin + "/dav/"), local.Path() / "cache");
+        Job job;
+        server.documents["old.pdf"] = trap.documents["old.pdf"] = kOld;
+        cloud.SignIn(QStringLiteral("secret"), job);
+        Testing::Write(local.Path() / "new.pdf", "new");
+        server.faults = {Says("307\r\nLocation: " + QByteArray::fromStdString(trap.origin) + "/dav/old.pdf")};
+        std::tie(server.faults[0].method, server.faults[0].times) = std::tuple(method, 1'000);
+        const auto whole = [&] {
+            cloud.Fetch({QStringLiteral("old.pdf"), local.Path() / "target.pdf", 0}, job);
+            cloud.Store({local.Path() / "new.pdf", {}, {}}, job);
+            cloud.Remove(QStringLiteral("old.pdf"), job);
+        };
+        EXPECT_THROW(whole(), CloudError) << method;
+        EXPECT_EQ(trap.heard, "");
+        EXPECT_EQ(server.documents.size(), 2 + (*method == 'D')) << method;
+    }
+}
+
+TEST(RetryDelay, GrowsObeysTheServerAndEnds)
+{
+    using std::chrono::seconds;
+    const NetworkLimits limits; // half a second first, three times
+    const std::tuple<int, std::optional<seconds>, double, int> cases[] = {
+        {0, {}, 0.0, 250}, {0, {}, 1.0, 750},          {1, {}, 0.5, 1000},        {2, {}, 0.5, 2000},
+        {3, {}, 0.5, -1},  {0, seconds(7), 0.5, 7000}, {0, seconds(0), 0.5, 500}, {0, seconds(61), 0.5, -1}};
+    for (const auto& [repetitions, retryAfter, jitter, expected] : cases) {
+        const auto delay = RetryDelay(limits, repetitions, retryAfter, jitter);
+        EXPECT_EQ(delay ? delay->count() : -1, expected) << repetitions;
     }
 }
 

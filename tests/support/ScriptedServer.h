@@ -61,6 +61,7 @@ struct ScriptedServer
             if (::recv(socket, &byte, 1, 0) != 1)
                 return false;
         const std::lock_guard lock(mutex);
+        heard += head;
         const auto method = head.left(head.indexOf(' '));
         Fault fault;
         for (auto& one : faults)
@@ -130,7 +131,8 @@ struct ScriptedServer
     Texts documents{{"", ""}}; ///< by name; "" is the collection itself
     std::vector<Fault> faults;
     std::function<void()> onCancel;
-    QByteArray last; ///< head of the last request, unless it was refused
+    QByteArray heard; ///< the heads of all requests
+    QByteArray last;  ///< head of the last request, unless it was refused
     const int listener = ::socket(AF_INET, SOCK_STREAM, 0);
     std::future<void> serving; ///< waited for at its destruction, and therefore the last
 };
