@@ -10,6 +10,9 @@ namespace {
 
 constexpr std::size_t kRoom = std::size_t{1024} * 1024;
 
+// Waking somebody for less costs more than the bytes do.
+constexpr std::size_t kWorthWaking = std::size_t{64} * 1024;
+
 } // namespace
 
 BytePipe::BytePipe(std::function<void()> onReady)
@@ -24,7 +27,9 @@ bool BytePipe::TryWrite(const char* data, std::size_t size)
         return false;
     }
     Push(data, size);
-    m_changed.notify_one();
+    if (m_bytes >= kWorthWaking) {
+        m_changed.notify_one();
+    }
     return true;
 }
 
@@ -66,14 +71,16 @@ bool BytePipe::Write(const char* data, std::size_t size)
 std::vector<char> BytePipe::Read()
 {
     std::unique_lock lock(m_mutex);
-    m_changed.wait(lock, [&] { return !m_pieces.empty() || m_isEnded || m_isClosed; });
+    m_changed.wait(lock, [&] { return m_bytes >= kWorthWaking || m_isEnded || m_isClosed; });
     if (m_pieces.empty()) {
         return {};
     }
     auto piece = std::move(m_pieces.front());
     m_pieces.pop_front();
     m_bytes -= piece.size();
-    TellIfDenied(std::move(lock));
+    if (m_bytes <= kRoom / 2) { // not for every piece: waking the other side costs more than a piece does
+        TellIfDenied(std::move(lock));
+    }
     return piece;
 }
 
@@ -94,7 +101,11 @@ void BytePipe::Close()
 
 void BytePipe::Push(const char* data, std::size_t size)
 {
-    m_pieces.emplace_back(data, data + size);
+    if (m_pieces.empty() || m_pieces.back().size() + size > kWorthWaking) {
+        m_pieces.emplace_back().reserve(std::max(size, kWorthWaking));
+    }
+    auto& last = m_pieces.back();
+    last.insert(last.end(), data, data + size);
     m_bytes += size;
 }
 

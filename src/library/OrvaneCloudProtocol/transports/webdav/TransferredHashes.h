@@ -6,6 +6,8 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <unordered_map>
+#include <vector>
 
 namespace SQLite {
 class Database;
@@ -30,15 +32,25 @@ public:
     [[nodiscard]] QByteArray Find(const std::string& name, qint64 size, const QByteArray& entityTag);
 
 private:
-    [[nodiscard]] SQLite::Database* Database();
-    [[nodiscard]] std::string KeyOf(const std::string& name) const;
+    struct Entry
+    {
+        qint64 size = 0;
+        std::string entityTag;
+        std::string md5;
+    };
+
+    void ReadOnce();
+    void Save();
     void ForgetOldest();
+    [[nodiscard]] std::string KeyOf(const std::string& name) const;
 
     const std::filesystem::path m_file;
     const std::string m_cloud;
     std::mutex m_mutex;
-    bool m_isOpened = false;
+    bool m_isRead = false;
     std::unique_ptr<SQLite::Database> m_database;
+    std::unordered_map<std::string, Entry> m_entries; ///< of this cloud, by name
+    std::vector<std::string> m_unsaved;
 };
 
 } // namespace Orvane::Social
