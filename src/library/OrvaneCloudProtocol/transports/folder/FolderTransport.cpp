@@ -2,9 +2,9 @@
 
 #include <OrvaneCloudProtocol/DocumentId.h>
 #include <OrvaneCloudProtocol/transports/FileFailure.h>
+#include <OrvaneCloudProtocol/transports/NewDocumentName.h>
 #include <OrvaneCloudProtocol/transports/SourceFile.h>
 #include <OrvaneCloudProtocol/transports/folder/FolderAddress.h>
-#include <OrvaneCloudProtocol/transports/NewDocumentName.h>
 #include <support/PartFile.h>
 #include <support/PathText.h>
 
