@@ -109,6 +109,14 @@ TEST(WebDavServer, WhoseCertificateIsSignedByNobodyKnownIsNotTrusted)
     EXPECT_EQ(FailureOf(client, client.SignIn(cloud.Token())), FailureCode::Untrusted);
 }
 
+TEST(WebDavServer, IsNotFollowedFromHttpsToHttp)
+{
+    const WebDavCloud cloud("apache-tls");
+    ProtocolClient client(cloud.AddressAt("plain"), cloud.Account());
+    EXPECT_EQ(FailureOf(client, client.SignIn(cloud.Token())), FailureCode::Protocol);
+    EXPECT_TRUE(client->LastFailure(Operation::SignIn)->detail.contains(QStringLiteral("307")));
+}
+
 TEST(WebDavServer, ThatRefusesAnUploadIsQuotedAndKeepsNothing)
 {
     const WebDavCloud cloud("apache");
