@@ -33,6 +33,21 @@ bool IsDone(const HttpResponse& answer)
     return answer.IsSuccess() && answer.status != 207; // which tells of failures
 }
 
+bool IsGone(const DavResource& resource)
+{
+    return resource.status == 404 || resource.status == 410;
+}
+
+// A member that cannot be looked at now is not one that is no longer there.
+void RequireReadable(const DavResource& resource)
+{
+    if (resource.status != 200) {
+        throw CloudError(FailureCode::Unavailable, QStringLiteral("%1: the server has status %2 for it")
+                                                       .arg(Text(resource.href))
+                                                       .arg(resource.status));
+    }
+}
+
 /// Sorts the answers to one PROPFIND of the collection into itself and its members.
 class ListingReader
 {
@@ -75,22 +90,6 @@ public:
     }
 
 private:
-    [[nodiscard]] static bool IsGone(const DavResource& resource)
-    {
-        return resource.status == 404 || resource.status == 410;
-    }
-
-    // A member that cannot be looked at now is not one that is no longer there.
-    static void RequireReadable(const DavResource& resource)
-    {
-        if (resource.status != 200) {
-            throw CloudError(FailureCode::Unavailable,
-                             QStringLiteral("%1: the server has listed it with status %2")
-                                 .arg(Text(resource.href))
-                                 .arg(resource.status));
-        }
-    }
-
     const QByteArray m_path;
     std::set<QByteArray> m_authorities;
     std::optional<DavResource> m_self;
@@ -133,7 +132,11 @@ std::optional<DavResource> WebDavCollection::Find(const std::string& name, Job& 
         for (const auto& resource : answer.resources) {
             const auto meaning = MeaningOf(resource.href, FolderOf(answer.path));
             if (meaning.place == Place::Member && meaning.memberName == name) {
-                return resource.status == 200 ? std::make_optional(resource) : std::nullopt;
+                if (IsGone(resource)) {
+                    return std::nullopt;
+                }
+                RequireReadable(resource);
+                return resource;
             }
         }
         throw CloudError(FailureCode::Protocol,
