@@ -12,6 +12,7 @@ namespace {
 std::optional<Failure> FailureOf(const RequestQueue::Work& work, Job& job)
 {
     try {
+        job.ThrowIfCanceled();
         work(job);
         job.ReportCompletion();
         return std::nullopt;
