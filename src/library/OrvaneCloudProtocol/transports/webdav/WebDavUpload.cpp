@@ -180,7 +180,9 @@ void WebDavUpload::LeaveNote(const std::string& name, Sent& sent, Job& job)
         const auto answer = m_collection.Server().Change(request, job);
         const bool isRefused =
             answer.status == 403 || answer.status == 405 || answer.status == 415 || answer.status == 501;
-        m_context.keepsNotes = !isRefused;
+        if (isRefused) {
+            m_context.keepsNotes = false;
+        }
         sent.note = answer.status == 207 ? note : QByteArray();
     } catch (const NetworkError&) { // the document is worth more than the note
     }
@@ -244,6 +246,7 @@ std::optional<WebDavUpload::Stored> WebDavUpload::Confirm(const std::string& nam
     return Stored{name, *found, sent.md5};
 }
 
+// Not by the note, which a rival's document has got from us when it has won the name.
 WebDavUpload::Owner WebDavUpload::OwnerOf(const DavResource& found, const Sent& sent)
 {
     const bool isOtherContent = found.isCollection || found.size.value_or(sent.size) != sent.size ||
@@ -253,10 +256,9 @@ WebDavUpload::Owner WebDavUpload::OwnerOf(const DavResource& found, const Sent& 
     }
     const auto now = DocumentVersion::Of(found);
     const auto before = DocumentVersion::Of(sent.resource);
-    const bool hasOurNote = !sent.note.isEmpty() && found.md5Note == sent.note;
     const bool isSameWithoutTags =
         now.entityTag.isEmpty() && before.entityTag.isEmpty() && now.modifiedAt == before.modifiedAt;
-    return now.HasTagOf(before) || hasOurNote || isSameWithoutTags ? Owner::Us : Owner::Unclear;
+    return now.HasTagOf(before) || isSameWithoutTags ? Owner::Us : Owner::Unclear;
 }
 
 // A tag should survive the move. Where it does not, and nothing else tells, the content decides.
