@@ -186,6 +186,23 @@ TEST(WebDavFaults, NothingIsToldToWhomARedirectNames)
     }
 }
 
+TEST(WebDavFaults, ThePartOfAnotherVersionIsNotTakenForTheRest)
+{
+    Server server;
+    const Testing::TemporaryFolder local;
+    WebDavTransport cloud({}, *WebDavAddress::Parse(server.origin + "/dav/"), local.Path() / "cache");
+    Job job;
+    server.documents["old.pdf"] = kOld;
+    cloud.SignIn(QStringLiteral("secret"), job);
+    server.faults = {
+        {{}, {}, true, true, -100, Server::Closes, "GET"},
+        Says("206\r\nETag: \"9\"\r\nContent-Range: bytes 39900-39999/40000", QByteArray(100, 'y'))};
+    std::tie(server.faults[1].method, server.faults[1].first) = std::tuple("GET", 2);
+    cloud.Fetch({QStringLiteral("old.pdf"), local.Path() / "target.pdf", 0}, job);
+    EXPECT_EQ(*Tests::ReadFile(local.Path() / "target.pdf"), kOld);
+    EXPECT_EQ(server.heard.count("\r\nRange: bytes=39900-\r\n"), 1);
+}
+
 TEST(RetryDelay, GrowsObeysTheServerAndEnds)
 {
     using std::chrono::seconds;
