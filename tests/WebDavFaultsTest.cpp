@@ -203,6 +203,30 @@ TEST(WebDavFaults, ThePartOfAnotherVersionIsNotTakenForTheRest)
     EXPECT_EQ(server.heard.count("\r\nRange: bytes=39900-\r\n"), 1);
 }
 
+TEST(WebDavFaults, WhatHasChangedSinceItWasSeenIsNeitherReplacedNorRemoved)
+{
+    Server server;
+    const Testing::TemporaryFolder local;
+    WebDavTransport cloud({}, *WebDavAddress::Parse(server.origin + "/dav/"), local.Path() / "cache");
+    Job job;
+    server.documents["old.pdf"] = kOld;
+    Testing::Write(local.Path() / "new.pdf", "new");
+    cloud.SignIn(QStringLiteral("secret"), job);
+    cloud.List(job);
+    server.documents["old.pdf"] = "of somebody else";
+    const auto expectConflict = [](const std::function<void()>& step) {
+        try {
+            step();
+            ADD_FAILURE() << "it was done";
+        } catch (const CloudError& error) {
+            EXPECT_EQ(error.GetFailure().code, FailureCode::Conflict);
+        }
+    };
+    expectConflict([&] { cloud.Store({local.Path() / "new.pdf", QStringLiteral("old.pdf"), {}}, job); });
+    expectConflict([&] { cloud.Remove(QStringLiteral("old.pdf"), job); });
+    EXPECT_EQ(server.documents["old.pdf"], "of somebody else");
+}
+
 TEST(RetryDelay, GrowsObeysTheServerAndEnds)
 {
     using std::chrono::seconds;
