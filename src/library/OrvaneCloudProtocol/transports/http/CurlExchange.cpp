@@ -10,7 +10,6 @@ namespace Orvane::Social {
 namespace {
 
 constexpr qint64 kLeastBytesInSpan = 1024;
-constexpr int kLargestKeptBody = 64 * 1024;
 constexpr qint64 kMostDroppedBytes = 4 * 1024 * 1024;
 constexpr long kBufferBytes = 256L * 1024;
 
@@ -309,10 +308,7 @@ std::size_t CurlExchange::TakeBody(const char* data, std::size_t size)
         m_isPaused = true;
         return CURL_WRITEFUNC_PAUSE;
     }
-    const int room = kLargestKeptBody - m_response.body.size();
-    const auto kept = std::min<std::size_t>(size, room);
-    m_response.body.append(data, static_cast<int>(kept));
-    m_bytesDropped += static_cast<qint64>(size - kept);
+    m_bytesDropped += static_cast<qint64>(size);
     return m_bytesDropped > kMostDroppedBytes ? 0 : size; // 0: an error
 }
 

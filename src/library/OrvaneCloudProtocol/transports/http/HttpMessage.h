@@ -37,7 +37,6 @@ struct HttpResponse
     std::optional<qint64> contentLength; ///< bytes
     std::optional<std::chrono::seconds> retryAfter;
     std::optional<qint64> date; ///< the server's clock, seconds since 1970
-    QByteArray body;            ///< when it was not streamed: at most its first 64 KiB
 
     [[nodiscard]] bool IsSuccess() const { return status >= 200 && status < 300; }
 };
