@@ -1,5 +1,6 @@
 #include <OrvaneCloudProtocol/transports/http/CurlExchange.h>
 
+#include <OrvaneCloudProtocol/transports/Job.h>
 #include <OrvaneCloudProtocol/transports/http/NetworkError.h>
 
 #include <algorithm>
@@ -35,7 +36,7 @@ Trouble TroubleOf(CURLcode code)
     case CURLE_GOT_NOTHING:
     case CURLE_PARTIAL_FILE:
     case CURLE_SSL_CONNECT_ERROR:
-    case CURLE_ABORTED_BY_CALLBACK: // our own refusal to send a change twice
+    case CURLE_ABORTED_BY_CALLBACK: // a cancel, or our own refusal to send a change twice
         return {FailureCode::Network, false};
     case CURLE_PEER_FAILED_VERIFICATION:
     case CURLE_SSL_ISSUER_ERROR:
@@ -43,17 +44,6 @@ Trouble TroubleOf(CURLcode code)
         return {FailureCode::Untrusted, true};
     default:
         return {FailureCode::Protocol, true};
-    }
-}
-
-/// libcurl is C: no exception may pass through it. What cannot be taken in ends the exchange.
-template <typename Step>
-std::size_t Guarded(const Step& step)
-{
-    try {
-        return step();
-    } catch (const std::exception&) {
-        return 0;
     }
 }
 
@@ -73,18 +63,14 @@ std::optional<qint64> DateIn(const QByteArray& value)
 
 } // namespace
 
-CurlExchange::CurlExchange(const HttpRequest& request, const HttpSettings& settings, const Bodies& bodies,
-                           const std::function<void()>& resume)
-    : m_request(request)
+CurlExchange::CurlExchange(CurlLine& line, const HttpRequest& request, const HttpSettings& settings,
+                           const Bodies& bodies, const Job& job)
+    : m_line(line)
+    , m_request(request)
     , m_limits(settings.limits)
     , m_bodies(bodies)
-    , m_outgoing(resume)
-    , m_incoming(resume)
-    , m_handle(curl_easy_init())
+    , m_job(job)
 {
-    if (!m_handle) {
-        throw std::bad_alloc();
-    }
     SetUp(settings);
     SetUpBody();
     SetHeaders();
@@ -92,19 +78,24 @@ CurlExchange::CurlExchange(const HttpRequest& request, const HttpSettings& setti
     if (request.total) {
         m_lastMoment = m_spanBegin + *request.total;
     }
+    if (!m_line.Begin()) {
+        m_outcome = CURLE_OUT_OF_MEMORY;
+    }
 }
 
-CurlExchange::~CurlExchange() = default;
+CurlExchange::~CurlExchange()
+{
+    m_line.End();
+}
 
 template <typename Value>
 void CurlExchange::Set(CURLoption option, Value value)
 {
-    curl_easy_setopt(m_handle.get(), option, value);
+    curl_easy_setopt(m_line.Handle(), option, value);
 }
 
 void CurlExchange::SetUp(const HttpSettings& settings)
 {
-    Set(CURLOPT_PRIVATE, this);
     Set(CURLOPT_URL, m_request.url.constData());
     Set(CURLOPT_PATH_AS_IS, 1L);
     Set(CURLOPT_CUSTOMREQUEST, m_request.method.constData());
@@ -140,7 +131,7 @@ void CurlExchange::SetUp(const HttpSettings& settings)
 
 void CurlExchange::SetUpBody()
 {
-    if (m_bodies.isStreamedIn) {
+    if (m_bodies.sink) {
         Set(CURLOPT_BUFFERSIZE, kBufferBytes);
     }
     if (m_bodies.outgoingSize) {
@@ -165,20 +156,35 @@ void CurlExchange::SetHeaders()
     Set(CURLOPT_HTTPHEADER, list);
 }
 
-HttpResponse CurlExchange::WaitForResponse()
+bool CurlExchange::Send(const char* data, std::size_t size)
 {
-    std::unique_lock lock(m_mutex);
-    m_ended.wait(lock, [this] { return m_hasEnded; });
-    if (m_error) {
-        std::rethrow_exception(m_error);
+    m_piece = {data, size};
+    Resume();
+    // What is beyond the size that was said is the source's to notice.
+    const auto isTaken = [this] { return m_piece.empty() || m_isAllSent; };
+    RunUntil(isTaken);
+    return isTaken();
+}
+
+HttpResponse CurlExchange::Finish()
+{
+    m_isBodyComplete = true;
+    Resume();
+    RunUntil([] { return false; });
+    RequireAnswer();
+    curl_off_t seconds = 0;
+    curl_easy_getinfo(m_line.Handle(), CURLINFO_RETRY_AFTER, &seconds);
+    if (seconds > 0) {
+        m_response.retryAfter = std::chrono::seconds(seconds);
     }
     return m_response;
 }
 
-void CurlExchange::WaitForEnd()
+void CurlExchange::BreakOff()
 {
-    std::unique_lock lock(m_mutex);
-    m_ended.wait(lock, [this] { return m_hasEnded; });
+    if (!m_outcome && IsSendingBody()) {
+        m_line.EndOnceServerHas(Clock::now() + m_limits.afterCancel);
+    }
 }
 
 bool CurlExchange::IsSendingBody() const
@@ -186,29 +192,58 @@ bool CurlExchange::IsSendingBody() const
     return m_bodies.outgoingSize && m_timesSent > 0 && !m_isHeadComplete;
 }
 
-void CurlExchange::ClosePipes()
+template <typename Condition>
+void CurlExchange::RunUntil(const Condition& isEnough)
 {
-    m_incoming.Close();
-    m_outgoing.Close();
+    while (!m_outcome) {
+        m_outcome = m_line.Perform();
+        if (m_outcome || isEnough()) {
+            return;
+        }
+        HeedCancel();
+        HeedDeadline();
+        m_line.Wait(std::chrono::ceil<std::chrono::milliseconds>(Deadline() - Clock::now()));
+    }
+}
+
+// A change gets a last, short respite; anything else is broken off.
+void CurlExchange::HeedCancel()
+{
+    if (m_isCancelHeeded || !m_job.IsCanceled()) {
+        return;
+    }
+    m_isCancelHeeded = true;
+    if (!m_request.isChange || m_timesSent == 0) {
+        throw ErrorOf(CURLE_ABORTED_BY_CALLBACK);
+    }
+    const auto soon = Clock::now() + m_limits.afterCancel;
+    m_lastMoment = m_lastMoment ? std::min(*m_lastMoment, soon) : soon;
+}
+
+void CurlExchange::HeedDeadline()
+{
+    const auto now = Clock::now();
+    if (now < Deadline()) {
+        return;
+    }
+    const bool isMoving = m_bytesMoved - m_bytesAtSpan >= kLeastBytesInSpan;
+    if (isMoving && (!m_lastMoment || now < *m_lastMoment)) {
+        BeginSpan();
+        return;
+    }
+    m_outcome = CURLE_OPERATION_TIMEDOUT; // its end was waited for long enough
+    throw NetworkError(FailureCode::TimedOut,
+                       QStringLiteral("%1 %2: no answer, or none that gets on")
+                           .arg(QString::fromLatin1(m_request.method), QString::fromUtf8(m_request.url)),
+                       NetworkError::Outlook::Passing);
 }
 
 void CurlExchange::Resume()
 {
-    if (!m_hasEnded) {
-        m_isPaused = false;
-        BeginSpan();
-        curl_easy_pause(m_handle.get(), CURLPAUSE_CONT);
+    BeginSpan();
+    if (std::exchange(m_isPaused, false) && !m_outcome) {
+        curl_easy_pause(m_line.Handle(), CURLPAUSE_CONT);
     }
-}
-
-bool CurlExchange::OnCanceled()
-{
-    if (m_request.isChange && m_timesSent > 0) {
-        const auto soon = Clock::now() + m_limits.afterCancel;
-        m_lastMoment = m_lastMoment ? std::min(*m_lastMoment, soon) : soon;
-        return false;
-    }
-    return true;
 }
 
 void CurlExchange::BeginSpan()
@@ -223,35 +258,30 @@ CurlExchange::Clock::duration CurlExchange::SpanLimit() const
     return isLongAnswer ? std::max(m_limits.answer, m_limits.stall) : m_limits.stall;
 }
 
-std::optional<CurlExchange::Clock::time_point> CurlExchange::Deadline() const
+CurlExchange::Clock::time_point CurlExchange::Deadline() const
 {
     // Until it is connected, the limit is libcurl's.
-    const bool hasSpan = m_timesSent > 0 && !m_isPaused;
-    const auto endOfSpan = m_spanBegin + SpanLimit();
-    if (!hasSpan) {
-        return m_lastMoment;
-    }
-    return m_lastMoment ? std::min(*m_lastMoment, endOfSpan) : endOfSpan;
+    const auto endOfSpan = m_timesSent > 0 ? m_spanBegin + SpanLimit() : Clock::time_point::max();
+    return std::min(m_lastMoment.value_or(endOfSpan), endOfSpan);
 }
 
-bool CurlExchange::IsOverdue(Clock::time_point now)
+/// libcurl is C: no exception may pass through it.
+template <typename Step>
+std::size_t CurlExchange::Guarded(const Step& step)
 {
-    const auto deadline = Deadline();
-    if (!deadline || now < *deadline) {
-        return false;
+    try {
+        return step();
+    } catch (...) {
+        m_failure = std::current_exception();
+        return 0; // ends the exchange
     }
-    const bool isMoving = m_bytesMoved - m_bytesAtSpan >= kLeastBytesInSpan;
-    if (isMoving && (!m_lastMoment || now < *m_lastMoment)) {
-        BeginSpan();
-        return false;
-    }
-    return true;
 }
 
 std::size_t CurlExchange::OnHeader(char* data, std::size_t size, std::size_t count, void* self)
 {
-    return Guarded([&] {
-        static_cast<CurlExchange*>(self)->ReadHeader(QByteArray(data, static_cast<int>(size * count)));
+    auto& exchange = *static_cast<CurlExchange*>(self);
+    return exchange.Guarded([&] {
+        exchange.ReadHeader(QByteArray(data, static_cast<int>(size * count)));
         return size * count;
     });
 }
@@ -264,13 +294,12 @@ void CurlExchange::ReadHeader(const QByteArray& line)
     const QByteArray text = line.trimmed();
     if (text.isEmpty()) {
         m_isHeadComplete = m_response.status >= 200;
-        m_head = m_response;
         return;
     }
     const int colon = text.indexOf(':');
     if (text.startsWith("HTTP/") && (colon < 0 || colon > text.indexOf(' '))) {
         long status = 0;
-        curl_easy_getinfo(m_handle.get(), CURLINFO_RESPONSE_CODE, &status);
+        curl_easy_getinfo(m_line.Handle(), CURLINFO_RESPONSE_CODE, &status);
         m_response = {};
         m_response.status = static_cast<int>(status);
         m_response.reason = text.mid(text.indexOf(' ') + 1).mid(3).trimmed();
@@ -296,17 +325,16 @@ void CurlExchange::KeepHeader(const QByteArray& name, const QByteArray& value)
 
 std::size_t CurlExchange::OnBody(char* data, std::size_t size, std::size_t count, void* self)
 {
-    return Guarded([&] { return static_cast<CurlExchange*>(self)->TakeBody(data, size * count); });
+    auto& exchange = *static_cast<CurlExchange*>(self);
+    return exchange.Guarded([&] { return exchange.TakeBody(data, size * count); });
 }
 
 std::size_t CurlExchange::TakeBody(const char* data, std::size_t size)
 {
-    if (m_bodies.isStreamedIn && m_response.IsSuccess()) {
-        if (m_incoming.TryWrite(data, size)) {
-            return size;
-        }
-        m_isPaused = true;
-        return CURL_WRITEFUNC_PAUSE;
+    if (m_bodies.sink && m_response.IsSuccess()) {
+        m_job.ThrowIfCanceled();
+        m_bodies.sink(m_response, data, size);
+        return size;
     }
     m_bytesDropped += static_cast<qint64>(size);
     return m_bytesDropped > kMostDroppedBytes ? 0 : size; // 0: an error
@@ -314,18 +342,23 @@ std::size_t CurlExchange::TakeBody(const char* data, std::size_t size)
 
 std::size_t CurlExchange::OnSend(char* buffer, std::size_t size, std::size_t count, void* self)
 {
-    auto& exchange = *static_cast<CurlExchange*>(self);
-    const auto sent = exchange.m_outgoing.TryRead(buffer, size * count);
-    if (!sent) {
-        exchange.m_isPaused = true;
+    return static_cast<CurlExchange*>(self)->GiveBody(buffer, size * count);
+}
+
+std::size_t CurlExchange::GiveBody(char* buffer, std::size_t room)
+{
+    const auto count = m_piece.copy(buffer, room);
+    if (count == 0 && !m_isBodyComplete) {
+        m_isPaused = true;
         return CURL_READFUNC_PAUSE;
     }
-    exchange.m_bytesHandedOver += static_cast<qint64>(*sent);
-    if (exchange.m_bytesHandedOver == *exchange.m_bodies.outgoingSize) {
-        exchange.m_isAllSent = true;
-        exchange.BeginSpan();
+    m_piece.remove_prefix(count);
+    m_bytesHandedOver += static_cast<qint64>(count);
+    if (m_bytesHandedOver == *m_bodies.outgoingSize) {
+        m_isAllSent = true;
+        BeginSpan();
     }
-    return *sent;
+    return count;
 }
 
 int CurlExchange::OnBeforeSending(void* self, char*, char*, int, int)
@@ -347,53 +380,29 @@ int CurlExchange::OnBytesMoved(void* self, curl_off_t, curl_off_t received, curl
     return 0;
 }
 
-void CurlExchange::EndOverdue()
+void CurlExchange::RequireAnswer() const
 {
-    const QString detail = QStringLiteral("%1 %2: no answer, or none that gets on")
-                               .arg(QString::fromLatin1(m_request.method), QString::fromUtf8(m_request.url));
-    End(std::make_exception_ptr(NetworkError(FailureCode::TimedOut, detail, NetworkError::Outlook::Passing)));
-}
-
-void CurlExchange::EndWith(CURLcode code)
-{
+    if (m_failure) {
+        std::rethrow_exception(m_failure);
+    }
     // A connection that closes within the head is success to libcurl.
-    const auto isCut = code == CURLE_OK && !m_isHeadComplete;
-    if (code != CURLE_OK || isCut) {
-        End(ErrorOf(isCut ? CURLE_GOT_NOTHING : code));
-        return;
+    const bool isCut = *m_outcome == CURLE_OK && !m_isHeadComplete;
+    if (isCut || *m_outcome != CURLE_OK) {
+        throw ErrorOf(isCut ? CURLE_GOT_NOTHING : *m_outcome);
     }
-    curl_off_t seconds = 0;
-    curl_easy_getinfo(m_handle.get(), CURLINFO_RETRY_AFTER, &seconds);
-    if (seconds > 0) {
-        m_response.retryAfter = std::chrono::seconds(seconds);
-    }
-    End(nullptr);
 }
 
-std::exception_ptr CurlExchange::ErrorOf(CURLcode code) const
+NetworkError CurlExchange::ErrorOf(CURLcode code) const
 {
     const auto trouble = TroubleOf(code);
     const auto outlook =
         trouble.isHopeless ? NetworkError::Outlook::Hopeless : NetworkError::Outlook::Passing;
     const char* text = m_errorText.front() != '\0' ? m_errorText.data() : curl_easy_strerror(code);
-    const QString detail = QStringLiteral("%1 %2: %3")
-                               .arg(QString::fromLatin1(m_request.method), QString::fromUtf8(m_request.url),
-                                    QString::fromUtf8(text));
-    return std::make_exception_ptr(NetworkError(trouble.code, detail, outlook));
-}
-
-void CurlExchange::End(std::exception_ptr error)
-{
-    if (!error) {
-        m_incoming.End();
-    }
-    {
-        const std::lock_guard lock(m_mutex);
-        m_error = std::move(error);
-        m_hasEnded = true;
-    }
-    ClosePipes();
-    m_ended.notify_all();
+    return NetworkError(trouble.code,
+                        QStringLiteral("%1 %2: %3")
+                            .arg(QString::fromLatin1(m_request.method), QString::fromUtf8(m_request.url),
+                                 QString::fromUtf8(text)),
+                        outlook);
 }
 
 } // namespace Orvane::Social

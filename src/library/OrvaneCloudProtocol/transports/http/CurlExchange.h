@@ -1,16 +1,17 @@
 #pragma once
 
-#include <OrvaneCloudProtocol/transports/http/BytePipe.h>
+#include <OrvaneCloudProtocol/transports/http/CurlLine.h>
 #include <OrvaneCloudProtocol/transports/http/HttpMessage.h>
 #include <OrvaneCloudProtocol/transports/http/NetworkLimits.h>
 
-#include <curl/curl.h>
-
 #include <array>
 #include <exception>
-#include <memory>
+#include <string_view>
 
 namespace Orvane::Social {
+
+class Job;
+class NetworkError;
 
 /// What all exchanges of a client have in common.
 struct HttpSettings
@@ -20,72 +21,42 @@ struct HttpSettings
     NetworkLimits limits;
 };
 
-/// One request and its answer, on libcurl. The worker that wants it waits, and the network's thread carries
-/// it out; between the two there are the pipes, and the result once it has ended.
+/// One request and its answer, on libcurl. The thread that wants it carries it out, in Send and Finish: what
+/// they throw is NetworkError, or what the sink has thrown.
 class CurlExchange
 {
 public:
-    using Clock = std::chrono::steady_clock;
+    using Clock = CurlLine::Clock;
 
     /// How the bodies go.
     struct Bodies
     {
-        std::optional<qint64> outgoingSize; ///< bytes that will come through Outgoing(); empty: request.body
-        bool isStreamedIn = false;          ///< successful answers go to Incoming()
+        std::optional<qint64> outgoingSize; ///< bytes that will come through Send; empty: request.body
+        HttpBodySink sink;                  ///< for those of successful answers; empty: nobody wants them
     };
 
-    /// @param resume  has Resume called on the network's thread
-    CurlExchange(const HttpRequest& request, const HttpSettings& settings, const Bodies& bodies,
-                 const std::function<void()>& resume);
+    /// All that it is given must outlive it. A cancel of the job hastens its end.
+    CurlExchange(CurlLine& line, const HttpRequest& request, const HttpSettings& settings,
+                 const Bodies& bodies, const Job& job);
     ~CurlExchange();
     CurlExchange(const CurlExchange&) = delete;
     CurlExchange& operator=(const CurlExchange&) = delete;
 
-    // For the worker.
-    [[nodiscard]] BytePipe& Outgoing() { return m_outgoing; }
-    [[nodiscard]] BytePipe& Incoming() { return m_incoming; }
+    /// Sends a piece of the outgoing body. False when nobody reads any more: there is an answer already, or
+    /// trouble.
+    [[nodiscard]] bool Send(const char* data, std::size_t size);
 
-    /// The answer without its body. To be read once a first piece of the body has come in.
-    [[nodiscard]] const HttpResponse& Head() const { return m_head; }
+    /// Says that the body is complete, if there is one, and waits for the answer.
+    [[nodiscard]] HttpResponse Finish();
 
-    /// Waits for the end. Throws NetworkError when there is no complete answer.
-    [[nodiscard]] HttpResponse WaitForResponse();
-
-    /// Waits for the end, whatever it is.
-    void WaitForEnd();
-
-    // For the network's thread.
-    [[nodiscard]] CURL* Handle() const { return m_handle.get(); }
-    [[nodiscard]] bool HasEnded() const { return m_hasEnded; }
-
-    /// Goes on where a pipe had no room or no bytes.
-    void Resume();
-
-    /// A change gets a last, short respite; returns whether anything else is to be broken off now.
-    [[nodiscard]] bool OnCanceled();
-
-    /// When to look again whether it takes too long; nothing while it waits for the worker.
-    [[nodiscard]] std::optional<Clock::time_point> Deadline() const;
-
-    /// Whether it has taken too long. Begins a new span when enough has passed in the last one.
-    [[nodiscard]] bool IsOverdue(Clock::time_point now);
-
-    /// Whether a body, or a part of it, has gone to the server and no answer has come.
-    [[nodiscard]] bool IsSendingBody() const;
-
-    /// How long the server may take to notice that it was broken off.
-    [[nodiscard]] Clock::time_point LingerUntil() const { return Clock::now() + m_limits.afterCancel; }
-
-    /// The worker need not wait for the pipes any more.
-    void ClosePipes();
-
-    void EndOverdue();
-    void EndWith(CURLcode code);
+    /// To be called when either has thrown, or is not going to be called any more. A server may go on with
+    /// what it got of an upload after the connection has gone, and store it later than the DELETE that is to
+    /// take it away. So this waits until the server has seen the upload's end, but not for long.
+    void BreakOff();
 
 private:
     struct Cleanup
     {
-        void operator()(CURL* handle) const { curl_easy_cleanup(handle); }
         void operator()(curl_slist* list) const { curl_slist_free_all(list); }
     };
 
@@ -95,6 +66,8 @@ private:
     template <typename Value>
     void Set(CURLoption option, Value value);
 
+    template <typename Step>
+    std::size_t Guarded(const Step& step);
     static std::size_t OnHeader(char* data, std::size_t size, std::size_t count, void* self);
     static std::size_t OnBody(char* data, std::size_t size, std::size_t count, void* self);
     static std::size_t OnSend(char* buffer, std::size_t size, std::size_t count, void* self);
@@ -104,38 +77,46 @@ private:
     void ReadHeader(const QByteArray& line);
     void KeepHeader(const QByteArray& name, const QByteArray& value);
     [[nodiscard]] std::size_t TakeBody(const char* data, std::size_t size);
+    [[nodiscard]] std::size_t GiveBody(char* buffer, std::size_t room);
+
+    template <typename Condition>
+    void RunUntil(const Condition& isEnough);
+    void HeedCancel();
+    void HeedDeadline();
+    void Resume();
     void BeginSpan();
     [[nodiscard]] Clock::duration SpanLimit() const;
-    [[nodiscard]] std::exception_ptr ErrorOf(CURLcode code) const;
-    void End(std::exception_ptr error);
+    [[nodiscard]] Clock::time_point Deadline() const;
+    [[nodiscard]] bool IsSendingBody() const;
+    void RequireAnswer() const;
+    [[nodiscard]] NetworkError ErrorOf(CURLcode code) const;
 
-    const HttpRequest m_request;
-    const NetworkLimits m_limits;
-    const Bodies m_bodies;
-    BytePipe m_outgoing;
-    BytePipe m_incoming;
-
-    // On the network's thread only, until the end is announced.
-    std::unique_ptr<CURL, Cleanup> m_handle;
+    CurlLine& m_line;
+    const HttpRequest& m_request;
+    const NetworkLimits& m_limits;
+    const Bodies& m_bodies;
+    const Job& m_job;
     std::unique_ptr<curl_slist, Cleanup> m_headers;
     std::array<char, CURL_ERROR_SIZE> m_errorText{};
+
     HttpResponse m_response;
-    HttpResponse m_head; ///< for the worker; not touched any more once there is a body
     bool m_isHeadComplete = false;
+    std::optional<CURLcode> m_outcome;
+    std::exception_ptr m_failure; ///< of our own functions, which libcurl must not see
+
     int m_timesSent = 0;
+    std::string_view m_piece; ///< of the outgoing body: what is left of it
+    bool m_isBodyComplete = false;
+    bool m_isPaused = false;
     qint64 m_bytesHandedOver = 0; ///< of the outgoing body, to libcurl
     qint64 m_bytesDropped = 0;    ///< of an incoming body that nobody wants
     bool m_isAllSent = false;
-    bool m_isPaused = false;
+
+    bool m_isCancelHeeded = false;
     qint64 m_bytesMoved = 0;
     qint64 m_bytesAtSpan = 0;
     Clock::time_point m_spanBegin;
     std::optional<Clock::time_point> m_lastMoment;
-
-    std::mutex m_mutex;
-    std::condition_variable m_ended;
-    bool m_hasEnded = false;
-    std::exception_ptr m_error;
 };
 
 } // namespace Orvane::Social

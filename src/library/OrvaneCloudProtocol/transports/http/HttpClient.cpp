@@ -12,27 +12,61 @@ struct BodyNotWanted
 
 } // namespace
 
+/// A line of the client's, the last one that was used if any is free: its connection lives most likely.
+class HttpClient::LineInUse
+{
+public:
+    explicit LineInUse(HttpClient& client)
+        : m_client(client)
+    {
+        {
+            const std::lock_guard lock(m_client.m_mutex);
+            if (!m_client.m_freeLines.empty()) {
+                m_line = std::move(m_client.m_freeLines.back());
+                m_client.m_freeLines.pop_back();
+            }
+        }
+        if (!m_line) {
+            m_line = std::make_unique<CurlLine>();
+        }
+    }
+
+    ~LineInUse()
+    {
+        const std::lock_guard lock(m_client.m_mutex);
+        m_client.m_freeLines.push_back(std::move(m_line));
+    }
+
+    LineInUse(const LineInUse&) = delete;
+    LineInUse& operator=(const LineInUse&) = delete;
+
+    [[nodiscard]] CurlLine& operator*() const { return *m_line; }
+    [[nodiscard]] CurlLine* operator->() const { return m_line.get(); }
+
+private:
+    HttpClient& m_client;
+    std::unique_ptr<CurlLine> m_line;
+};
+
 HttpClient::HttpClient(const HttpSettings& settings)
     : m_settings(settings)
 {}
 
-template <typename Pump>
+HttpClient::~HttpClient() = default;
+
+template <typename Use>
 HttpResponse HttpClient::Perform(const HttpRequest& request, const CurlExchange::Bodies& bodies, Job& job,
-                                 const Pump& pump)
+                                 const Use& use)
 {
     job.ThrowIfCanceled();
-    const auto self = std::make_shared<std::weak_ptr<CurlExchange>>();
-    const auto exchange =
-        std::make_shared<CurlExchange>(request, m_settings, bodies, [this, self] { m_loop.Resume(*self); });
-    *self = exchange;
-    m_loop.Start(exchange);
-    const Job::CancelHook hook(job, [this, exchange] { m_loop.Cancel(exchange); });
+    const LineInUse line(*this);
+    CurlExchange exchange(*line, request, m_settings, bodies, job);
+    const Job::CancelHook hook(job, [&line] { line->WakeUp(); });
     try {
-        pump(*exchange);
-        return exchange->WaitForResponse();
+        use(exchange);
+        return exchange.Finish();
     } catch (...) {
-        m_loop.BreakOff(exchange);
-        exchange->WaitForEnd();
+        exchange.BreakOff();
         // A change's outcome is told even when it is no longer wanted.
         if (!request.isChange) {
             job.ThrowIfCanceled();
@@ -48,29 +82,19 @@ HttpResponse HttpClient::Send(const HttpRequest& request, Job& job)
 
 HttpResponse HttpClient::Receive(const HttpRequest& request, const HttpBodySink& sink, Job& job)
 {
-    CurlExchange::Bodies bodies;
-    bodies.isStreamedIn = true;
-    return Perform(request, bodies, job, [&](CurlExchange& exchange) {
-        for (auto piece = exchange.Incoming().Read(); !piece.empty(); piece = exchange.Incoming().Read()) {
-            job.ThrowIfCanceled();
-            sink(exchange.Head(), piece.data(), piece.size());
-        }
-    });
+    return Perform(request, {{}, sink}, job, [](CurlExchange&) {});
 }
 
 HttpResponse HttpClient::SendBody(const HttpRequest& request, qint64 size, const HttpBodySource& source,
                                   Job& job)
 {
-    CurlExchange::Bodies bodies;
-    bodies.outgoingSize = size;
-    return Perform(request, bodies, job, [&](CurlExchange& exchange) {
+    return Perform(request, {size, {}}, job, [&](CurlExchange& exchange) {
         try {
             source([&exchange](const char* data, std::size_t count) {
-                if (!exchange.Outgoing().Write(data, count)) {
+                if (!exchange.Send(data, count)) {
                     throw BodyNotWanted();
                 }
             });
-            exchange.Outgoing().End();
         } catch (const BodyNotWanted&) {
             return;
         }

@@ -1,10 +1,12 @@
 #pragma once
 
 #include <OrvaneCloudProtocol/transports/http/CurlExchange.h>
-#include <OrvaneCloudProtocol/transports/http/CurlLoop.h>
+#include <OrvaneCloudProtocol/transports/http/CurlLine.h>
 #include <OrvaneCloudProtocol/transports/http/HttpMessage.h>
 
 #include <memory>
+#include <mutex>
+#include <vector>
 
 namespace Orvane::Social {
 
@@ -20,6 +22,7 @@ class HttpClient
 {
 public:
     explicit HttpClient(const HttpSettings& settings);
+    ~HttpClient();
 
     HttpResponse Send(const HttpRequest& request, Job& job);
 
@@ -30,12 +33,15 @@ public:
     HttpResponse SendBody(const HttpRequest& request, qint64 size, const HttpBodySource& source, Job& job);
 
 private:
-    template <typename Pump>
+    class LineInUse;
+
+    template <typename Use>
     HttpResponse Perform(const HttpRequest& request, const CurlExchange::Bodies& bodies, Job& job,
-                         const Pump& pump);
+                         const Use& use);
 
     const HttpSettings m_settings;
-    CurlLoop m_loop;
+    std::mutex m_mutex;
+    std::vector<std::unique_ptr<CurlLine>> m_freeLines;
 };
 
 } // namespace Orvane::Social
