@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <fstream>
 #include <vector>
 
 namespace Orvane::Support {
@@ -85,6 +84,7 @@ TemporaryJournal::TemporaryJournal(const fs::path& folder)
 
 TemporaryJournal::~TemporaryJournal()
 {
+    m_stream.close();
     if (m_lock && m_temporaries.empty()) {
         std::error_code ignored;
         fs::remove(m_journal, ignored);
@@ -94,10 +94,13 @@ TemporaryJournal::~TemporaryJournal()
 void TemporaryJournal::Record(const fs::path& temporary)
 {
     const std::lock_guard lock(m_mutex);
-    m_temporaries.insert(temporary);
+    m_temporaries.insert(temporary.native());
     if (IsOpen()) {
-        std::ofstream stream(m_journal, std::ios::binary | std::ios::app);
-        Append(stream, temporary);
+        if (!m_stream.is_open() || !m_stream) {
+            m_stream = std::ofstream(m_journal, std::ios::binary | std::ios::app);
+        }
+        Append(m_stream, temporary);
+        m_stream.flush(); // to the system, which outlives us
     }
 }
 
@@ -105,8 +108,9 @@ void TemporaryJournal::Forget(const fs::path& temporary)
 {
     const std::lock_guard lock(m_mutex);
     // Emptied when nothing is under way, and never rewritten: a crash in the middle would forget the rest.
-    if (m_temporaries.erase(temporary) > 0 && m_temporaries.empty() && m_lock) {
-        const std::ofstream emptied(m_journal, std::ios::binary | std::ios::trunc);
+    if (m_temporaries.erase(temporary.native()) > 0 && m_temporaries.empty() && m_lock) {
+        std::error_code ignored;
+        fs::resize_file(m_journal, 0, ignored);
     }
 }
 

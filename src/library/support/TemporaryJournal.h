@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -49,8 +50,9 @@ private:
     const std::filesystem::path m_folder;
     const std::filesystem::path m_journal;
     std::mutex m_mutex;
-    std::set<std::filesystem::path> m_temporaries;
+    std::set<std::filesystem::path::string_type> m_temporaries;
     std::unique_ptr<QLockFile> m_lock;
+    std::ofstream m_stream; ///< to the journal, while there is a lock
 };
 
 } // namespace Orvane::Support
