@@ -32,7 +32,7 @@ std::string LongId(int number)
 class FilesManagerCostTest : public FilesManagerFixture
 {};
 
-// Document 0 is at the back, so that each look-up walks the whole list.
+// Document 0 is at the back: who passes records on the way to it passes all of them.
 TEST_F(FilesManagerCostTest, LookUpsAllocateNothingForTheRecordsTheyPass)
 {
     for (int number = 0; number < 10'000; ++number)

@@ -1,6 +1,7 @@
 #include "support/FilesManagerFixture.h"
 
 #include <array>
+#include <random>
 
 namespace {
 
@@ -62,6 +63,28 @@ TEST_F(FilesManagerTest, LookUpsFindTheFrontmostOfEqualIdsAndHandOutCopies)
     EXPECT_THAT(Ids(), ElementsAre("a", "a\0b"_s));
     EXPECT_EQ(Stored("a").GetId(), "a");
     EXPECT_EQ(m_list->GetFileInfo("A"_q), nullptr);
+}
+
+TEST_F(FilesManagerTest, ActsOnTheRowThatAWalkFromTheFrontFinds)
+{
+    std::minstd_rand random;
+    std::vector<std::string> rows;
+    for (int turn = 0; turn < 2000; ++turn) {
+        const auto id = std::to_string(random() % 9);
+        const auto found = std::find(rows.begin(), rows.end(), id);
+        const auto row = std::to_string(found - rows.begin());
+        if (const auto kind = random() % 3; kind == 0 || found == rows.end()) {
+            Add(id);
+            rows.insert(rows.begin(), id);
+        } else if (kind == 1) {
+            EXPECT_THAT(During([&] { m_list->Update(CloudDocument(id)); }),
+                        testing::Contains("FileUpdated(" + row + ')'));
+        } else {
+            m_list->Remove(CloudDocument(id));
+            rows.erase(found);
+        }
+        ASSERT_EQ(Ids(), rows) << "turn " << turn;
+    }
 }
 
 TEST_F(FilesManagerTest, GetIdByPathNormalizesBothSides)

@@ -1,5 +1,6 @@
 #include <OrvaneCloud/OrvaneCloudFilesManager.h>
 
+#include <OrvaneCloud/RowIndex.h>
 #include <OrvaneCloud/StoredDocument.h>
 
 #include <QUrl>
@@ -29,12 +30,6 @@ constexpr auto kGetDocumentState =
 constexpr auto kGetFileSize =
     "virtual int Orvane::PDF::Cloud::OrvaneCloudFilesManager::GetFileSize(int) const";
 
-template <typename Files>
-auto FindById(Files& files, const std::string& id)
-{
-    return std::find_if(files.begin(), files.end(), [&id](const auto& file) { return file->GetId() == id; });
-}
-
 void RequireFile(const std::shared_ptr<FileInfo>& file)
 {
     if (!file)
@@ -49,6 +44,7 @@ OrvaneCloudFilesManager::OrvaneCloudFilesManager(const std::shared_ptr<ICloudInf
     : m_storage(storage)
     , m_fileSystem(fileSystem)
     , m_hashCalculator(hashCalculator)
+    , m_rowIndex(std::make_unique<RowIndex>())
 {
     Load();
 }
@@ -65,7 +61,7 @@ OrvaneCloudFilesManager::~OrvaneCloudFilesManager()
 void OrvaneCloudFilesManager::Load()
 {
     for (const auto& [id, stored] : m_storage->LoadRecords())
-        m_files.push_front(Restore(id, stored));
+        PushFront(Restore(id, stored));
 }
 
 std::shared_ptr<FileInfo> OrvaneCloudFilesManager::Restore(const std::string& id,
@@ -113,10 +109,21 @@ std::string OrvaneCloudFilesManager::GetIdByPath(const ioPath& path) const
 void OrvaneCloudFilesManager::Add(const std::shared_ptr<FileInfo>& file)
 {
     RequireFile(file);
-    m_files.push_front(file);
+    PushFront(file);
     m_removedIds.erase(file->GetId());
     Q_EMIT FileAdded(file);
     Q_EMIT FileAdded();
+}
+
+void OrvaneCloudFilesManager::PushFront(const std::shared_ptr<FileInfo>& file)
+{
+    m_files.push_front(file);
+    try {
+        m_rowIndex->PushFront(file->GetId());
+    } catch (...) {
+        m_files.pop_front();
+        throw;
+    }
 }
 
 void OrvaneCloudFilesManager::Remove(const std::shared_ptr<FileInfo>& file)
@@ -132,11 +139,11 @@ void OrvaneCloudFilesManager::Remove(const std::shared_ptr<FileInfo>& file)
 
 bool OrvaneCloudFilesManager::RemoveImpl(const std::shared_ptr<FileInfo>& file)
 {
-    const auto found = FindById(m_files, file->GetId());
-    if (found == m_files.end())
+    const auto id = file->GetId();
+    if (!m_rowIndex->FirstRow(id))
         return false;
-    m_removedIds.insert((*found)->GetId());
-    m_files.erase(found);
+    m_removedIds.insert(id);
+    m_files.erase(m_files.begin() + static_cast<std::ptrdiff_t>(m_rowIndex->RemoveFirst(id)));
     return true;
 }
 
@@ -148,14 +155,13 @@ void OrvaneCloudFilesManager::Update(const std::shared_ptr<const FileInfo>& file
 {
     if (!file)
         return;
-    const auto found = FindById(m_files, file->GetId());
-    if (found == m_files.end())
+    const auto row = m_rowIndex->FirstRow(file->GetId());
+    if (!row)
         return;
-    const auto row = static_cast<int>(std::distance(m_files.begin(), found));
-    const auto stored = *found; // kept alive: a receiver of the first signal may remove it
+    const auto stored = m_files[*row]; // kept alive: a receiver of the first signal may remove it
     TryToUpdate(stored, file);
     Q_EMIT FileUpdated(stored->GetId());
-    Q_EMIT FileUpdated(row);
+    Q_EMIT FileUpdated(static_cast<int>(*row));
 }
 
 bool OrvaneCloudFilesManager::TryToUpdate(const std::shared_ptr<FileInfo>& stored,
@@ -191,8 +197,8 @@ int OrvaneCloudFilesManager::Limit() const
 
 std::shared_ptr<FileInfo> OrvaneCloudFilesManager::GetFileInfo(const QString& id) const
 {
-    const auto found = FindById(m_files, id.toStdString());
-    return found == m_files.end() ? nullptr : std::make_shared<FileInfo>(**found);
+    const auto row = m_rowIndex->FirstRow(id.toStdString());
+    return row ? std::make_shared<FileInfo>(*m_files[*row]) : nullptr;
 }
 
 QString OrvaneCloudFilesManager::GetDocumentName(int index) const

@@ -12,13 +12,15 @@
 
 namespace Orvane::PDF::Cloud {
 
+class RowIndex;
+
 /// The user's list of cloud documents.
 ///
 /// Read from its storage once, by the constructor, and written back once, by the destructor; in between only
 /// the stored record of a removed document is deleted at once. The list holds the very objects that are
-/// added, so what their other owners change in them shows here. Records are told apart by id, byte for byte;
-/// ids need not be unique, and every look-up finds the one nearest the front. Collaborators' exceptions pass
-/// through.
+/// added, so what their other owners change in them shows here; only their ids must stay what they are.
+/// Records are told apart by id, byte for byte; ids need not be unique, and every look-up finds the one
+/// nearest the front. Collaborators' exceptions pass through.
 class ORVANE_MANAGER_EXPORT OrvaneCloudFilesManager : public AbstractFileManager
 {
     Q_OBJECT
@@ -86,6 +88,7 @@ private:
     [[nodiscard]] std::shared_ptr<FileInfo> Restore(const std::string& id,
                                                     const ICloudInfoStorage::Record& stored) const;
 
+    void PushFront(const std::shared_ptr<FileInfo>& file);
     bool RemoveImpl(const std::shared_ptr<FileInfo>& file);
     bool TryToUpdate(const std::shared_ptr<FileInfo>& stored, const std::shared_ptr<const FileInfo>& updated);
 
@@ -95,7 +98,8 @@ private:
     std::shared_ptr<IFileSystem> m_fileSystem;
     std::shared_ptr<IHashCalculator> m_hashCalculator;
     std::deque<std::shared_ptr<FileInfo>> m_files;
-    std::set<std::string> m_removedIds; // taken out since construction and not put back
+    std::set<std::string> m_removedIds;         // taken out since construction and not put back
+    const std::unique_ptr<RowIndex> m_rowIndex; // of m_files
 };
 
 } // namespace Orvane::PDF::Cloud
