@@ -176,5 +176,24 @@ TEST_F(DocumentListMergerTest, RemovedWhileTheListingIsBeingMergedStaysRemoved)
     EXPECT_EQ(Listed(), QStringList("a"_q));
 }
 
+TEST_F(DocumentListMergerTest, WhatHappensDuringTheRemovalCounts)
+{
+    for (const auto* id : {"gone", "removed", "uploaded", "gone first"})
+        m_documents.Add(ListedDocument(id));
+    const auto meddle = [this] {
+        m_documents.disconnect();
+        m_documents.Add(ListedDocument("added"));
+        m_documents.Remove(ListedDocument("removed"));
+        m_protocol->m_answer.id = "uploaded"_q;
+        m_manager->Upload("/local/uploaded.pdf"_q);
+        m_protocol->Finish(m_protocol->m_requests.size() - 1, kSuccess);
+    };
+    QObject::connect(&m_documents, qOverload<>(&PDF::AbstractFileManager::FileRemoved), meddle);
+    Answer(StartListing(), {});
+    Settle();
+    EXPECT_EQ(Listed(), QStringList({"added"_q, "uploaded"_q}));
+    EXPECT_EQ(m_merged.value(0), QVariantList({0, 0, 2}));
+}
+
 } // namespace
 } // namespace Orvane::Tests

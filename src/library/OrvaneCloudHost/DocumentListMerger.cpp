@@ -7,7 +7,6 @@
 #include <QScopedValueRollback>
 
 #include <tuple>
-#include <vector>
 
 namespace Orvane::PDF::Cloud {
 namespace {
@@ -144,8 +143,6 @@ void DocumentListMerger::QueueMerge(const QList<Document>& listed)
     Merge merge;
     merge.incoming.assign(listed.cbegin(), listed.cend());
     merge.touchedIds = m_touchedIds;
-    for (const auto& document : listed)
-        merge.listedIds.insert(document->GetId());
     m_merges.push_back(std::move(merge));
     m_nextSlice.start(0);
 }
@@ -180,15 +177,7 @@ void DocumentListMerger::WorkOneSlice()
 bool DocumentListMerger::WorkOneStep()
 {
     if (!m_merges.empty()) {
-        auto& merge = m_merges.front();
-        if (!merge.incoming.empty()) {
-            MergeNext(merge);
-            return true;
-        }
-        RemoveUnlisted(merge);
-        const auto merged = std::move(merge);
-        m_merges.pop_front();
-        Q_EMIT Merged(merged.added, merged.updated, merged.removed);
+        WorkOn(m_merges.front());
         return true;
     }
     if (!m_withNewPreviews.empty()) {
@@ -202,10 +191,23 @@ bool DocumentListMerger::WorkOneStep()
     return false;
 }
 
+void DocumentListMerger::WorkOn(Merge& merge)
+{
+    if (!merge.incoming.empty())
+        MergeNext(merge);
+    else if (!merge.uncheckedIds)
+        merge.uncheckedIds = IdsOfDocuments();
+    else if (!merge.uncheckedIds->empty())
+        RemoveNextIfUnlisted(merge);
+    else
+        EndMerge();
+}
+
 void DocumentListMerger::MergeNext(Merge& merge)
 {
     const auto listed = merge.incoming.front();
     merge.incoming.pop_front();
+    merge.listedIds.insert(listed->GetId());
     if (merge.touchedIds.count(listed->GetId()) != 0)
         return;
 
@@ -222,21 +224,33 @@ void DocumentListMerger::MergeNext(Merge& merge)
         m_documents.Update(listed); // also hashes the local copy, which may have changed
 }
 
-void DocumentListMerger::RemoveUnlisted(Merge& merge)
+// At one time, because rows move while the removal is under way.
+std::deque<QString> DocumentListMerger::IdsOfDocuments() const
 {
-    std::vector<std::string> unlisted;
-    for (int row = 0; row < m_documents.FilesCount(); ++row) {
-        const auto id = m_documents.GetDocumentId(row).toStdString();
-        if (merge.listedIds.count(id) == 0 && merge.touchedIds.count(id) == 0)
-            unlisted.push_back(id);
-    }
-    for (const auto& id : unlisted) {
-        const auto document = Known(id);
-        if (!document || IsInTransfer(*document))
-            continue;
-        m_documents.Remove(document);
-        ++merge.removed;
-    }
+    std::deque<QString> ids;
+    for (int row = 0; row < m_documents.FilesCount(); ++row)
+        ids.push_back(m_documents.GetDocumentId(row));
+    return ids;
+}
+
+void DocumentListMerger::RemoveNextIfUnlisted(Merge& merge)
+{
+    const auto id = merge.uncheckedIds->front().toStdString();
+    merge.uncheckedIds->pop_front();
+    if (merge.listedIds.count(id) != 0 || merge.touchedIds.count(id) != 0)
+        return;
+    const auto document = Known(id);
+    if (!document || IsInTransfer(*document))
+        return;
+    ++merge.removed;
+    m_documents.Remove(document);
+}
+
+void DocumentListMerger::EndMerge()
+{
+    const auto merged = std::move(m_merges.front());
+    m_merges.pop_front();
+    Q_EMIT Merged(merged.added, merged.updated, merged.removed);
 }
 
 void DocumentListMerger::StorePreviews(const Document& document)

@@ -9,8 +9,10 @@
 
 #include <deque>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
+#include <unordered_set>
 
 namespace Orvane::PDF::Cloud {
 
@@ -40,8 +42,9 @@ private:
     struct Merge
     {
         std::deque<Document> incoming;
-        std::set<std::string> listedIds;
-        std::set<std::string> touchedIds; // uploaded or removed since the listing was asked for
+        std::unordered_set<std::string> listedIds; // of those that have come in
+        std::set<std::string> touchedIds;          // uploaded or removed since the listing was asked for
+        std::optional<std::deque<QString>> uncheckedIds; // of the list, once all have come in
         int added = 0;
         int updated = 0;
         int removed = 0;
@@ -58,8 +61,11 @@ private:
 
     void WorkOneSlice();
     [[nodiscard]] bool WorkOneStep();
+    void WorkOn(Merge& merge);
     void MergeNext(Merge& merge);
-    void RemoveUnlisted(Merge& merge);
+    [[nodiscard]] std::deque<QString> IdsOfDocuments() const;
+    void RemoveNextIfUnlisted(Merge& merge);
+    void EndMerge();
     void StorePreviews(const Document& document);
 
     void Keep(const Document& document);
