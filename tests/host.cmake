@@ -1,3 +1,4 @@
-foreach(test IN ITEMS CloudAccountSettingsTest HashMemoryTest LocalFileSystemTest SqliteCloudInfoStorageTest)
+foreach(test IN ITEMS CloudAccountSettingsTest HashMemoryTest LocalFileSystemTest Md5Test
+        SqliteCloudInfoStorageTest)
     orvane_test(${test} LIBRARIES OrvaneCloudHost OrvaneCloudSupport)
 endforeach()

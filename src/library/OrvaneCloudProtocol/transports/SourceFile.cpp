@@ -1,13 +1,12 @@
 #include <OrvaneCloudProtocol/transports/SourceFile.h>
 
 #include <OrvaneCloudProtocol/transports/Job.h>
+#include <support/BackgroundMd5.h>
 #include <support/PartFile.h>
 #include <support/PathText.h>
 
-#include <QCryptographicHash>
-
+#include <algorithm>
 #include <cerrno>
-#include <vector>
 
 #ifdef Q_OS_UNIX
 #include <fcntl.h>
@@ -18,7 +17,7 @@ namespace Orvane::Social {
 
 namespace {
 
-constexpr std::size_t kChunkBytes = std::size_t{256} * 1024;
+constexpr qint64 kLargestPiece = qint64{64} * 1024;
 
 FileSide OtherThan(FileSide side)
 {
@@ -74,33 +73,57 @@ SourceFile::SourceFile(const std::filesystem::path& path, FileSide side)
 
 QString SourceFile::ReadInto(const Sink& sink, Job& job)
 {
-    QCryptographicHash hash(QCryptographicHash::Md5);
-    std::vector<char> buffer(kChunkBytes);
+    Support::BackgroundMd5 md5;
+    const auto hashAndPassOn = [&](const char* data, std::size_t size) {
+        md5.Add(data, size);
+        sink(data, size);
+    };
+    ReadPieces(hashAndPassOn, job);
+    return QString::fromStdString(Support::ToHex(md5.Result()));
+}
+
+void SourceFile::ReadPieces(const Sink& sink, Job& job)
+{
+    const auto room = static_cast<std::size_t>(std::min(Size() + 1, kLargestPiece));
+    const std::unique_ptr<char[]> buffer(new char[room]);
     qint64 done = 0;
     job.ReportProgress(done, Size());
     while (done <= Size()) {
         job.ThrowIfCanceled();
-        const auto count = Read(buffer.data(), buffer.size());
+        const auto count = Read(buffer.get(), room);
         if (count == 0) {
             break;
         }
-        hash.addData(buffer.data(), static_cast<int>(count));
-        sink(buffer.data(), count);
+        sink(buffer.get(), count);
         done += static_cast<qint64>(count);
         job.ReportProgress(done, Size());
     }
     RequireUnchanged(done);
-    return QString::fromLatin1(hash.result().toHex());
 }
 
 QString SourceFile::CopyInto(Support::PartFile& part, Job& job)
 {
-    const auto write = [&](const char* data, std::size_t size) {
+    const QString md5 = ReadInto(WritingInto(part), job);
+    Finish(part);
+    return md5;
+}
+
+void SourceFile::CopyUnhashedInto(Support::PartFile& part, Job& job)
+{
+    ReadPieces(WritingInto(part), job);
+    Finish(part);
+}
+
+SourceFile::Sink SourceFile::WritingInto(Support::PartFile& part) const
+{
+    return [this, &part](const char* data, std::size_t size) {
         OnSide(OtherThan(m_side), [&] { part.Write(data, size); });
     };
-    const QString md5 = ReadInto(write, job);
+}
+
+void SourceFile::Finish(Support::PartFile& part) const
+{
     OnSide(OtherThan(m_side), [&] { part.Finish(); });
-    return md5;
 }
 
 std::size_t SourceFile::Read(char* buffer, std::size_t size)

@@ -209,8 +209,9 @@ void FolderTransport::Fetch(const Download& download, Job& job)
     const auto part = OnSide(FileSide::Local, [&] {
         return std::make_unique<Support::PartFile>(download.target.parent_path(), m_journal);
     });
-    const QString md5 = source.CopyInto(*part, job);
-    if (!remembered.empty() && remembered != md5.toStdString()) {
+    if (remembered.empty()) {
+        source.CopyUnhashedInto(*part, job);
+    } else if (source.CopyInto(*part, job).toStdString() != remembered) {
         throw Conflict(path, QStringLiteral("does not hold what it held when it was listed"));
     }
     OnSide(FileSide::Local, [&] { job.Commit([&] { part->Replace(download.target); }); });
