@@ -137,6 +137,24 @@ TEST_F(StoredDatesTest, TextIsEnglishInEveryLanguage)
         EXPECT_EQ(ThroughTheStorage(date).first, text);
 }
 
+TEST_F(StoredDatesTest, TextsAreReadAsQtReadsThem)
+{
+    for (const std::string text :
+         {"Sat Feb 29 12:34:56 2020 GMT", "Sun Feb 29 12:34:56 2021 GMT", "Sun Mar 28 02:30:00 2021",
+          "Sun Oct 31 02:30:00 2021", "Mon Mar 1 24:00:00 2021", "Mon Mar 1 05:60:07 2021",
+          "Mon Mar 01 05:06:07 0021", "Mon Mar  1 05:06:07 2021", "Mon Mar 1 5:06:07 2021",
+          "Mon Mar 1 05:06 2021 GMT", "Mon Mar 1 05:06:07 12021", "Mon Mar 1 05:06:07 2021 GMT+0545",
+          "Mon Mar 1 05:06:07 2021 gmt", "Mon Mar 1 05:06:07 2021 GMT ", "Mon Mar 1 05:06:07 2021 UTC",
+          "Mon 1. Mar 05:06:07 2021", "Mon Mar 1 05:06:07.5 2021", "Mon Mar 1"}) {
+        m_storage->m_records = {{"abc", {{"created_at", text}}}};
+        Open();
+        const auto read = Stored("abc").GetCloudInfo()->GetCreatedAt();
+        const auto expected = QDateTime::fromString(QString::fromStdString(text), Qt::TextDate);
+        EXPECT_EQ(read, expected) << text;
+        EXPECT_EQ(read.timeSpec(), expected.timeSpec()) << text;
+    }
+}
+
 TEST_F(StoredDatesTest, EveryMonthAndTimeSpecComesBackToTheSecond)
 {
     for (int month = 1; month <= 12; ++month) {

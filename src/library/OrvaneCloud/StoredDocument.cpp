@@ -1,33 +1,34 @@
 #include <OrvaneCloud/StoredDocument.h>
+#include <OrvaneCloud/TextDate.h>
 
-#include <QLocale>
-#include <QStringList>
 #include <QUrl>
+#include <QVector>
 
 #include <stdexcept>
 
 namespace Orvane::PDF::Cloud::StoredDocument {
 namespace {
 
-constexpr auto kFilePath = "file_path";
-constexpr auto kLocalFileHash = "local_file_hash";
-constexpr auto kFileHash = "file_hash";
-constexpr auto kLastSyncFileHash = "last_sync_file_hash";
-constexpr auto kFileName = "file_name";
-constexpr auto kIsPrivate = "is_private";
-constexpr auto kDownloadUrl = "download_url";
-constexpr auto kCreatedAt = "created_at";
-constexpr auto kModifiedTime = "modified_time";
-constexpr auto kLifetimeInSec = "lifetime_in_sec";
-constexpr auto kCloudSize = "cloud_size";
-constexpr auto kPreviewPath = "preview_path";
+const std::string kFilePath = "file_path";
+const std::string kLocalFileHash = "local_file_hash";
+const std::string kFileHash = "file_hash";
+const std::string kLastSyncFileHash = "last_sync_file_hash";
+const std::string kFileName = "file_name";
+const std::string kIsPrivate = "is_private";
+const std::string kDownloadUrl = "download_url";
+const std::string kCreatedAt = "created_at";
+const std::string kModifiedTime = "modified_time";
+const std::string kLifetimeInSec = "lifetime_in_sec";
+const std::string kCloudSize = "cloud_size";
+const std::string kPreviewPath = "preview_path";
 
-constexpr QChar kPreviewSeparator = QLatin1Char(';');
+constexpr char kPreviewSeparator = ';';
 
-std::string Text(const ICloudInfoStorage::Record& stored, const char* key)
+const std::string& Text(const ICloudInfoStorage::Record& stored, const std::string& key)
 {
+    static const std::string kNone;
     const auto found = stored.find(key);
-    return found == stored.end() ? std::string() : found->second;
+    return found == stored.end() ? kNone : found->second;
 }
 
 template <typename Number>
@@ -40,39 +41,11 @@ Number ReadNumber(const std::string& text, Number (*parse)(const std::string&, s
     }
 }
 
-// A text date names its zone only as UTC or as an offset in whole minutes. Anything finer or named goes into
-// one that does, without moving the moment.
-QDateTime WithWritableZone(const QDateTime& date)
-{
-    const bool isWholeMinutes = date.offsetFromUtc() % 60 == 0;
-    switch (date.timeSpec()) {
-    case Qt::TimeZone:
-        return isWholeMinutes ? date.toOffsetFromUtc(date.offsetFromUtc()) : date.toUTC();
-    case Qt::OffsetFromUTC:
-        return isWholeMinutes ? date : date.toUTC();
-    case Qt::LocalTime:
-    case Qt::UTC:
-        break;
-    }
-    return date;
-}
-
-QString ZoneText(const QDateTime& date)
-{
-    if (date.timeSpec() == Qt::LocalTime)
-        return QString();
-    if (date.timeSpec() == Qt::UTC)
-        return QStringLiteral(" GMT");
-    const int minutes = date.offsetFromUtc() / 60;
-    return QString::asprintf(" GMT%c%02d%02d", minutes < 0 ? '-' : '+', qAbs(minutes) / 60,
-                             qAbs(minutes) % 60);
-}
-
 std::string WritePreviews(const FileInfo::PreviewsSet& previews)
 {
     std::string text;
     for (const auto& [size, path] : previews)
-        text += path.utf8string() + static_cast<char>(kPreviewSeparator.unicode());
+        text += path.utf8string() + kPreviewSeparator;
     return text;
 }
 
@@ -85,8 +58,8 @@ FileInfo::CloudInfo ReadCloudInfo(const std::string& id, const ICloudInfoStorage
     const int lifeTime = ReadNumber<int>(Text(stored, kLifetimeInSec), std::stoi);
     const QUrl downloadUrl(QString::fromStdString(Text(stored, kDownloadUrl)), QUrl::TolerantMode);
     return FileInfo::CloudInfo(id, Text(stored, kFileName), size, isPrivate, downloadUrl,
-                               ReadDate(Text(stored, kCreatedAt)), ReadDate(Text(stored, kModifiedTime)),
-                               lifeTime, Text(stored, kFileHash));
+                               ReadTextDate(Text(stored, kCreatedAt)),
+                               ReadTextDate(Text(stored, kModifiedTime)), lifeTime, Text(stored, kFileHash));
 }
 
 LocalCopy ReadLocalCopy(const ICloudInfoStorage::Record& stored)
@@ -96,14 +69,14 @@ LocalCopy ReadLocalCopy(const ICloudInfoStorage::Record& stored)
 
 FileInfo::PreviewsSet ReadPreviews(const ICloudInfoStorage::Record& stored)
 {
-    const auto paths =
-        QString::fromStdString(Text(stored, kPreviewPath)).split(kPreviewSeparator, Qt::SkipEmptyParts);
+    const auto text = QString::fromStdString(Text(stored, kPreviewPath));
+    const auto paths = text.splitRef(QLatin1Char(kPreviewSeparator), Qt::SkipEmptyParts);
     if (paths.size() != 3)
         return {};
     return {
-        {FileInfo::PreviewSize::Small, ioPath::from(paths[0])},
-        {FileInfo::PreviewSize::Medium, ioPath::from(paths[1])},
-        {FileInfo::PreviewSize::Large, ioPath::from(paths[2])},
+        {FileInfo::PreviewSize::Small, ioPath::from(paths[0].toString())},
+        {FileInfo::PreviewSize::Medium, ioPath::from(paths[1].toString())},
+        {FileInfo::PreviewSize::Large, ioPath::from(paths[2].toString())},
     };
 }
 
@@ -120,32 +93,12 @@ Values Write(const FileInfo& document, const FileInfo::CloudInfo& cloudInfo)
     values.emplace_back(kFileName, cloudInfo.GetFileName());
     values.emplace_back(kIsPrivate, cloudInfo.IsPrivate() ? "1" : "0");
     values.emplace_back(kDownloadUrl, cloudInfo.GetDownloadUrl().toString().toStdString());
-    values.emplace_back(kCreatedAt, WriteDate(cloudInfo.GetCreatedAt()));
-    values.emplace_back(kModifiedTime, WriteDate(cloudInfo.GetModifyTime()));
+    values.emplace_back(kCreatedAt, WriteTextDate(cloudInfo.GetCreatedAt()));
+    values.emplace_back(kModifiedTime, WriteTextDate(cloudInfo.GetModifyTime()));
     values.emplace_back(kLifetimeInSec, std::to_string(cloudInfo.GetLifeTime()));
     values.emplace_back(kCloudSize, std::to_string(cloudInfo.GetSize()));
     values.emplace_back(kPreviewPath, WritePreviews(cloudInfo.GetPreviewsSet()));
     return values;
-}
-
-std::string WriteDate(const QDateTime& date)
-{
-    if (!date.isValid())
-        return std::string();
-    const auto writable = WithWritableZone(date);
-    const auto day = writable.date();
-    const auto& english = QLocale::c();
-    const QString text = english.dayName(day.dayOfWeek(), QLocale::ShortFormat) + QLatin1Char(' ') +
-                         english.monthName(day.month(), QLocale::ShortFormat) + QLatin1Char(' ') +
-                         QString::number(day.day()) + QLatin1Char(' ') +
-                         writable.time().toString(QStringLiteral("HH:mm:ss")) + QLatin1Char(' ') +
-                         QString::number(day.year()) + ZoneText(writable);
-    return text.toStdString();
-}
-
-QDateTime ReadDate(const std::string& text)
-{
-    return QDateTime::fromString(QString::fromStdString(text), Qt::TextDate);
 }
 
 } // namespace Orvane::PDF::Cloud::StoredDocument

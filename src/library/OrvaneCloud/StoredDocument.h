@@ -3,8 +3,6 @@
 #include <FileInfo.h>
 #include <ICloudInfoStorage.h>
 
-#include <QDateTime>
-
 #include <string>
 #include <utility>
 #include <vector>
@@ -32,10 +30,5 @@ struct LocalCopy
 /// The keys and values to store, in this order. The local copy's are left out when there is none.
 using Values = std::vector<std::pair<std::string, std::string>>;
 [[nodiscard]] Values Write(const FileInfo& document, const FileInfo::CloudInfo& cloudInfo);
-
-/// The English text date (as Qt writes it in the C locale) to the second, which reads back to the same date
-/// in every locale. Qt's own text dates follow the user's locale, and most do not read back.
-[[nodiscard]] std::string WriteDate(const QDateTime& date);
-[[nodiscard]] QDateTime ReadDate(const std::string& text);
 
 } // namespace Orvane::PDF::Cloud::StoredDocument
