@@ -1,16 +1,17 @@
 #include "SqliteCloudInfoStorage.h"
 
+#include "PackedRecord.h"
+
 #include <support/Database.h>
 #include <support/PathText.h>
+#include <support/Statement.h>
 
 #include <QFile>
 #include <QLockFile>
 #include <QMetaObject>
 #include <QObject>
 
-#include <SQLiteCpp/SQLiteCpp.h>
 #include <glog/logging.h>
-#include <sqlite3.h>
 
 #include <set>
 #include <utility>
@@ -20,7 +21,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using Support::DatabaseError;
-using Records = ICloudInfoStorage::Records;
+using Documents = std::map<std::string, PackedRecord>;
 
 constexpr Support::Schema kSchema{0x4F724369, // "OrCi"
                                   1,
@@ -35,13 +36,6 @@ constexpr int kLockTimeoutMs = 2000;
 
 // Below SQLite's own limit, so that one value can never keep all others from being written.
 constexpr std::size_t kLargestRow = std::size_t{512} * 1024 * 1024;
-
-// What is to be done in the database for one document.
-struct PendingChange
-{
-    bool isRemovedFirst = false;
-    std::set<std::string> keys;
-};
 
 StorageError::Reason ToStorageReason(DatabaseError::Reason reason)
 {
@@ -108,52 +102,19 @@ void KeepToOurselves(SQLite::Database& database)
     database.exec("PRAGMA locking_mode = EXCLUSIVE; BEGIN EXCLUSIVE; COMMIT");
 }
 
-Records ReadRecords(SQLite::Database& database)
+Documents ReadDocuments(SQLite::Database& database)
 {
-    Records records;
-    SQLite::Statement query(database, "SELECT document_id, key, value FROM document_value ORDER BY 1, 2");
-    while (query.executeStep()) {
-        const auto record = records.try_emplace(records.end(), query.getColumn(0).getString());
-        record->second.emplace_hint(record->second.end(), query.getColumn(1).getString(),
-                                    query.getColumn(2).getString());
+    Documents documents;
+    auto document = documents.end();
+    Support::Statement query(database, "SELECT document_id, key, value FROM document_value ORDER BY 1, 2");
+    while (query.Step()) {
+        const auto id = query.Bytes(0);
+        if (document == documents.end() || document->first != id)
+            document = documents.try_emplace(documents.end(), std::string(id));
+        document->second.Append(query.Bytes(1), query.Bytes(2));
     }
-    return records;
+    return documents;
 }
-
-void BindBytes(SQLite::Statement& statement, int index, const std::string& bytes)
-{
-    statement.bindNoCopy(index, bytes.data(), static_cast<int>(bytes.size()));
-}
-
-// Writes the changes of many documents with the same prepared statements.
-class Writer
-{
-public:
-    explicit Writer(SQLite::Database& database)
-        : m_remove(database, "DELETE FROM document_value WHERE document_id = ?")
-        , m_replace(database, "REPLACE INTO document_value VALUES (?, ?, ?)")
-    {}
-
-    void Remove(const std::string& id)
-    {
-        BindBytes(m_remove, 1, id);
-        m_remove.exec();
-        m_remove.reset();
-    }
-
-    void Replace(const std::string& id, const std::string& key, const std::string& value)
-    {
-        BindBytes(m_replace, 1, id);
-        BindBytes(m_replace, 2, key);
-        BindBytes(m_replace, 3, value);
-        m_replace.exec();
-        m_replace.reset();
-    }
-
-private:
-    SQLite::Statement m_remove;
-    SQLite::Statement m_replace;
-};
 
 } // namespace
 
@@ -166,22 +127,28 @@ public:
     void SetValue(const std::string& id, const std::string& key, const std::string& value);
     bool Flush();
 
-    const Records& AllRecords() const { return m_records; }
+    Records AllRecords() const;
     const QString& Notice() const { return m_notice; }
     const QString& Problem() const { return m_problem; }
 
 private:
     void Open();
-    PendingChange& Change(const std::string& id);
+    PackedRecord& RecordOf(const std::string& id);
     void FlushLater();
     void WritePending();
+    void ForgetPending();
     void Report(const QString& cause);
 
     const fs::path m_file;
     std::unique_ptr<QLockFile> m_lock; // outlives the database
     std::unique_ptr<SQLite::Database> m_database;
-    Records m_records; // as they will stand in the database once m_pending is written
-    std::map<std::string, PendingChange> m_pending;
+
+    // As they will stand in the database once everything pending is written.
+    Documents m_documents;
+    Documents::iterator m_latest = m_documents.end(); // values of one document mostly come together
+
+    std::set<std::string> m_removed; // pending: these go first
+    std::set<std::string> m_changed; // pending: documents with changed values
     QString m_notice;
     QString m_problem;
     bool m_isFlushQueued = false;
@@ -210,7 +177,8 @@ void SqliteCloudInfoStorage::Private::Open()
     auto opened = Support::OpenDatabase(m_file, kSchema);
     m_database = std::move(opened.database);
     KeepToOurselves(*m_database);
-    m_records = ReadRecords(*m_database);
+    m_documents = ReadDocuments(*m_database);
+    m_latest = m_documents.end();
     if (opened.setAside.empty())
         return;
     m_notice = QStringLiteral(
@@ -223,8 +191,12 @@ void SqliteCloudInfoStorage::Private::Open()
 
 void SqliteCloudInfoStorage::Private::RemoveRecord(const std::string& id)
 {
-    if (m_records.erase(id) != 0)
-        Change(id) = {true, {}};
+    if (m_documents.erase(id) == 0)
+        return;
+    m_latest = m_documents.end();
+    m_changed.erase(id);
+    m_removed.insert(id);
+    FlushLater();
 }
 
 void SqliteCloudInfoStorage::Private::SetValue(const std::string& id, const std::string& key,
@@ -232,18 +204,27 @@ void SqliteCloudInfoStorage::Private::SetValue(const std::string& id, const std:
 {
     if (id.size() + key.size() + value.size() > kLargestRow)
         return Report(QStringLiteral("a value of %1 bytes is too large").arg(value.size()));
-    auto& record = m_records[id];
-    const auto [stored, isNew] = record.try_emplace(key, value);
-    if (!isNew && stored->second == value)
+    auto& record = RecordOf(id);
+    const bool isPending = record.HasChanges();
+    if (!record.Set(key, value) || isPending)
         return;
-    stored->second = value;
-    Change(id).keys.insert(key);
+    m_changed.insert(id);
+    FlushLater();
 }
 
-PendingChange& SqliteCloudInfoStorage::Private::Change(const std::string& id)
+PackedRecord& SqliteCloudInfoStorage::Private::RecordOf(const std::string& id)
 {
-    FlushLater();
-    return m_pending[id];
+    if (m_latest == m_documents.end() || m_latest->first != id)
+        m_latest = m_documents.try_emplace(id).first;
+    return m_latest->second;
+}
+
+ICloudInfoStorage::Records SqliteCloudInfoStorage::Private::AllRecords() const
+{
+    Records records;
+    for (const auto& [id, record] : m_documents)
+        records.emplace_hint(records.end(), id, record.Unpacked());
+    return records;
 }
 
 void SqliteCloudInfoStorage::Private::FlushLater()
@@ -259,7 +240,7 @@ void SqliteCloudInfoStorage::Private::FlushLater()
 
 bool SqliteCloudInfoStorage::Private::Flush()
 {
-    if (m_pending.empty())
+    if (m_removed.empty() && m_changed.empty())
         return m_problem.isEmpty();
     try {
         WritePending();
@@ -267,7 +248,7 @@ bool SqliteCloudInfoStorage::Private::Flush()
         Report(QString::fromUtf8(error.what()));
         return false;
     }
-    m_pending.clear();
+    ForgetPending();
     m_problem.clear();
     return true;
 }
@@ -275,14 +256,29 @@ bool SqliteCloudInfoStorage::Private::Flush()
 void SqliteCloudInfoStorage::Private::WritePending()
 {
     SQLite::Transaction transaction(*m_database, SQLite::TransactionBehavior::IMMEDIATE);
-    Writer writer(*m_database);
-    for (const auto& [id, change] : m_pending) {
-        if (change.isRemovedFirst)
-            writer.Remove(id);
-        for (const auto& key : change.keys)
-            writer.Replace(id, key, m_records.at(id).at(key));
+    Support::Statement remove(*m_database, "DELETE FROM document_value WHERE document_id = ?");
+    for (const auto& id : m_removed) {
+        remove.Bind(1, id);
+        remove.Execute();
+    }
+    Support::Statement replace(*m_database, "REPLACE INTO document_value VALUES (?, ?, ?)");
+    for (const auto& id : m_changed) {
+        replace.Bind(1, id);
+        m_documents.at(id).VisitChanged([&replace](std::string_view key, std::string_view value) {
+            replace.Bind(2, key);
+            replace.Bind(3, value);
+            replace.Execute();
+        });
     }
     transaction.commit();
+}
+
+void SqliteCloudInfoStorage::Private::ForgetPending()
+{
+    for (const auto& id : m_changed)
+        m_documents.at(id).ForgetChanges();
+    m_changed.clear();
+    m_removed.clear();
 }
 
 void SqliteCloudInfoStorage::Private::Report(const QString& cause)

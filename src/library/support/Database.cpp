@@ -143,7 +143,8 @@ std::unique_ptr<SQLite::Database> TryToOpen(const fs::path& file, const Schema& 
 {
     try {
         auto database = std::make_unique<SQLite::Database>(
-            file.u8string(), SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE, kBusyTimeoutMs);
+            file.u8string(), SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE | SQLite::OPEN_NOMUTEX,
+            kBusyTimeoutMs);
         Prepare(*database, schema, file);
         return database;
     } catch (const SQLite::Exception& error) {

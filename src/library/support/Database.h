@@ -63,6 +63,7 @@ void MakeFolderOf(const std::filesystem::path& file);
 /// Opens the database in @p file, making it (and its folder) when missing. A file that is damaged, or not one
 /// of ours, is moved to "<name>.damaged-<date>[-n]" beside it and a fresh one is made. Throws DatabaseError
 /// when the folder cannot be written, or the file is of a later version or stays locked for 2 s.
+/// Only one thread at a time may use the database: it locks nothing for each value read.
 [[nodiscard]] OpenedDatabase OpenDatabase(const std::filesystem::path& file, const Schema& schema);
 
 } // namespace Orvane::Support
