@@ -10,7 +10,8 @@
 namespace Orvane::Social {
 namespace {
 
-using testing::ElementsAre;
+using testing::IsSupersetOf;
+using testing::UnorderedElementsAre;
 using Lane = RequestQueue::Lane;
 
 TEST(DeliveryQueue, DeliversOnWhileOneDeliveryRunsAnEventLoop)
@@ -23,36 +24,64 @@ TEST(DeliveryQueue, DeliversOnWhileOneDeliveryRunsAnEventLoop)
     EXPECT_TRUE(QTest::qWaitFor([&] { return isOver; }, 60'000));
 }
 
-TEST(RequestQueue, StartsTwoTransfersAtOnceAndPreviewsAfterThem)
+class RequestQueueTest : public testing::Test
 {
+protected:
+    void Add(int key, Lane lane)
+    {
+        const auto task = std::make_shared<RequestQueue::Task>(key, lane);
+        task->work = [this, key, mayEnd = ends[key].get_future().share()](Job& job) {
+            {
+                const std::lock_guard lock(mutex);
+                started.push_back(key);
+            }
+            while (mayEnd.wait_for(std::chrono::milliseconds(1)) != std::future_status::ready)
+                job.ThrowIfCanceled();
+        };
+        task->onEnded = [this, key](const auto&) { ended.push_back(key); };
+        queue.Add(task);
+    }
+
+    void End(int key) { ends[key].set_value(); }
+
+    /// Waits until so many have started, for the keys of all that have.
+    std::vector<int> Started(std::size_t count)
+    {
+        const auto soFar = [this] {
+            const std::lock_guard lock(mutex);
+            return started;
+        };
+        EXPECT_TRUE(QTest::qWaitFor([&] { return soFar().size() >= count; }, 60'000));
+        return soFar();
+    }
+
+    std::mutex mutex;
     std::vector<int> started;
+    std::vector<int> ended;
     std::map<int, std::promise<void>> ends;
     DeliveryQueue deliveries;
     RequestQueue queue{2, deliveries};
-    const auto add = [&](int key, Lane lane) {
-        RequestQueue::Task task;
-        task.lane = lane;
-        task.job = std::make_shared<Job>();
-        task.prepare = [&, key]() -> RequestQueue::Work {
-            started.push_back(key);
-            return [mayEnd = ends[key].get_future().share()](Job& job) {
-                while (mayEnd.wait_for(std::chrono::milliseconds(1)) != std::future_status::ready)
-                    job.ThrowIfCanceled();
-            };
-        };
-        task.onEnded = [](const auto&) {};
-        queue.Add(key, std::move(task));
-    };
+};
+
+TEST_F(RequestQueueTest, RunsTwoTransfersAtOnceAndPreviewsAfterThem)
+{
     for (const int key : {1, 2, 3, 4})
-        add(key, Lane::Transfers);
-    add(5, Lane::Previews);
-    add(6, Lane::Control);
-    EXPECT_THAT(started, ElementsAre(1, 2, 6));
+        Add(key, Lane::Transfers);
+    Add(5, Lane::Previews);
+    Add(7, Lane::Previews);
+    Add(6, Lane::Control);
+    EXPECT_THAT(Started(3), UnorderedElementsAre(1, 2, 6));
     queue.Remove(3);
-    for (const int key : {1, 2, 4})
-        ends[key].set_value();
-    EXPECT_TRUE(QTest::qWaitFor([&] { return started.size() == 5; }, 60'000));
-    EXPECT_THAT(started, ElementsAre(1, 2, 6, 4, 5)) << "and never what was taken back";
+    End(1);
+    EXPECT_EQ(Started(4).back(), 4) << "and never what was taken back";
+    End(4);
+    End(2);
+    EXPECT_THAT(Started(6), IsSupersetOf({5, 7})) << "both at once";
+    queue.Remove(5);
+    queue.Cancel(6);
+    End(7);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return ended.size() == 5; }, 60'000));
+    EXPECT_THAT(ended, UnorderedElementsAre(1, 4, 2, 6, 7));
 }
 
 } // namespace

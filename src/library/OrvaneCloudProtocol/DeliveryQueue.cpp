@@ -41,10 +41,6 @@ bool DeliveryQueue::event(QEvent* event)
     if (event->type() != AnnouncementType()) {
         return QObject::event(event);
     }
-    {
-        const std::lock_guard lock(m_mutex);
-        m_isAnnounced = false;
-    }
     DeliverSlice();
     return true;
 }
@@ -74,12 +70,16 @@ void DeliveryQueue::DeliverSlice()
 
 DeliveryQueue::Delivery DeliveryQueue::TakeNext()
 {
-    const std::lock_guard lock(m_mutex);
-    if (m_deliveries.empty()) {
+    if (m_taken.empty()) {
+        const std::lock_guard lock(m_mutex);
+        m_taken.swap(m_deliveries);
+        m_isAnnounced = !m_taken.empty();
+    }
+    if (m_taken.empty()) {
         return {};
     }
-    auto delivery = std::move(m_deliveries.front());
-    m_deliveries.pop_front();
+    auto delivery = std::move(m_taken.front());
+    m_taken.pop_front();
     return delivery;
 }
 

@@ -30,7 +30,8 @@ private:
 
     std::mutex m_mutex;
     std::deque<Delivery> m_deliveries;
-    bool m_isAnnounced = false;
+    bool m_isAnnounced = false;   // a slice is ahead
+    std::deque<Delivery> m_taken; // what comes before them; without the mutex
     QBasicTimer m_nextSlice;
 };
 

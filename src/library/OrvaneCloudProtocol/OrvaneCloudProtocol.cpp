@@ -3,6 +3,7 @@
 #include <OrvaneCloudProtocol/PreviewDesk.h>
 #include <OrvaneCloudProtocol/RequestQueue.h>
 #include <OrvaneCloudProtocol/RequestRegistry.h>
+#include <OrvaneCloudProtocol/transports/FileFailure.h>
 #include <OrvaneCloudProtocol/transports/TransportFactory.h>
 #include <support/PathText.h>
 
@@ -37,19 +38,19 @@ RequestResult ResultOf(const std::optional<Failure>& failure)
     return failure->code == FailureCode::Canceled ? RequestResult::Canceled : RequestResult::Error;
 }
 
-/// The path of one file, in full; empty when the text cannot be that.
-fs::path LocalFileOf(const QString& text)
+/// Whether the path can be that of a file, by its text alone.
+bool CanBeFile(const fs::path& path)
 {
-    const auto path = Support::ToPath(text);
-    const bool isFile = path.has_filename() && !text.contains(QChar(u'\0'));
-    return isFile ? fs::absolute(path) : fs::path();
+    return path.has_filename() && path.native().find(fs::path::value_type()) == fs::path::string_type::npos;
 }
 
-bool IsPlaceForDownload(const QString& text)
+/// A download should not come to naught at its last step.
+void RequirePlaceForDownload(const fs::path& target)
 {
     std::error_code ignored;
-    const auto path = Support::ToPath(text);
-    return path.is_absolute() && !LocalFileOf(text).empty() && !fs::is_directory(path, ignored);
+    if (fs::is_directory(target, ignored)) {
+        ThrowFileError(FileSide::Local, target, std::make_error_code(std::errc::is_a_directory));
+    }
 }
 
 /// The size of a preview; invalid when it makes no sense.
@@ -207,16 +208,16 @@ long long OrvaneCloudProtocol::Private::Start(Operation operation, Lane lane, Wo
         deliver(ended, ResultOf(failure), *answer);
     };
     const long long ticket = registry.Open(operation, std::move(finish), std::move(onProgress));
-    RequestQueue::Task task;
-    task.lane = lane;
-    task.job = std::make_shared<Job>([this, ticket](int percent) {
+    auto task = std::make_shared<RequestQueue::Task>(ticket, lane, [this, ticket](int percent) {
         registry.Deliveries().Post([this, ticket, percent] { registry.Progress(ticket, percent); });
     });
-    task.prepare = [source = transport, answer, work = std::move(work)]() -> RequestQueue::Work {
-        return [source, answer, work](Job& job) { work(*source, job, *answer); };
+    task->work = [source = transport, answer, work = std::move(work)](Job& job) {
+        work(*source, job, *answer);
     };
-    task.onEnded = [this, ticket](const auto& failure) { registry.End(ticket, failure); };
-    queue->Add(ticket, std::move(task));
+    task->onEnded = [this, ticket](const auto& failure) {
+        failure ? registry.End(ticket, failure) : registry.Complete(ticket);
+    };
+    queue->Add(std::move(task));
     return ticket;
 }
 
@@ -417,19 +418,20 @@ long long OrvaneCloudProtocol::downloadFile(const FileFieldData& file, Files::On
     if (!d->IsReadyFor(Operation::Download, id)) {
         return INVALID_TICKET;
     }
-    const QString target = file.fields.value(FILE_NAME);
+    Transport::Download download{id, Support::ToPath(file.fields.value(FILE_NAME))};
     const auto size = SizeOf(file.fields);
-    if (!IsPlaceForDownload(target) || !size) {
-        return d->registry.Refuse(
-            Operation::Download, FailureCode::InvalidRequest,
-            QStringLiteral("\"%1\" cannot be written, or the size is none").arg(target));
+    if (!download.target.is_absolute() || !CanBeFile(download.target) || !size) {
+        return d->registry.Refuse(Operation::Download, FailureCode::InvalidRequest,
+                                  QStringLiteral("\"%1\" cannot be written, or the size is none")
+                                      .arg(Support::ToText(download.target)));
     }
-    const Transport::Download download{id, LocalFileOf(target), *size};
-    const auto fetch = [download](Transport& transport, Job& job, Nothing&) {
+    download.expectedSize = *size;
+    auto fetch = [download = std::move(download)](Transport& transport, Job& job, Nothing&) {
+        RequirePlaceForDownload(download.target);
         transport.Fetch(download, job);
     };
-    return d->Start<Nothing>(Operation::Download, Lane::Transfers, fetch, WithoutAnswer(std::move(onResult)),
-                             std::move(onProgress));
+    return d->Start<Nothing>(Operation::Download, Lane::Transfers, std::move(fetch),
+                             WithoutAnswer(std::move(onResult)), std::move(onProgress));
 }
 
 long long OrvaneCloudProtocol::deleteFile(const FileFieldData& file, Files::OnResult&& onResult)
@@ -450,11 +452,12 @@ long long OrvaneCloudProtocol::uploadFile(const QString& localPath, const Parame
     if (!isReady) {
         return INVALID_TICKET;
     }
-    const Transport::Upload upload{LocalFileOf(localPath), parameters.value(ID), parameters.value(MD5_HASH)};
-    if (upload.source.empty()) {
+    const auto source = Support::ToPath(localPath);
+    if (!CanBeFile(source)) {
         return d->registry.Refuse(Operation::Upload, FailureCode::InvalidRequest,
                                   QStringLiteral("\"%1\" is not the path of a file").arg(localPath));
     }
+    const Transport::Upload upload{fs::absolute(source), parameters.value(ID), parameters.value(MD5_HASH)};
     const auto store = [upload](Transport& transport, Job& job, OrvaneCloudSharingResult& answer) {
         StoreAndDescribe(transport, upload, job, answer);
     };

@@ -1,8 +1,64 @@
 #include <OrvaneCloudProtocol/PreviewDesk.h>
 
+#include <map>
+#include <mutex>
 #include <utility>
 
 namespace Orvane::Social {
+
+/// The requests for one document that are worked on together: those that have joined, and not left, when the
+/// worker takes them.
+class PreviewDesk::Group
+{
+public:
+    Group(const QString& documentId, long long firstTicket, const QSize& box)
+        : id(documentId)
+        , queueKey(firstTicket)
+        , m_boxes{{firstTicket, box}}
+    {}
+
+    /// Returns false when it is too late.
+    [[nodiscard]] bool Join(long long ticket, const QSize& box)
+    {
+        const std::lock_guard lock(m_mutex);
+        if (!m_isTaken) {
+            m_boxes.emplace(ticket, box);
+        }
+        return !m_isTaken;
+    }
+
+    /// Returns whether others stay.
+    [[nodiscard]] bool Leave(long long ticket)
+    {
+        const std::lock_guard lock(m_mutex);
+        m_boxes.erase(ticket);
+        return !m_boxes.empty();
+    }
+
+    /// By ticket. Empty when all have left.
+    [[nodiscard]] std::map<long long, QSize> Take()
+    {
+        const std::lock_guard lock(m_mutex);
+        m_isTaken = !m_boxes.empty();
+        return m_boxes;
+    }
+
+    [[nodiscard]] bool IsTaken() const
+    {
+        const std::lock_guard lock(m_mutex);
+        return m_isTaken;
+    }
+
+    const QString id;
+    const long long queueKey;
+    std::vector<long long> tickets;              ///< the worker's, until it has ended
+    std::vector<PreviewMaker::Preview> previews; ///< the same; one for each ticket
+
+private:
+    mutable std::mutex m_mutex;
+    std::map<long long, QSize> m_boxes;
+    bool m_isTaken = false;
+};
 
 PreviewDesk::PreviewDesk(RequestQueue& queue, std::shared_ptr<Transport> transport,
                          std::shared_ptr<PreviewMaker> maker, const QByteArray& cloud, OnAnswered onAnswered)
@@ -15,38 +71,47 @@ PreviewDesk::PreviewDesk(RequestQueue& queue, std::shared_ptr<Transport> transpo
 
 void PreviewDesk::Add(long long ticket, const QString& id, const QSize& box, std::shared_ptr<QImage> image)
 {
-    const bool isFirst = !m_waiting.contains(id);
-    m_idOfTicket.emplace(ticket, id);
-    m_waiting[id].wishes.emplace(ticket, Wish{box, std::move(image)});
-    if (isFirst && !m_running.contains(id)) {
-        Enqueue(id);
-    }
+    m_requests.emplace(ticket, Request{Join(ticket, id, box), std::move(image)});
 }
 
-void PreviewDesk::Enqueue(const QString& id)
+std::shared_ptr<PreviewDesk::Group> PreviewDesk::Join(long long ticket, const QString& id, const QSize& box)
 {
-    Group& group = m_waiting[id];
-    group.queueKey = group.wishes.begin()->first;
-    group.job = std::make_shared<Job>();
-    const auto answers = std::make_shared<Answers>();
-    RequestQueue::Task task;
-    task.lane = RequestQueue::Lane::Previews;
-    task.job = group.job;
-    task.prepare = [this, id, answers] { return Begin(id, answers); };
-    task.onEnded = [this, id, answers](const auto& failure) { OnEnded(id, *answers, failure); };
-    m_queue.Add(group.queueKey, std::move(task));
+    Line& line = m_lines[id];
+    for (auto* group : {&line.first, &line.next}) {
+        if (*group && (*group)->Join(ticket, box)) {
+            return *group;
+        }
+    }
+    auto group = std::make_shared<Group>(id, ticket, box);
+    if (line.first) {
+        line.next = group;
+    } else {
+        line.first = group;
+        Enqueue(group);
+    }
+    return group;
 }
 
-RequestQueue::Work PreviewDesk::Begin(const QString& id, const std::shared_ptr<Answers>& answers)
+void PreviewDesk::Enqueue(const std::shared_ptr<Group>& group)
 {
-    const Group group = m_waiting.take(id);
-    m_running.insert(id, group);
-    std::vector<QSize> boxes;
-    for (const auto& [ticket, wish] : group.wishes) {
-        answers->tickets.push_back(ticket);
-        boxes.push_back(wish.box);
-    }
-    return [transport = m_transport, maker = m_maker, cloud = m_cloud, id, boxes, answers](Job& job) {
+    auto task = std::make_shared<RequestQueue::Task>(group->queueKey, RequestQueue::Lane::Previews);
+    task->work = WorkFor(group);
+    task->onEnded = [this, group](const auto& failure) { OnEnded(*group, failure); };
+    m_queue.Add(std::move(task));
+}
+
+std::function<void(Job&)> PreviewDesk::WorkFor(const std::shared_ptr<Group>& group) const
+{
+    return [transport = m_transport, maker = m_maker, cloud = m_cloud, group](Job& job) {
+        std::vector<QSize> boxes;
+        for (const auto& [ticket, box] : group->Take()) {
+            group->tickets.push_back(ticket);
+            boxes.push_back(box);
+        }
+        if (boxes.empty()) {
+            return;
+        }
+        const QString& id = group->id;
         const QByteArray version =
             cloud + '\0' + id.toUtf8() + '\0' + transport->VersionTag(id, job).toUtf8();
         Transport::RenderSource source;
@@ -54,70 +119,58 @@ RequestQueue::Work PreviewDesk::Begin(const QString& id, const std::shared_ptr<A
             source = transport->FetchForRendering(id, job);
             return source.file;
         };
-        answers->previews = maker->Make(version, boxes, fetch, job);
+        group->previews = maker->Make(version, boxes, fetch, job);
     };
 }
 
-void PreviewDesk::OnEnded(const QString& id, const Answers& answers, const std::optional<Failure>& failure)
+void PreviewDesk::OnEnded(const Group& group, const std::optional<Failure>& failure)
 {
-    Group group = m_running.take(id);
-    if (m_waiting.contains(id)) {
-        Enqueue(id);
+    Line& line = m_lines[group.id];
+    line.first = std::exchange(line.next, nullptr);
+    if (line.first) {
+        Enqueue(line.first);
+    } else {
+        m_lines.remove(group.id);
     }
-    for (std::size_t index = 0; index < answers.tickets.size(); ++index) {
-        Answer(group, answers.tickets[index],
-               failure ? PreviewMaker::Preview(*failure) : answers.previews.at(index));
+    for (std::size_t index = 0; index < group.tickets.size(); ++index) {
+        Answer(group.tickets[index], failure ? PreviewMaker::Preview(*failure) : group.previews.at(index));
     }
 }
 
-void PreviewDesk::Answer(Group& group, long long ticket, const PreviewMaker::Preview& preview)
+void PreviewDesk::Answer(long long ticket, const PreviewMaker::Preview& preview)
 {
-    const auto wish = group.wishes.extract(ticket);
-    if (!wish) {
+    const auto request = m_requests.extract(ticket);
+    if (!request) {
         return;
     }
-    m_idOfTicket.erase(ticket);
     if (const auto* failure = std::get_if<Failure>(&preview)) {
         m_onAnswered(ticket, *failure);
         return;
     }
-    *wish.mapped().image = std::get<QImage>(preview);
+    *request.mapped().image = std::get<QImage>(preview);
     m_onAnswered(ticket, std::nullopt);
 }
 
 bool PreviewDesk::Cancel(long long ticket)
 {
-    const auto id = m_idOfTicket.extract(ticket);
-    if (!id) {
-        return false;
+    const auto request = m_requests.extract(ticket);
+    if (request && !request.mapped().group->Leave(ticket)) {
+        Drop(request.mapped().group);
     }
-    if (!CancelWaiting(id.mapped(), ticket)) {
-        CancelRunning(id.mapped(), ticket);
-    }
-    return true;
+    return !request.empty();
 }
 
-bool PreviewDesk::CancelWaiting(const QString& id, long long ticket)
+void PreviewDesk::Drop(const std::shared_ptr<Group>& group)
 {
-    const auto group = m_waiting.find(id);
-    if (group == m_waiting.end() || group->wishes.erase(ticket) == 0) {
-        return false;
-    }
-    if (group->wishes.empty()) {
-        const auto queueKey = group->queueKey;
-        m_waiting.erase(group);
-        m_queue.Remove(queueKey);
-    }
-    return true;
-}
-
-void PreviewDesk::CancelRunning(const QString& id, long long ticket)
-{
-    // The group stays until its worker has ended, so that the document's next one does not overtake it.
-    Group& group = m_running[id];
-    group.wishes.erase(ticket);
-    if (group.wishes.empty()) {
-        group.job->Cancel();
+    Line& line = m_lines[group->id];
+    if (group == line.next) {
+        line.next = nullptr;
+    } else if (group->IsTaken()) {
+        // It stays until its worker has ended, so that the document's next group does not overtake it.
+        m_queue.Cancel(group->queueKey);
+    } else {
+        m_queue.Remove(group->queueKey);
+        m_lines.remove(group->id);
     }
 }
 

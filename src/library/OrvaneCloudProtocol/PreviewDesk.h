@@ -9,7 +9,6 @@
 #include <QSize>
 
 #include <functional>
-#include <map>
 #include <memory>
 #include <optional>
 #include <unordered_map>
@@ -35,44 +34,35 @@ public:
     bool Cancel(long long ticket);
 
 private:
-    struct Wish
+    class Group;
+
+    struct Request
     {
-        QSize box;
+        std::shared_ptr<Group> group;
         std::shared_ptr<QImage> image;
     };
 
-    /// The requests for one document, by ticket.
-    struct Group
+    /// The requests for one document. Those that come too late for the first group wait for the next.
+    struct Line
     {
-        std::map<long long, Wish> wishes;
-        std::shared_ptr<Job> job;
-        long long queueKey = 0;
+        std::shared_ptr<Group> first;
+        std::shared_ptr<Group> next;
     };
 
-    /// What a worker made of one group.
-    struct Answers
-    {
-        std::vector<long long> tickets;
-        std::vector<PreviewMaker::Preview> previews;
-    };
-
-    using Groups = QHash<QString, Group>;
-
-    void Enqueue(const QString& id);
-    [[nodiscard]] RequestQueue::Work Begin(const QString& id, const std::shared_ptr<Answers>& answers);
-    void OnEnded(const QString& id, const Answers& answers, const std::optional<Failure>& failure);
-    void Answer(Group& group, long long ticket, const PreviewMaker::Preview& preview);
-    bool CancelWaiting(const QString& id, long long ticket);
-    void CancelRunning(const QString& id, long long ticket);
+    [[nodiscard]] std::shared_ptr<Group> Join(long long ticket, const QString& id, const QSize& box);
+    void Enqueue(const std::shared_ptr<Group>& group);
+    [[nodiscard]] std::function<void(Job& job)> WorkFor(const std::shared_ptr<Group>& group) const;
+    void OnEnded(const Group& group, const std::optional<Failure>& failure);
+    void Answer(long long ticket, const PreviewMaker::Preview& preview);
+    void Drop(const std::shared_ptr<Group>& group);
 
     RequestQueue& m_queue;
     const std::shared_ptr<Transport> m_transport;
     const std::shared_ptr<PreviewMaker> m_maker;
     const QByteArray m_cloud;
     const OnAnswered m_onAnswered;
-    std::unordered_map<long long, QString> m_idOfTicket;
-    Groups m_waiting;
-    Groups m_running;
+    std::unordered_map<long long, Request> m_requests;
+    QHash<QString, Line> m_lines;
 };
 
 } // namespace Orvane::Social

@@ -4,17 +4,21 @@
 #include <support/HandOver.h>
 
 #include <exception>
+#include <utility>
 
 namespace Orvane::Social {
 
 namespace {
 
-std::optional<Failure> FailureOf(const RequestQueue::Work& work, Job& job)
+using Lane = RequestQueue::Lane;
+
+constexpr auto kLanes = {Lane::Control, Lane::Transfers, Lane::Previews}; // in the order of their turns
+
+std::optional<Failure> FailureOf(RequestQueue::Task& task)
 {
     try {
-        job.ThrowIfCanceled();
-        work(job);
-        job.ReportCompletion();
+        task.job.ThrowIfCanceled();
+        task.work(task.job);
         return std::nullopt;
     } catch (const CloudError& error) {
         return error.GetFailure();
@@ -38,32 +42,73 @@ RequestQueue::RequestQueue(int transfersAtOnce, DeliveryQueue& deliveries)
 
 RequestQueue::~RequestQueue()
 {
-    for (const auto& [key, task] : m_running) {
-        task.job->Cancel();
+    for (const auto lane : kLanes) {
+        const std::lock_guard lock(m_mutex);
+        StateOf(lane).waiting.clear();
+    }
+    for (const auto& [key, task] : m_tasks) {
+        task->job.Cancel();
     }
     m_workers.waitForDone();
 }
 
-void RequestQueue::Add(long long key, Task task)
+void RequestQueue::Add(SharedTask task)
 {
-    StateOf(task.lane).waiting.emplace(key, std::move(task));
-    StartWaiting();
+    m_tasks.emplace(task->key, task);
+    {
+        const std::lock_guard lock(m_mutex);
+        auto& waiting = StateOf(task->lane).waiting;
+        waiting.emplace_hint(waiting.end(), task->key, std::move(task));
+    }
+    StartLater();
 }
 
 void RequestQueue::Remove(long long key)
 {
-    const auto running = m_running.find(key);
-    if (running != m_running.end()) {
-        running->second.onEnded = nullptr;
-        running->second.job->Cancel();
+    const auto found = m_tasks.extract(key);
+    if (!found) {
         return;
     }
-    for (auto& state : m_lanes) {
-        if (const auto task = state.waiting.extract(key)) {
-            StartWaiting(); // it may have been the transfer that held previews back
-            return;
-        }
+    Task& task = *found.mapped();
+    task.onEnded = nullptr; // here, because a worker may be the last to hold the task
+    if (TakeBack(task)) {
+        StartLater(); // it may have been the transfer that held previews back
+    } else {
+        task.job.Cancel();
     }
+}
+
+void RequestQueue::Cancel(long long key)
+{
+    const auto task = m_tasks.find(key);
+    if (task != m_tasks.end()) {
+        task->second->job.Cancel();
+    }
+}
+
+bool RequestQueue::TakeBack(const Task& task)
+{
+    const std::lock_guard lock(m_mutex);
+    return StateOf(task.lane).waiting.erase(task.key) > 0;
+}
+
+void RequestQueue::StartLater()
+{
+    if (std::exchange(m_isStartAhead, true)) {
+        return;
+    }
+    m_deliveries.Post([self = std::weak_ptr(m_self)] {
+        if (const auto queue = self.lock()) {
+            (*queue)->Start();
+        }
+    });
+}
+
+void RequestQueue::Start()
+{
+    m_isStartAhead = false;
+    const std::lock_guard lock(m_mutex);
+    StartWorkers();
 }
 
 bool RequestQueue::MayStart(Lane lane)
@@ -74,48 +119,61 @@ bool RequestQueue::MayStart(Lane lane)
     return !state.waiting.empty() && state.running < state.atOnce && !isHeldBack;
 }
 
-void RequestQueue::StartWaiting()
+RequestQueue::SharedTask RequestQueue::TakeNext()
 {
-    for (const auto lane : {Lane::Control, Lane::Transfers, Lane::Previews}) {
-        while (MayStart(lane)) {
-            StartNext(StateOf(lane));
+    for (const auto lane : kLanes) {
+        if (MayStart(lane)) {
+            auto& state = StateOf(lane);
+            ++state.running;
+            return std::move(state.waiting.extract(state.waiting.begin()).mapped());
         }
+    }
+    return nullptr;
+}
+
+void RequestQueue::StartWorkers()
+{
+    while (auto task = TakeNext()) {
+        Support::HandOver();
+        m_workers.start([this, task = std::move(task)] { RunFrom(task); });
     }
 }
 
-void RequestQueue::StartNext(LaneState& state)
+void RequestQueue::RunFrom(SharedTask task)
 {
-    auto next = state.waiting.extract(state.waiting.begin());
-    ++state.running;
-    Work work = next.mapped().prepare();
-    const auto job = next.mapped().job;
-    m_running.emplace(next.key(), std::move(next.mapped()));
-    Run(next.key(), job, std::move(work));
+    Support::TakeOver();
+    while (task) {
+        Run(*task);
+        task = TakeNextAfter(*task);
+    }
 }
 
-void RequestQueue::Run(long long key, const std::shared_ptr<Job>& job, Work work)
+void RequestQueue::Run(Task& task)
 {
-    std::function<void()> run = [this, key, job, work = std::move(work)] {
-        Support::TakeOver();
-        const auto deliver = [self = std::weak_ptr(m_self), key, failure = FailureOf(work, *job)] {
-            if (const auto queue = self.lock()) {
-                (*queue)->OnWorkEnded(key, failure);
-            }
-        };
-        m_deliveries.Post(deliver);
-    };
-    Support::HandOver();
-    m_workers.start(std::move(run));
+    auto failure = FailureOf(task);
+    task.work = nullptr;
+    m_deliveries.Post([self = std::weak_ptr(m_self), key = task.key, failure = std::move(failure)] {
+        if (const auto queue = self.lock()) {
+            (*queue)->OnWorkEnded(key, failure);
+        }
+    });
+}
+
+RequestQueue::SharedTask RequestQueue::TakeNextAfter(const Task& ended)
+{
+    const std::lock_guard lock(m_mutex);
+    --StateOf(ended.lane).running;
+    auto next = TakeNext();
+    StartWorkers();
+    return next;
 }
 
 void RequestQueue::OnWorkEnded(long long key, const std::optional<Failure>& failure)
 {
-    const auto ended = m_running.extract(key);
-    --StateOf(ended.mapped().lane).running;
-    StartWaiting();
-    // Last, because it may be the end of this queue.
-    if (ended.mapped().onEnded) {
-        ended.mapped().onEnded(failure);
+    if (const auto ended = m_tasks.extract(key)) {
+        // Called last, because it may be the end of this queue.
+        const auto onEnded = std::move(ended.mapped()->onEnded);
+        onEnded(failure);
     }
 }
 

@@ -9,6 +9,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <unordered_map>
 
@@ -16,7 +17,8 @@ namespace Orvane::Social {
 
 class DeliveryQueue;
 
-/// Lets blocking work wait for its turn, and runs it on threads of its own. Used on one thread, on which all
+/// Lets blocking work wait for its turn, and runs it on threads of its own. A worker that has ended a task
+/// goes on to the next by itself; the first ones start from the event loop. Used on one thread, on which all
 /// but the work itself is called. What waits costs no thread, and next to nothing to take back.
 class RequestQueue
 {
@@ -28,14 +30,23 @@ public:
         Previews ///< held back while a transfer waits or runs
     };
 
-    /// Runs on a worker. Fails by throwing, CloudError preferred.
-    using Work = std::function<void(Job& job)>;
-
     struct Task
     {
-        Lane lane = Lane::Control;
-        std::shared_ptr<Job> job;
-        std::function<Work()> prepare; ///< called when the turn has come, for the work
+        /// @param taskKey  the caller's; none may be used twice
+        Task(long long taskKey, Lane taskLane, Job::OnProgress onProgress = {})
+            : key(taskKey)
+            , lane(taskLane)
+            , job(std::move(onProgress))
+        {}
+
+        const long long key;
+        const Lane lane;
+        Job job;
+
+        /// Runs on a worker, and goes there with all that it holds. Fails by throwing, CloudError preferred.
+        std::function<void(Job& job)> work;
+
+        /// Neither called nor destroyed on a worker.
         std::function<void(const std::optional<Failure>& failure)> onEnded;
     };
 
@@ -45,32 +56,46 @@ public:
     /// Cancels what runs, and waits until it has ended.
     ~RequestQueue();
 
-    /// The keys are the caller's; none may be used twice.
-    void Add(long long key, Task task);
+    /// In each lane the task with the lowest key has its turn first.
+    void Add(std::shared_ptr<Task> task);
 
     /// Takes back what waits, cancels what runs; its onEnded is never called. Unknown keys are ignored.
     void Remove(long long key);
 
+    /// Lets a task end as cancelled, unless it just has ended otherwise. Unknown keys are ignored.
+    void Cancel(long long key);
+
 private:
-    using Tasks = std::map<long long, Task>;
+    using SharedTask = std::shared_ptr<Task>;
 
     struct LaneState
     {
         int atOnce = 2;
         int running = 0;
-        Tasks waiting;
+        std::map<long long, SharedTask> waiting;
     };
 
     [[nodiscard]] LaneState& StateOf(Lane lane) { return m_lanes[static_cast<std::size_t>(lane)]; }
-    [[nodiscard]] bool MayStart(Lane lane);
-    void StartWaiting();
-    void StartNext(LaneState& state);
-    void Run(long long key, const std::shared_ptr<Job>& job, Work work);
+    [[nodiscard]] bool TakeBack(const Task& task);
+    void StartLater();
+    void Start();
     void OnWorkEnded(long long key, const std::optional<Failure>& failure);
 
+    // With the mutex held.
+    [[nodiscard]] bool MayStart(Lane lane);
+    [[nodiscard]] SharedTask TakeNext();
+    void StartWorkers();
+
+    // On a worker.
+    void RunFrom(SharedTask task);
+    void Run(Task& task);
+    [[nodiscard]] SharedTask TakeNextAfter(const Task& ended);
+
     DeliveryQueue& m_deliveries;
+    std::unordered_map<long long, SharedTask> m_tasks; // those that wait or run
+    bool m_isStartAhead = false;
+    std::mutex m_mutex; // guards the lanes
     std::array<LaneState, 3> m_lanes;
-    std::unordered_map<long long, Task> m_running;
     const std::shared_ptr<RequestQueue*> m_self =
         std::make_shared<RequestQueue*>(this); // known to deliveries
     QThreadPool m_workers;

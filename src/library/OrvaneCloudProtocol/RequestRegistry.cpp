@@ -1,13 +1,18 @@
 #include <OrvaneCloudProtocol/RequestRegistry.h>
 
+#include <QPointer>
+
 #include <utility>
 
 namespace Orvane::Social {
 
 long long RequestRegistry::Open(Operation operation, Finish finish, OnProgress onProgress)
 {
-    auto sharedProgress = std::make_shared<const OnProgress>(std::move(onProgress));
-    m_requests.emplace(++m_lastTicket, Request{operation, std::move(finish), std::move(sharedProgress)});
+    Request request{operation, std::move(finish), nullptr};
+    if (onProgress) {
+        request.onProgress = std::make_shared<const OnProgress>(std::move(onProgress));
+    }
+    m_requests.emplace(++m_lastTicket, std::move(request));
     return m_lastTicket;
 }
 
@@ -24,8 +29,7 @@ void RequestRegistry::Progress(long long ticket, int percent) const
         return;
     }
     // Held, because the callback may cancel its own request.
-    const auto onProgress = request->second.onProgress;
-    if (*onProgress) {
+    if (const auto onProgress = request->second.onProgress) {
         (*onProgress)(ticket, percent);
     }
 }
@@ -40,6 +44,15 @@ void RequestRegistry::End(long long ticket, const std::optional<Failure>& failur
         m_lastFailures[request.mapped().operation] = *failure;
     }
     request.mapped().finish(ticket, failure);
+}
+
+void RequestRegistry::Complete(long long ticket)
+{
+    const QPointer<DeliveryQueue> self(&m_deliveries); // goes with this
+    Progress(ticket, 100);
+    if (self) {
+        End(ticket, std::nullopt);
+    }
 }
 
 void RequestRegistry::EndLater(long long ticket, const std::optional<Failure>& failure)

@@ -31,6 +31,9 @@ public:
     void Progress(long long ticket, int percent) const;
     void End(long long ticket, const std::optional<Failure>& failure);
 
+    /// The end of one that has come to 100 per cent, which is told first.
+    void Complete(long long ticket);
+
     /// End, from the event loop.
     void EndLater(long long ticket, const std::optional<Failure>& failure);
 
@@ -47,7 +50,7 @@ private:
     {
         Operation operation;
         Finish finish;
-        std::shared_ptr<const OnProgress> onProgress;
+        std::shared_ptr<const OnProgress> onProgress; // none: nobody asks for it
     };
 
     long long m_lastTicket = 0;

@@ -15,7 +15,6 @@ int PercentOf(qint64 done, qint64 total)
     if (total <= 0) {
         return 0;
     }
-    // 100 is for work that is done, which takes more than its last byte.
     return static_cast<int>(
         std::clamp(100.0 * static_cast<double>(done) / static_cast<double>(total), 0.0, 99.0));
 }
@@ -31,7 +30,7 @@ CloudError::CloudError(FailureCode code, const QString& detail)
     : CloudError(Failure{code, detail})
 {}
 
-Job::Job(std::function<void(int percent)> onProgress)
+Job::Job(OnProgress onProgress)
     : m_onProgress(std::move(onProgress))
 {}
 
@@ -96,20 +95,9 @@ void Job::ReportProgress(qint64 done, qint64 total)
     const int percent = PercentOf(done, total);
     const auto pause = percent > m_lastPercent ? kReportEveryMilliseconds : kRepeatEveryMilliseconds;
     const bool isTooEarly = m_lastPercent >= 0 && m_sinceLastReport.elapsed() < pause;
-    if (percent >= m_lastPercent && !isTooEarly) {
-        Report(percent);
+    if (percent < m_lastPercent || isTooEarly) {
+        return;
     }
-}
-
-void Job::ReportCompletion()
-{
-    if (m_lastPercent < 100) {
-        Report(100);
-    }
-}
-
-void Job::Report(int percent)
-{
     m_lastPercent = percent;
     m_sinceLastReport.start();
     if (m_onProgress) {

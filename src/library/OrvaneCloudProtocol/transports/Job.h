@@ -31,8 +31,10 @@ private:
 class Job
 {
 public:
+    using OnProgress = std::function<void(int percent)>;
+
     /// @param onProgress  called on the worker's thread, at most ten times a second, never backwards.
-    explicit Job(std::function<void(int percent)> onProgress = {});
+    explicit Job(OnProgress onProgress = {});
 
     /// After this has returned, no Commit of this job begins.
     void Cancel();
@@ -62,10 +64,8 @@ public:
     /// Throws CloudError (Canceled) when the job is no longer wanted. To be called between pieces of work.
     void ThrowIfCanceled() const;
 
+    /// Never reports 100, which is for work that is done: that takes more than its last byte.
     void ReportProgress(qint64 done, qint64 total);
-
-    /// Makes the last report 100, unless it was.
-    void ReportCompletion();
 
     /// Runs the step that makes the work visible under its final name, unless the job has been cancelled:
     /// then it throws instead. Only for short, local steps: Cancel waits for it.
@@ -78,9 +78,7 @@ public:
     }
 
 private:
-    void Report(int percent);
-
-    const std::function<void(int)> m_onProgress;
+    const OnProgress m_onProgress;
     std::atomic<bool> m_isCanceled{false};
     std::mutex m_commitMutex;
     mutable std::mutex m_cancelMutex;
