@@ -7,6 +7,8 @@
 #include <QUrl>
 #include <QVariantMap>
 
+#include <sys/stat.h>
+
 /// What a row of a view costs, value by value, and what it allocates; against making the same value from the
 /// same record without the list.
 namespace Orvane::Benchmarks {
@@ -65,6 +67,12 @@ QVariantMap UrlsOf(const FileInfo::PreviewsSet& previews)
     return urls;
 }
 
+int SizeOf(const ioPath& path)
+{
+    struct stat status = {};
+    return ::stat(path.utf8string().c_str(), &status) == 0 ? static_cast<int>(status.st_size) : 0;
+}
+
 template <typename Ask>
 void AskRowByRow(benchmark::State& state, Ask ask)
 {
@@ -110,7 +118,7 @@ void Register(const std::string& value, Ours ours, Floor floor)
         [](const Rows& rows, int row) { return static_cast<int>(rows.Plain(row).GetCloudStatus()); });
     Register(
         "size", [](const Rows& rows, int row) { return rows.list.GetFileSize(row); },
-        [](const Rows& rows, int row) { return static_cast<int>(rows.Plain(row).GetSize()); });
+        [](const Rows& rows, int row) { return SizeOf(rows.Plain(row).GetPath()); });
     return true;
 }();
 
