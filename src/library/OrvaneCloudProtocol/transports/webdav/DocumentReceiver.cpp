@@ -78,7 +78,8 @@ DocumentReceiver::Received DocumentReceiver::Run(Job& job)
         try {
             TryOnce(job);
             RequireAll();
-            return {m_done, m_hash.result().toHex(), m_version, m_total.has_value()};
+            return {m_done, QByteArray::fromStdString(m_md5->Result()).toHex(), m_version,
+                    m_total.has_value()};
         } catch (const RestartNeeded&) {
             StartOver();
             continue;
@@ -181,7 +182,7 @@ void DocumentReceiver::StartOver()
 void DocumentReceiver::Discard()
 {
     OnSide(FileSide::Local, [&] { m_part.Clear(); });
-    m_hash.reset();
+    m_md5.emplace();
     m_done = 0;
     m_total.reset();
     m_version = {};
@@ -198,7 +199,7 @@ void DocumentReceiver::Take(const char* data, std::size_t size, Job& job)
         throw CloudError(FailureCode::Protocol,
                          QString::fromUtf8(m_path) + QStringLiteral(": has more bytes than the server said"));
     }
-    m_hash.addData(data, static_cast<int>(size));
+    m_md5->Add(data, size);
     OnSide(FileSide::Local, [&] { m_part.Write(data, size); });
     if (m_total) {
         job.ReportProgress(m_done, *m_total);

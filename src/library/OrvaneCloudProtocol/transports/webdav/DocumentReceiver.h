@@ -2,8 +2,7 @@
 
 #include <OrvaneCloudProtocol/transports/webdav/DocumentVersion.h>
 #include <OrvaneCloudProtocol/transports/webdav/WebDavServer.h>
-
-#include <QCryptographicHash>
+#include <support/BackgroundMd5.h>
 
 namespace Orvane::Support {
 class PartFile;
@@ -46,7 +45,7 @@ private:
     const QByteArray m_path;
     Support::PartFile& m_part;
     const qint64 m_sizeLimit;
-    QCryptographicHash m_hash{QCryptographicHash::Md5};
+    std::optional<Support::BackgroundMd5> m_md5{std::in_place};
     qint64 m_done = 0;
     std::optional<qint64> m_total;
     DocumentVersion m_version;

@@ -7,9 +7,8 @@
 #include <OrvaneCloudProtocol/transports/http/RetryPolicy.h>
 #include <OrvaneCloudProtocol/transports/webdav/Md5Note.h>
 #include <OrvaneCloudProtocol/transports/webdav/PropertyRequests.h>
+#include <support/Md5.h>
 #include <support/PathText.h>
-
-#include <QCryptographicHash>
 
 namespace Orvane::Social {
 
@@ -264,12 +263,10 @@ WebDavUpload::Owner WebDavUpload::OwnerOf(const DavResource& found, const Sent& 
 // A tag should survive the move. Where it does not, and nothing else tells, the content decides.
 bool WebDavUpload::HoldsWhatWasSent(const std::string& name, const Sent& sent, Job& job)
 {
-    QCryptographicHash hash(QCryptographicHash::Md5);
-    const auto read = [&](const HttpResponse&, const char* data, std::size_t size) {
-        hash.addData(data, static_cast<int>(size));
-    };
+    Support::Md5 md5;
+    const auto read = [&](const HttpResponse&, const char* data, std::size_t size) { md5.Add(data, size); };
     const auto answer = m_collection.Server().Get(m_collection.PathOf(name), {}, read, job);
-    return answer.status == 200 && hash.result().toHex() == sent.md5;
+    return answer.status == 200 && QByteArray::fromStdString(md5.Result()).toHex() == sent.md5;
 }
 
 void WebDavUpload::Undo(const std::string& name, const Sent& sent, const CloudError& why, Job& job)
