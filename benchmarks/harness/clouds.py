@@ -45,7 +45,8 @@ class WebDavCloud:
         self._collections = 0
 
     def __enter__(self):
-        environment = {"PATH": "/usr/sbin:/usr/bin:/sbin:/bin", "TMPDIR": str(self._work)}
+        environment = {"PATH": "/usr/sbin:/usr/bin:/sbin:/bin", "TMPDIR": str(self._work),
+                       "RCLONE_DIR_CACHE_TIME": "5m"}  # as it comes
         self._process = subprocess.Popen([SERVER, self._kind], env=environment, text=True,
                                          stdin=subprocess.PIPE, stdout=subprocess.PIPE)
         port, _, folder = self._process.stdout.readline().strip().partition(" ")
@@ -68,10 +69,19 @@ class WebDavCloud:
         folder = self._data / str(self._collections)
         folder.mkdir()
         folder.chmod(0o777)  # the server may run as another user
+        if self._kind == "rclone":
+            self._restart()  # it remembers what lies in a folder
         try:
             yield folder
         finally:
             shutil.rmtree(folder)
+
+    def _restart(self):
+        self._process.stdin.write("kill\nstart\n")
+        self._process.stdin.flush()
+        for _ in ("killed", "port and folder"):
+            if not self._process.stdout.readline():
+                raise RuntimeError(f"{self.name} does not start again")
 
     def address(self, collection):
         return f"{self._origin}/dav/{collection.name}/"
