@@ -94,7 +94,7 @@ TEST_F(FolderTransportTest, ReachesNothingButRegularFilesOfItsOwn)
     for (const char* name : {"link.pdf", "folder.pdf", "pipe.pdf"}) {
         SCOPED_TRACE(name);
         const QString id = QString::fromUtf8(name);
-        EXPECT_FALSE(transport.IsDocumentId(id));
+        EXPECT_EQ(transport.IsCollection(id), id.startsWith(QStringLiteral("folder")));
         EXPECT_EQ(Fetch(id, "out.pdf"), FailureCode::NotFound);
         EXPECT_EQ(Store("outside.pdf", id), FailureCode::NotFound);
         EXPECT_EQ(FailureOf([&] { (void)transport.Info(id, job); }), FailureCode::NotFound);

@@ -438,6 +438,16 @@ TEST_P(ProtocolContract, CancellingOneSizeLeavesTheOthersAndCancellingAllStopsTh
     EXPECT_EQ(first->results + second->results + late->results, 0);
 }
 
+TEST(FolderProtocol, RefusesToDeleteAFolderAtOnce)
+{
+    const Testing::TemporaryFolder cloud;
+    std::filesystem::create_directory(cloud.Path() / "folder.pdf");
+    ProtocolClient client("file://" + cloud.Path().string());
+    ASSERT_TRUE(WaitFor(client.SignIn(QStringLiteral("token"))));
+    EXPECT_EQ(client.Delete(QStringLiteral("folder.pdf"))->ticket, INVALID_TICKET);
+    EXPECT_EQ(client.Reason(Operation::Remove), FailureCode::InvalidRequest);
+}
+
 TEST(ProtocolAddress, ThatIsNotUnderstoodMakesAClientThatNeverSignsIn)
 {
     for (const char* address : {"", "file://", "file:relative", "file://host/folder", "/folder",

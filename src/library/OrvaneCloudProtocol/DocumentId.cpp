@@ -75,6 +75,14 @@ bool IsUnsafeInIds(std::string_view character)
            (character.size() == 1 && kReserved.find(character.front()) != std::string_view::npos);
 }
 
+/// Whether this is its own id, as names mostly are.
+bool IsPlain(std::string_view name)
+{
+    return std::all_of(name.begin(), name.end(), [](const char& byte) {
+        return static_cast<unsigned char>(byte) < 0x80 && !IsUnsafeInIds({&byte, 1});
+    });
+}
+
 void AppendEscaped(std::string& text, std::string_view bytes)
 {
     constexpr std::string_view kDigits = "0123456789ABCDEF";
@@ -136,6 +144,9 @@ QString DocumentIdOf(std::string_view name)
 
 std::optional<std::string> DocumentNameOf(const QString& id)
 {
+    if (auto text = id.toStdString(); IsPlain(text)) {
+        return IsDocumentName(text) ? std::make_optional(std::move(text)) : std::nullopt;
+    }
     auto name = QByteArray::fromPercentEncoding(id.toUtf8()).toStdString();
     if (!IsDocumentName(name) || DocumentIdOf(name) != id) {
         return std::nullopt;

@@ -440,6 +440,10 @@ long long OrvaneCloudProtocol::deleteFile(const FileFieldData& file, Files::OnRe
     if (!d->IsReadyFor(Operation::Remove, id)) {
         return INVALID_TICKET;
     }
+    if (d->transport->IsCollection(id)) {
+        return d->registry.Refuse(Operation::Remove, FailureCode::InvalidRequest,
+                                  QStringLiteral("\"%1\" is a collection").arg(id));
+    }
     const auto remove = [id](Transport& transport, Job& job, Nothing&) { transport.Remove(id, job); };
     return d->Start<Nothing>(Operation::Remove, Lane::Control, remove, WithoutAnswer(std::move(onResult)));
 }

@@ -61,8 +61,11 @@ public:
     /// How many uploads and downloads may run at once.
     [[nodiscard]] virtual int TransfersAtOnce() const = 0;
 
-    /// Whether the id can name a document of this cloud. Answers at once, on the client's thread.
+    /// Whether the id, by its text, can name a document of this cloud. Called on the client's thread.
     [[nodiscard]] virtual bool IsDocumentId(const QString& id) const = 0;
+
+    /// Whether there is a collection under that id, if this shows at once. Called on the client's thread.
+    [[nodiscard]] virtual bool IsCollection([[maybe_unused]] const QString& id) const { return false; }
 
     /// Where the document with this id can be had from.
     [[nodiscard]] virtual QUrl DownloadUrl(const QString& id) const = 0;

@@ -34,6 +34,18 @@ qint64 Kibibytes(std::uintmax_t bytes)
     return static_cast<qint64>(std::min(bytes / 1024, kLargest));
 }
 
+fs::file_type TypeOf(const fs::path& path)
+{
+    std::error_code ignored;
+    return fs::symlink_status(path, ignored).type();
+}
+
+/// A document, or what is already gone.
+bool MayBeRemoved(fs::file_type type)
+{
+    return type == fs::file_type::regular || type == fs::file_type::not_found || type == fs::file_type::none;
+}
+
 CloudError Conflict(const fs::path& path, const QString& reason)
 {
     return CloudError(FailureCode::Conflict, Support::ToText(path) + QStringLiteral(": ") + reason);
@@ -51,13 +63,12 @@ FolderTransport::FolderTransport(const OAuth2::AuthInfo& authInfo, const fs::pat
 
 bool FolderTransport::IsDocumentId(const QString& id) const
 {
-    const auto name = DocumentNameOf(id);
-    if (!name) {
-        return false;
-    }
-    std::error_code ignored;
-    const auto type = fs::symlink_status(m_documents.Folder() / *name, ignored).type();
-    return type == fs::file_type::regular || type == fs::file_type::not_found || type == fs::file_type::none;
+    return DocumentNameOf(id).has_value();
+}
+
+bool FolderTransport::IsCollection(const QString& id) const
+{
+    return TypeOf(m_documents.PathOf(id)) == fs::file_type::directory;
 }
 
 QUrl FolderTransport::DownloadUrl(const QString& id) const
@@ -222,7 +233,7 @@ void FolderTransport::Remove(const QString& id, Job& job)
     m_documents.RequireFolder();
     const auto path = m_documents.PathOf(id);
     job.Commit([&] {
-        if (!IsDocumentId(id)) {
+        if (!MayBeRemoved(TypeOf(path))) {
             throw CloudError(FailureCode::Refused,
                              Support::ToText(path) + QStringLiteral(": not a document"));
         }
