@@ -58,4 +58,18 @@ TEST_F(LocalFileSystemTest, FilesExistAndHaveHashesAndNothingElseExists)
     EXPECT_FALSE(m_fileSystem.Exists("folder"s));
 }
 
+TEST_F(LocalFileSystemTest, OneLookAtAFileAnswersOneQuestion)
+{
+    const auto path = m_fileSystem.NormalizePath("real/file.pdf"s);
+    EXPECT_TRUE(m_fileSystem.Exists(path));
+    fs::remove("real/file.pdf");
+    EXPECT_FALSE(m_fileSystem.Exists(path));
+
+    Write("real/file.pdf", "abc");
+    EXPECT_EQ(Normalized("folder/file.pdf"), path.utf8string());
+    EXPECT_EQ(Normalized("folder/missing"), At("real/missing"));
+    fs::remove("real/file.pdf");
+    EXPECT_FALSE(m_fileSystem.Exists(path));
+}
+
 } // namespace

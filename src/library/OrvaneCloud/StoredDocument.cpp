@@ -2,8 +2,9 @@
 #include <OrvaneCloud/TextDate.h>
 
 #include <QUrl>
-#include <QVector>
 
+#include <algorithm>
+#include <array>
 #include <stdexcept>
 
 namespace Orvane::PDF::Cloud::StoredDocument {
@@ -23,6 +24,8 @@ const std::string kCloudSize = "cloud_size";
 const std::string kPreviewPath = "preview_path";
 
 constexpr char kPreviewSeparator = ';';
+constexpr std::array kPreviewSizes{FileInfo::PreviewSize::Small, FileInfo::PreviewSize::Medium,
+                                   FileInfo::PreviewSize::Large};
 
 const std::string& Text(const ICloudInfoStorage::Record& stored, const std::string& key)
 {
@@ -39,6 +42,14 @@ Number ReadNumber(const std::string& text, Number (*parse)(const std::string&, s
     } catch (const std::logic_error&) { // not a number, or out of range
         return 0;
     }
+}
+
+// A path that came by way of a QString, which changes nothing in ASCII and is dear.
+ioPath ToPath(const std::string& utf8)
+{
+    const bool isAscii =
+        std::all_of(utf8.begin(), utf8.end(), [](char byte) { return byte != 0 && (byte & 0x80) == 0; });
+    return isAscii ? ioPath(utf8) : ioPath::from(QString::fromStdString(utf8));
 }
 
 std::string WritePreviews(const FileInfo::PreviewsSet& previews)
@@ -69,15 +80,18 @@ LocalCopy ReadLocalCopy(const ICloudInfoStorage::Record& stored)
 
 FileInfo::PreviewsSet ReadPreviews(const ICloudInfoStorage::Record& stored)
 {
-    const auto text = QString::fromStdString(Text(stored, kPreviewPath));
-    const auto paths = text.splitRef(QLatin1Char(kPreviewSeparator), Qt::SkipEmptyParts);
-    if (paths.size() != 3)
-        return {};
-    return {
-        {FileInfo::PreviewSize::Small, ioPath::from(paths[0].toString())},
-        {FileInfo::PreviewSize::Medium, ioPath::from(paths[1].toString())},
-        {FileInfo::PreviewSize::Large, ioPath::from(paths[2].toString())},
-    };
+    const auto& text = Text(stored, kPreviewPath);
+    FileInfo::PreviewsSet previews;
+    std::size_t count = 0;
+    for (std::size_t begin = 0, end = 0; begin < text.size(); begin = end + 1) {
+        end = std::min(text.find(kPreviewSeparator, begin), text.size());
+        if (begin == end)
+            continue;
+        if (count == kPreviewSizes.size())
+            return {};
+        previews.emplace(kPreviewSizes[count++], ToPath(text.substr(begin, end - begin)));
+    }
+    return count == kPreviewSizes.size() ? previews : FileInfo::PreviewsSet();
 }
 
 Values Write(const FileInfo& document, const FileInfo::CloudInfo& cloudInfo)

@@ -1,8 +1,11 @@
 #include "LocalFileSystem.h"
 
+#include <support/FileStamp.h>
+
 #include <chrono>
 #include <filesystem>
 #include <unordered_map>
+#include <utility>
 
 namespace Orvane::PDF::Cloud {
 namespace {
@@ -13,6 +16,7 @@ namespace fs = std::filesystem;
 constexpr int kMostLinks = 40;
 
 constexpr std::chrono::milliseconds kMoment{500};
+constexpr std::chrono::milliseconds kBlink{1};
 constexpr std::size_t kMostFolders = 4096;
 
 bool CanNameAFile(const std::string& utf8)
@@ -53,7 +57,20 @@ fs::path Resolve(const fs::path& absolutePath)
     return Resolve(absolutePath, linksLeft);
 }
 
-bool IsPlainName(const fs::path& name)
+// Below, texts are taken apart instead of paths: a path that is made divides itself into all of its parts.
+
+constexpr bool kHasRootsOnly = fs::path::preferred_separator == '/'; // no drives
+constexpr auto kSeparators = kHasRootsOnly ? "/" : "/\\";
+
+std::string AbsolutePath(const std::string& utf8)
+{
+    if (kHasRootsOnly && utf8.front() == '/')
+        return utf8;
+    std::error_code error;
+    return fs::absolute(fs::u8path(utf8), error).u8string();
+}
+
+bool IsPlainName(const std::string& name)
 {
     return !name.empty() && name != "." && name != "..";
 }
@@ -63,47 +80,65 @@ bool IsPlainName(const fs::path& name)
 class LocalFileSystem::Private
 {
 public:
-    fs::path Normalize(const fs::path& absolutePath);
+    std::string Normalize(const std::string& absolutePath);
+
+    bool WasFileJustNow(const std::string& path);
 
 private:
     using Clock = std::chrono::steady_clock;
 
-    fs::path RealFolder(const fs::path& folder);
+    std::string RealFolder(const std::string& folder);
     void ForgetWhatIsOld();
 
-    std::unordered_map<fs::path::string_type, fs::path> m_realFolders;
+    std::unordered_map<std::string, std::string> m_realFolders; // each with its last separator
     Clock::time_point m_rememberedSince;
+    std::string m_latestFile; // found to be a regular file, not a link
+    Clock::time_point m_latestLook;
 };
 
-fs::path LocalFileSystem::Private::Normalize(const fs::path& absolutePath)
+std::string LocalFileSystem::Private::Normalize(const std::string& absolutePath)
 {
-    const auto name = absolutePath.filename();
+    m_latestFile.clear();
+    m_latestLook = Clock::now();
+    const auto nameBegin = absolutePath.find_last_of(kSeparators) + 1;
+    const auto name = absolutePath.substr(nameBegin);
     if (!IsPlainName(name))
-        return Resolve(absolutePath);
-    auto path = RealFolder(absolutePath.parent_path()) / name;
-    return TargetOf(path).empty() ? path : Resolve(path);
+        return Resolve(fs::u8path(absolutePath)).u8string();
+    auto path = RealFolder(absolutePath.substr(0, nameBegin)) + name;
+    const auto kind = Support::KindOf(path);
+    if (kind == Support::FileKind::Link)
+        return Resolve(fs::u8path(path)).u8string();
+    if (kind == Support::FileKind::RegularFile)
+        m_latestFile = path;
+    return path;
+}
+
+// Once only: who asks again wants to know what has happened since.
+bool LocalFileSystem::Private::WasFileJustNow(const std::string& path)
+{
+    return path == std::exchange(m_latestFile, {}) && Clock::now() - m_latestLook < kBlink;
 }
 
 // A folder that does not exist is not remembered: what stands there a moment later may be a link.
-fs::path LocalFileSystem::Private::RealFolder(const fs::path& folder)
+std::string LocalFileSystem::Private::RealFolder(const std::string& folder)
 {
     ForgetWhatIsOld();
-    if (const auto known = m_realFolders.find(folder.native()); known != m_realFolders.end())
+    if (const auto known = m_realFolders.find(folder); known != m_realFolders.end())
         return known->second;
-    auto real = Resolve(folder);
+    const auto path = Resolve(fs::u8path(folder));
+    const auto real = (path / "").u8string();
     std::error_code ignored;
-    if (fs::is_directory(real, ignored))
-        m_realFolders.emplace(folder.native(), real);
+    if (fs::is_directory(path, ignored))
+        m_realFolders.emplace(folder, real);
     return real;
 }
 
 void LocalFileSystem::Private::ForgetWhatIsOld()
 {
-    const auto now = Clock::now();
-    if (now - m_rememberedSince < kMoment && m_realFolders.size() < kMostFolders)
+    if (m_latestLook - m_rememberedSince < kMoment && m_realFolders.size() < kMostFolders)
         return;
     m_realFolders.clear();
-    m_rememberedSince = now;
+    m_rememberedSince = m_latestLook;
 }
 
 LocalFileSystem::LocalFileSystem()
@@ -114,19 +149,19 @@ LocalFileSystem::~LocalFileSystem() = default;
 
 bool LocalFileSystem::Exists(const ioPath& path)
 {
+    const auto& utf8 = path.utf8string();
+    if (!CanNameAFile(utf8))
+        return false;
     std::error_code ignored;
-    return CanNameAFile(path.utf8string()) && fs::is_regular_file(fs::u8path(path.utf8string()), ignored);
+    return d->WasFileJustNow(utf8) || fs::is_regular_file(fs::u8path(utf8), ignored);
 }
 
 ioPath LocalFileSystem::NormalizePath(const ioPath& path)
 {
     if (!CanNameAFile(path.utf8string()))
         return path;
-    std::error_code error;
-    const auto absolutePath = fs::absolute(fs::u8path(path.utf8string()), error);
-    if (error)
-        return path;
-    return ioPath(d->Normalize(absolutePath).u8string());
+    const auto absolutePath = AbsolutePath(path.utf8string());
+    return absolutePath.empty() ? path : ioPath(d->Normalize(absolutePath));
 }
 
 } // namespace Orvane::PDF::Cloud

@@ -11,7 +11,9 @@ namespace Orvane::PDF::Cloud {
 /// The computer's own file system. Paths are exact bytes, whatever the locale. Not thread-safe.
 ///
 /// The real folder behind a folder's name is remembered for half a second, so that normalizing thousands of
-/// paths costs little; a link to a folder that is changed within that time is seen after it.
+/// paths costs little; a link to a folder that is changed within that time is seen after it. Whoever
+/// normalizes a path and at once asks whether the file exists (within 1 ms, and for the first time) is told
+/// what the one look at it has shown.
 class ORVANE_HOST_EXPORT LocalFileSystem : public IFileSystem
 {
 public:

@@ -23,7 +23,7 @@ Md5HashCalculator::~Md5HashCalculator() = default;
 
 std::string Md5HashCalculator::CalculateFileHash(const ioPath& path)
 {
-    return d->memory.HashOf(std::filesystem::u8path(path.utf8string()));
+    return d->memory.HashOf(path.utf8string());
 }
 
 } // namespace Orvane::PDF::Cloud

@@ -1,7 +1,5 @@
 #include "FileStamp.h"
 
-#include "PathText.h"
-
 #include <QtGlobal>
 
 #include <algorithm>
@@ -20,9 +18,9 @@ constexpr std::chrono::seconds kSettlingTime{3};
 
 #ifdef Q_OS_UNIX
 // An embedded NUL would cut the name on its way to the system and so name another file.
-bool CanNameAFile(const std::filesystem::path& file)
+bool CanNameAFile(const std::string& utf8)
 {
-    return file.native().find('\0') == std::string::npos;
+    return utf8.find('\0') == std::string::npos;
 }
 
 std::int64_t Nanoseconds(const timespec& time)
@@ -39,10 +37,10 @@ std::int64_t Nanoseconds(const QDateTime& time)
 } // namespace
 
 #ifdef Q_OS_UNIX
-std::optional<FileStamp> StampOf(const std::filesystem::path& file)
+std::optional<FileStamp> StampOf(const std::string& utf8File)
 {
     struct stat status = {};
-    if (!CanNameAFile(file) || ::stat(file.c_str(), &status) != 0 || !S_ISREG(status.st_mode))
+    if (!CanNameAFile(utf8File) || ::stat(utf8File.c_str(), &status) != 0 || !S_ISREG(status.st_mode))
         return std::nullopt;
 #ifdef Q_OS_DARWIN
     const auto &modified = status.st_mtimespec, &changed = status.st_ctimespec;
@@ -52,14 +50,33 @@ std::optional<FileStamp> StampOf(const std::filesystem::path& file)
     return FileStamp{status.st_dev, status.st_ino, static_cast<std::uint64_t>(status.st_size),
                      Nanoseconds(modified), Nanoseconds(changed)};
 }
-#else
-std::optional<FileStamp> StampOf(const std::filesystem::path& file)
+
+FileKind KindOf(const std::string& utf8Path)
 {
-    const QFileInfo info(ToText(file));
+    struct stat status = {};
+    if (::lstat(utf8Path.c_str(), &status) != 0)
+        return FileKind::Neither;
+    if (S_ISLNK(status.st_mode))
+        return FileKind::Link;
+    return S_ISREG(status.st_mode) ? FileKind::RegularFile : FileKind::Neither;
+}
+#else
+std::optional<FileStamp> StampOf(const std::string& utf8File)
+{
+    const QFileInfo info(QString::fromStdString(utf8File));
     if (!info.isFile())
         return std::nullopt;
     return FileStamp{0, 0, static_cast<std::uint64_t>(info.size()), Nanoseconds(info.lastModified()),
                      Nanoseconds(info.metadataChangeTime())};
+}
+
+FileKind KindOf(const std::string& utf8Path)
+{
+    std::error_code ignored;
+    const auto status = std::filesystem::symlink_status(std::filesystem::u8path(utf8Path), ignored);
+    if (std::filesystem::is_symlink(status))
+        return FileKind::Link;
+    return std::filesystem::is_regular_file(status) ? FileKind::RegularFile : FileKind::Neither;
 }
 #endif
 

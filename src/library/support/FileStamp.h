@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <optional>
+#include <string>
 
 namespace Orvane::Support {
 
@@ -25,8 +26,22 @@ struct FileStamp
     friend bool operator!=(const FileStamp& left, const FileStamp& right) { return !(left == right); }
 };
 
-/// The stamp of the regular file at @p file, links followed; nothing when there is none.
-[[nodiscard]] std::optional<FileStamp> StampOf(const std::filesystem::path& file);
+/// The stamp of the regular file at @p file, links followed; nothing when there is none. As UTF-8 it spares
+/// the making of a path, which takes as long as half a look at the file.
+[[nodiscard]] std::optional<FileStamp> StampOf(const std::string& utf8File);
+[[nodiscard]] inline std::optional<FileStamp> StampOf(const std::filesystem::path& file)
+{
+    return StampOf(file.u8string());
+}
+
+/// What stands at a path of UTF-8 text without a NUL character, links not followed.
+enum class FileKind
+{
+    RegularFile,
+    Link,
+    Neither, ///< a folder, or nothing at all
+};
+[[nodiscard]] FileKind KindOf(const std::string& utf8Path);
 
 /// Whether the file was left alone for so long (3 s) before @p now that a further change must give it another
 /// stamp, also on a file system that counts in whole seconds.

@@ -3,11 +3,12 @@
 #include "Database.h"
 #include "FileStamp.h"
 #include "Md5.h"
-
-#include <SQLiteCpp/SQLiteCpp.h>
+#include "Statement.h"
 
 #include <algorithm>
+#include <array>
 #include <mutex>
+#include <string_view>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -35,23 +36,28 @@ constexpr std::size_t kMostUnsaved = 1000;
 // Room is made for some at a time, as finding the oldest costs a look at all.
 constexpr std::size_t kShareForgottenAtOnce = 16;
 
+using Md5Bytes = std::array<char, 16>;
+
 struct Entry
 {
     FileStamp stamp;
-    std::string md5;
+    Md5Bytes md5 = {};
     std::int64_t lastUsedDay = 0;
 };
 
 using Entries = std::unordered_map<std::string, Entry>;
 
+// Of as many bytes as there must be.
+Md5Bytes ToMd5Bytes(std::string_view text)
+{
+    Md5Bytes bytes = {};
+    std::copy_n(text.begin(), bytes.size(), bytes.begin());
+    return bytes;
+}
+
 std::int64_t DayOf(std::chrono::system_clock::time_point time)
 {
     return std::chrono::duration_cast<std::chrono::hours>(time.time_since_epoch()).count() / 24;
-}
-
-void BindBytes(SQLite::Statement& statement, int index, const std::string& bytes)
-{
-    statement.bindNoCopy(index, bytes.data(), static_cast<int>(bytes.size()));
 }
 
 // The database keeps signed numbers only: the same 64 bits, read another way.
@@ -60,47 +66,45 @@ std::int64_t ToSigned(std::uint64_t number)
     return static_cast<std::int64_t>(number);
 }
 
-std::uint64_t ToUnsigned(const SQLite::Column& column)
+std::uint64_t ToUnsigned(std::int64_t number)
 {
-    return static_cast<std::uint64_t>(column.getInt64());
+    return static_cast<std::uint64_t>(number);
 }
 
 Entries ReadEntries(SQLite::Database& database)
 {
     Entries entries;
-    SQLite::Statement query(
-        database, "SELECT path, device, inode, size, modified, changed, md5, last_used FROM file_hash");
-    while (query.executeStep()) {
-        const FileStamp stamp{ToUnsigned(query.getColumn(1)), ToUnsigned(query.getColumn(2)),
-                              ToUnsigned(query.getColumn(3)), query.getColumn(4).getInt64(),
-                              query.getColumn(5).getInt64()};
-        entries.emplace(query.getColumn(0).getString(),
-                        Entry{stamp, query.getColumn(6).getString(), query.getColumn(7).getInt64()});
+    Statement query(database,
+                    "SELECT path, device, inode, size, modified, changed, md5, last_used FROM file_hash");
+    while (query.Step()) {
+        const FileStamp stamp{ToUnsigned(query.Number(1)), ToUnsigned(query.Number(2)),
+                              ToUnsigned(query.Number(3)), query.Number(4), query.Number(5)};
+        if (query.Bytes(6).size() == Md5Bytes().size())
+            entries.emplace(query.Bytes(0), Entry{stamp, ToMd5Bytes(query.Bytes(6)), query.Number(7)});
     }
     return entries;
 }
 
-void WriteEntry(SQLite::Statement& insert, const std::string& path, const Entry& entry)
+void WriteEntry(Statement& insert, const std::string& path, const Entry& entry)
 {
-    BindBytes(insert, 1, path);
-    insert.bind(2, ToSigned(entry.stamp.device));
-    insert.bind(3, ToSigned(entry.stamp.inode));
-    insert.bind(4, ToSigned(entry.stamp.size));
-    insert.bind(5, entry.stamp.modified);
-    insert.bind(6, entry.stamp.changed);
-    BindBytes(insert, 7, entry.md5);
-    insert.bind(8, entry.lastUsedDay);
-    insert.exec();
-    insert.reset();
+    insert.Bind(1, path);
+    insert.Bind(2, ToSigned(entry.stamp.device));
+    insert.Bind(3, ToSigned(entry.stamp.inode));
+    insert.Bind(4, ToSigned(entry.stamp.size));
+    insert.Bind(5, entry.stamp.modified);
+    insert.Bind(6, entry.stamp.changed);
+    insert.Bind(7, std::string_view(entry.md5.data(), entry.md5.size()));
+    insert.Bind(8, entry.lastUsedDay);
+    insert.Execute();
 }
 
 void ForgetOldest(SQLite::Database& database, std::size_t capacity)
 {
-    SQLite::Statement statement(
-        database, "DELETE FROM file_hash WHERE path IN (SELECT path FROM file_hash ORDER BY last_used"
-                  " LIMIT max(0, (SELECT count(*) FROM file_hash) - ?))");
-    statement.bind(1, ToSigned(capacity));
-    statement.exec();
+    Statement statement(database,
+                        "DELETE FROM file_hash WHERE path IN (SELECT path FROM file_hash ORDER BY last_used"
+                        " LIMIT max(0, (SELECT count(*) FROM file_hash) - ?))");
+    statement.Bind(1, ToSigned(capacity));
+    statement.Execute();
 }
 
 } // namespace
@@ -143,7 +147,8 @@ std::string HashMemory::Private::Recall(const std::string& path, const FileStamp
     if (found == m_entries.end() || found->second.stamp != stamp)
         return {};
     NoteUse(path, found->second);
-    return found->second.md5;
+    const auto& md5 = found->second.md5;
+    return std::string(md5.begin(), md5.end());
 }
 
 void HashMemory::Private::Remember(const std::string& path, const FileStamp& stamp, const std::string& md5)
@@ -151,7 +156,7 @@ void HashMemory::Private::Remember(const std::string& path, const FileStamp& sta
     const std::lock_guard lock(m_mutex);
     if (!m_entries.empty() && m_entries.size() >= m_settings.capacity && m_entries.count(path) == 0)
         MakeRoom();
-    m_entries[path] = {stamp, md5, DayOf(m_settings.now())};
+    m_entries[path] = {stamp, ToMd5Bytes(md5), DayOf(m_settings.now())};
     m_unsaved.push_back(path);
     if (m_unsaved.size() >= kMostUnsaved)
         Save();
@@ -205,7 +210,7 @@ void HashMemory::Private::Save()
         return;
     try {
         SQLite::Transaction transaction(*m_database, SQLite::TransactionBehavior::IMMEDIATE);
-        SQLite::Statement insert(*m_database, "REPLACE INTO file_hash VALUES (?, ?, ?, ?, ?, ?, ?, ?)");
+        Statement insert(*m_database, "REPLACE INTO file_hash VALUES (?, ?, ?, ?, ?, ?, ?, ?)");
         for (const auto& path : unsaved)
             if (const auto found = m_entries.find(path); found != m_entries.end())
                 WriteEntry(insert, path, found->second);
@@ -224,20 +229,19 @@ HashMemory::~HashMemory()
     Flush();
 }
 
-std::string HashMemory::HashOf(const std::filesystem::path& file, const IsCanceled& isCanceled)
+std::string HashMemory::HashOf(const std::string& utf8File, const IsCanceled& isCanceled)
 {
-    const auto before = StampOf(file);
+    const auto before = StampOf(utf8File);
     if (!before)
         return {};
-    const auto path = file.u8string();
-    if (const auto remembered = d->Recall(path, *before); !remembered.empty())
+    if (const auto remembered = d->Recall(utf8File, *before); !remembered.empty())
         return ToHex(remembered);
 
-    const auto md5 = Md5OfContent(file, isCanceled);
+    const auto md5 = Md5OfContent(std::filesystem::u8path(utf8File), isCanceled);
     if (!md5)
         return {};
-    if (d->IsWorthRemembering(*before) && StampOf(file) == before)
-        d->Remember(path, *before, *md5);
+    if (d->IsWorthRemembering(*before) && StampOf(utf8File) == before)
+        d->Remember(utf8File, *before, *md5);
     return ToHex(*md5);
 }
 

@@ -33,7 +33,11 @@ public:
 
     /// The lower-case hexadecimal MD5 of the file's content. Empty when the path names no readable regular
     /// file, when reading fails, and when @p isCanceled answers true, which is asked every few hundred KiB.
-    [[nodiscard]] std::string HashOf(const std::filesystem::path& file, const IsCanceled& isCanceled = {});
+    [[nodiscard]] std::string HashOf(const std::string& utf8File, const IsCanceled& isCanceled = {});
+    [[nodiscard]] std::string HashOf(const std::filesystem::path& file, const IsCanceled& isCanceled = {})
+    {
+        return HashOf(file.u8string(), isCanceled);
+    }
 
     /// Writes what is new to the database; the destructor does so too.
     void Flush();
