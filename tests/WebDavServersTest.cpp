@@ -98,7 +98,8 @@ TEST_P(WebDavServers, AreSweptOfOldTemporariesOnly)
         fs::last_write_time(cloud.Folder() / name, fs::file_time_type::clock::now() - std::chrono::hours(25));
     }
     cloud.Put(*staying.begin(), "young");
-    const SignedInClient client(cloud);
+    SignedInClient client(cloud);
+    EXPECT_EQ(FailureOf(client, client.List()), std::nullopt);
     EXPECT_EQ(cloud.Names(), staying);
 }
 

@@ -15,8 +15,6 @@ namespace fs = std::filesystem;
 constexpr qint64 kAbandonedAfterSeconds = 24 * 60 * 60;
 constexpr std::chrono::hours kSweepEvery{24};
 
-constexpr std::chrono::seconds kLongestSweep{10};
-
 fs::path FolderFor(const QByteArray& cloud, const fs::path& cacheFolder)
 {
     const auto hash = QCryptographicHash::hash(cloud, QCryptographicHash::Sha256).toHex().left(16);
@@ -62,21 +60,6 @@ RemoteTemporaries::RemoteTemporaries(WebDavCollection& collection, const QByteAr
     , m_journal(m_folder)
 {}
 
-void RemoteTemporaries::Sweep(Job& job)
-{
-    SweepOwn(job);
-    job.ThrowIfCanceled();
-    if (!IsSweepDue()) {
-        return;
-    }
-    try {
-        SweepAbandoned(job);
-    } catch (const CloudError&) {
-        job.ThrowIfCanceled();
-    }
-    NoteSweep(); // also of one that failed: it should not delay every sign-in
-}
-
 void RemoteTemporaries::SweepOwn(const Job& job)
 {
     bool isWorking = true;
@@ -85,23 +68,24 @@ void RemoteTemporaries::SweepOwn(const Job& job)
                     m_collection.TakeAway(temporary.string(), {}, job) != WebDavCollection::Removal::Failed;
         return isWorking;
     });
+    job.ThrowIfCanceled();
 }
 
-void RemoteTemporaries::SweepAbandoned(Job& job)
+void RemoteTemporaries::SweepAbandoned(const WebDavCollection::Listing& listing, const Job& job)
 {
-    const auto listing = m_collection.Members(job, kLongestSweep);
-    if (!listing.date) {
+    if (!listing.date || !IsSweepDue()) {
         return;
     }
     for (const auto& member : listing.members) {
         job.ThrowIfCanceled();
-        if (IsAbandoned(member, *listing.date)) {
-            (void)m_collection.TakeAway(member.name, {}, job);
+        const bool isToGo = IsAbandoned(member, *listing.date);
+        if (isToGo && m_collection.TakeAway(member.name, {}, job) == WebDavCollection::Removal::Failed) {
+            break;
         }
     }
+    NoteSweep(); // also of one that failed: it should not delay every listing
 }
 
-// A listing of the whole collection is not worth paying at every sign-in, for what is a day old anyway.
 bool RemoteTemporaries::IsSweepDue() const
 {
     std::error_code error;

@@ -44,14 +44,16 @@ public:
     RemoteTemporaries(WebDavCollection& collection, const QByteArray& cloud,
                       const std::filesystem::path& cacheFolder);
 
-    /// Takes away what clients of this cache folder have left that are no more, and, at most once a day,
-    /// temporaries of anyone that are older than a day by the server's clock. Trouble with it is nobody's
-    /// failure; throws only when the job is cancelled.
-    void Sweep(Job& job);
+    // Trouble with these is nobody's failure; they throw only when the job is cancelled.
+
+    /// Takes away what clients of this cache folder have left that are no more.
+    void SweepOwn(const Job& job);
+
+    /// Takes away, at most once a day, what is in the listing of temporaries of anyone that are older than a
+    /// day by the server's clock.
+    void SweepAbandoned(const WebDavCollection::Listing& listing, const Job& job);
 
 private:
-    void SweepOwn(const Job& job);
-    void SweepAbandoned(Job& job);
     [[nodiscard]] bool IsSweepDue() const;
     void NoteSweep() const;
 

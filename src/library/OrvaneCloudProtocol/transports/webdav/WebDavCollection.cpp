@@ -114,10 +114,10 @@ DavResource WebDavCollection::Self(const QByteArray& propfindBody, Job& job)
     return ListingReader(answer, m_server.Address()).Self();
 }
 
-WebDavCollection::Listing WebDavCollection::Members(Job& job, std::optional<std::chrono::milliseconds> total)
+WebDavCollection::Listing WebDavCollection::Members(Job& job)
 {
     auto answer = m_server.Propfind(m_server.Address().CollectionPath(), WebDavServer::Depth::Members,
-                                    PropfindForDocuments(), job, total);
+                                    PropfindForDocuments(), job);
     ListingReader reader(answer, m_server.Address());
     (void)reader.Self();
     return {reader.Members(std::move(answer.resources)), answer.date};

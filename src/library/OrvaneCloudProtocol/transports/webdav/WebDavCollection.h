@@ -56,9 +56,7 @@ public:
     [[nodiscard]] DavResource Self(const QByteArray& propfindBody, Job& job);
 
     /// All direct members, once each. Throws unless the listing is complete and holds the collection itself.
-    ///
-    /// @param total  for the whole question; empty for the usual limits
-    [[nodiscard]] Listing Members(Job& job, std::optional<std::chrono::milliseconds> total = {});
+    [[nodiscard]] Listing Members(Job& job);
 
     /// What the server says of one member; nothing when there is none.
     ///

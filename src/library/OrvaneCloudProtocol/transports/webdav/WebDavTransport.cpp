@@ -224,7 +224,7 @@ void WebDavTransport::SignIn(const QString& token, Job& job)
 {
     d->server.SignIn(token, job);
     d->localTemporaries.Sweep();
-    d->temporaries.Sweep(job);
+    d->temporaries.SweepOwn(job);
 }
 
 QString WebDavTransport::UserName(Job& job)
@@ -267,6 +267,7 @@ Transport::CloudFiles WebDavTransport::List(Job& job)
     d->seen.NoteListing(begin, std::move(versions));
     std::sort(files.begin(), files.end(),
               [](const auto& left, const auto& right) { return left.id < right.id; });
+    d->temporaries.SweepAbandoned(listing, job);
     return files;
 }
 
