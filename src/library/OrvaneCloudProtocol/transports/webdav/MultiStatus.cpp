@@ -156,7 +156,7 @@ void MultiStatusReader::Private::EnterElement()
         m_found.clear();
     }
     if (place != Place::Unknown) {
-        m_text.clear();
+        m_text.truncate(0); // keeps its room
     }
     m_places.push_back(place);
 }
@@ -194,7 +194,7 @@ void MultiStatusReader::Private::LeaveElement()
 QByteArray MultiStatusReader::Private::TakeText()
 {
     QByteArray text = m_text.toUtf8().trimmed();
-    m_text.clear();
+    m_text.truncate(0);
     m_kept += static_cast<std::size_t>(text.size()) + sizeof(m_found.front());
     if (m_kept > kMostKept) {
         Fail(QStringLiteral("it is too large"));
