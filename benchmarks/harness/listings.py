@@ -17,14 +17,15 @@ def findings(bench, cloud):
 
 
 def growth_findings(bench, cloud):
-    """Ever more files; each step is compared with what it would be if it grew as the number does."""
-    tools = {"ours": Client.of(bench)}
+    """Ever more files; each step is compared with what it would be if it grew as the number does, and with
+    what the server takes for it."""
+    tools = {"ours": Client.of(bench), "curl": Curl}
     fewer, before = 0, []
     for count in bench.sizes.growing:
-        found = _list(bench, cloud, count, tools, {})
+        found = _list(bench, cloud, count, tools, {"curl": None})
         seconds = [run.seconds for run in found.measured["ours"]]
         if fewer:
-            found.rows = [growth_row(found.work, seconds, before, fewer, count)]
+            found.rows.append(growth_row(found.work, seconds, before, fewer, count))
         fewer, before = count, seconds
         yield found
 

@@ -29,7 +29,8 @@ def server_findings(bench, cloud):
         yield _large_file(bench, cloud, way, {**ours, "curl": Curl, "the MD5 alone": Hashing})
     up = {**ours, "curl, same requests": CurlAsWeUpload, "rclone copy": Rclone}
     yield _small_files(bench, cloud, Up, up)
-    yield _small_files(bench, cloud, Down, {**ours, "curl": Curl, "rclone copy": Rclone})
+    down = {**ours, "curl": Curl, "the MD5 alone": Hashing, "rclone copy": Rclone}
+    yield _small_files(bench, cloud, Down, down)
 
 
 class Way:
