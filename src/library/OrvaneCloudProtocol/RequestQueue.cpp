@@ -134,14 +134,17 @@ RequestQueue::SharedTask RequestQueue::TakeNext()
 void RequestQueue::StartWorkers()
 {
     while (auto task = TakeNext()) {
+        std::function<void()> run = [this, task = std::move(task)] {
+            Support::TakeOver();
+            RunFrom(task);
+        };
         Support::HandOver();
-        m_workers.start([this, task = std::move(task)] { RunFrom(task); });
+        m_workers.start(std::move(run));
     }
 }
 
 void RequestQueue::RunFrom(SharedTask task)
 {
-    Support::TakeOver();
     while (task) {
         Run(*task);
         task = TakeNextAfter(*task);
