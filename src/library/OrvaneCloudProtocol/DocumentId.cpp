@@ -3,6 +3,7 @@
 #include <QByteArray>
 
 #include <algorithm>
+#include <array>
 
 namespace Orvane::Social {
 
@@ -75,12 +76,19 @@ bool IsUnsafeInIds(std::string_view character)
            (character.size() == 1 && kReserved.find(character.front()) != std::string_view::npos);
 }
 
-/// Whether this is its own id, as names mostly are.
+/// Whether the name is its own id, as most are.
 bool IsPlain(std::string_view name)
 {
-    return std::all_of(name.begin(), name.end(), [](const char& byte) {
-        return static_cast<unsigned char>(byte) < 0x80 && !IsUnsafeInIds({&byte, 1});
-    });
+    static const auto kIsPlain = [] {
+        std::array<bool, 256> isPlain{};
+        for (int byte = 0; byte < 0x80; ++byte) {
+            const char character = static_cast<char>(byte);
+            isPlain.at(static_cast<std::size_t>(byte)) = !IsUnsafeInIds({&character, 1});
+        }
+        return isPlain;
+    }();
+    return std::all_of(name.begin(), name.end(),
+                       [](char byte) { return kIsPlain[static_cast<unsigned char>(byte)]; });
 }
 
 void AppendEscaped(std::string& text, std::string_view bytes)
