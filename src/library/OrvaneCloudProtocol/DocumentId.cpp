@@ -136,9 +136,8 @@ std::size_t LeadingCharacterLength(std::string_view text)
 
 bool IsDocumentName(std::string_view name)
 {
-    constexpr std::string_view kSeparators("/\0", 2);
-    if (name.size() <= kSuffix.size() || name.front() == '.' ||
-        name.find_first_of(kSeparators) != std::string_view::npos) {
+    const auto holds = [name](char byte) { return name.find(byte) != std::string_view::npos; };
+    if (name.size() <= kSuffix.size() || name.front() == '.' || holds('/') || holds('\0')) {
         return false;
     }
     const auto suffix = name.substr(name.size() - kSuffix.size());

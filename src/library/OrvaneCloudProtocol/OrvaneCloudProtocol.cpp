@@ -53,14 +53,24 @@ void RequirePlaceForDownload(const fs::path& target)
     }
 }
 
-/// The size of a preview; invalid when it makes no sense.
+/// An edge of a preview in pixels, read without a locale; 0 when it makes no sense.
+int EdgeOf(const QString& text)
+{
+    int edge = 0;
+    for (const QChar digit : text) {
+        if (digit < QLatin1Char('0') || digit > QLatin1Char('9') || edge > kLargestPreviewEdge) {
+            return 0;
+        }
+        edge = 10 * edge + digit.digitValue();
+    }
+    return edge <= kLargestPreviewEdge ? edge : 0;
+}
+
+/// The size of a preview; empty when it makes no sense.
 QSize BoxOf(const Parameters& parameters)
 {
-    const QSize box(parameters.value(OrvaneCloudProtocol::FILE_PREVIEW_WIDTH).toInt(),
-                    parameters.value(OrvaneCloudProtocol::FILE_PREVIEW_HEIGHT).toInt());
-    const bool isSensible =
-        !box.isEmpty() && box.width() <= kLargestPreviewEdge && box.height() <= kLargestPreviewEdge;
-    return isSensible ? box : QSize();
+    return {EdgeOf(parameters.value(OrvaneCloudProtocol::FILE_PREVIEW_WIDTH)),
+            EdgeOf(parameters.value(OrvaneCloudProtocol::FILE_PREVIEW_HEIGHT))};
 }
 
 /// The size in bytes that a download should have, 0 when it is not said; nothing when it makes no sense.
@@ -488,7 +498,7 @@ long long OrvaneCloudProtocol::retrievePreview(const Parameters& parameters, OnP
         return INVALID_TICKET;
     }
     const QSize box = BoxOf(parameters);
-    if (!box.isValid()) {
+    if (box.isEmpty()) {
         return d->registry.Refuse(
             Operation::Preview, FailureCode::InvalidRequest,
             QStringLiteral("a preview has 1 to %1 pixels each way").arg(kLargestPreviewEdge));
