@@ -12,6 +12,7 @@ void ExpectGoodIdFor(const std::string& name)
 {
     const QString id = DocumentIdOf(name);
     EXPECT_EQ(DocumentNameOf(QString::fromUtf8(id.toStdString().c_str())), name) << id.toStdString();
+    EXPECT_TRUE(IsDocumentId(id)) << id.toStdString();
     for (const QChar character : id) {
         EXPECT_FALSE(QStringLiteral("/\\;:*?\"<>|").contains(character)) << id.toStdString();
         EXPECT_NE(character.category(), QChar::Other_Control) << id.toStdString();
@@ -47,7 +48,7 @@ TEST(DocumentId, IsRefusedWhenItIsNotTheOneOfItsName)
 {
     for (const char* id : {"", "..", "notes.txt", ".hidden.pdf", "../a.pdf", "..%2Fa.pdf", "a%00.pdf",
                            "a;b.pdf", "a\\b.pdf", "a%3bb.pdf", "100%.pdf", "%C3%A9.pdf", "a\n.pdf"})
-        EXPECT_FALSE(DocumentNameOf(QString::fromUtf8(id))) << id;
+        EXPECT_FALSE(IsDocumentId(QString::fromUtf8(id)) || DocumentNameOf(QString::fromUtf8(id))) << id;
     EXPECT_FALSE(DocumentNameOf(QChar(0xD800) + QStringLiteral("a.pdf")));
 }
 

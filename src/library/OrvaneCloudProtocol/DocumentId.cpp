@@ -1,6 +1,7 @@
 #include <OrvaneCloudProtocol/DocumentId.h>
 
 #include <QByteArray>
+#include <QVarLengthArray>
 
 #include <algorithm>
 #include <array>
@@ -76,19 +77,18 @@ bool IsUnsafeInIds(std::string_view character)
            (character.size() == 1 && kReserved.find(character.front()) != std::string_view::npos);
 }
 
-/// Whether the name is its own id, as most are.
-bool IsPlain(std::string_view name)
+/// Whether the character stands for itself in a name and in its id.
+bool IsPlain(char16_t character)
 {
     static const auto kIsPlain = [] {
-        std::array<bool, 256> isPlain{};
-        for (int byte = 0; byte < 0x80; ++byte) {
-            const char character = static_cast<char>(byte);
-            isPlain.at(static_cast<std::size_t>(byte)) = !IsUnsafeInIds({&character, 1});
+        std::array<bool, 0x80> isPlain{};
+        for (std::size_t byte = 0; byte < isPlain.size(); ++byte) {
+            const char text = static_cast<char>(byte);
+            isPlain[byte] = !IsUnsafeInIds({&text, 1});
         }
         return isPlain;
     }();
-    return std::all_of(name.begin(), name.end(),
-                       [](char byte) { return kIsPlain[static_cast<unsigned char>(byte)]; });
+    return character < kIsPlain.size() && kIsPlain[character];
 }
 
 void AppendEscaped(std::string& text, std::string_view bytes)
@@ -149,11 +149,21 @@ QString DocumentIdOf(std::string_view name)
     return Escaped(name, &IsUnsafeInIds);
 }
 
+bool IsDocumentId(const QString& id)
+{
+    // Most names are their own ids, and this is asked often.
+    QVarLengthArray<char, 256> name;
+    for (const QChar character : id) {
+        if (!IsPlain(character.unicode())) {
+            return DocumentNameOf(id).has_value();
+        }
+        name.append(character.toLatin1());
+    }
+    return IsDocumentName({name.constData(), static_cast<std::size_t>(name.size())});
+}
+
 std::optional<std::string> DocumentNameOf(const QString& id)
 {
-    if (auto text = id.toStdString(); IsPlain(text)) {
-        return IsDocumentName(text) ? std::make_optional(std::move(text)) : std::nullopt;
-    }
     auto name = QByteArray::fromPercentEncoding(id.toUtf8()).toStdString();
     if (!IsDocumentName(name) || DocumentIdOf(name) != id) {
         return std::nullopt;

@@ -19,6 +19,9 @@ namespace Orvane::Social {
 /// different names have different ids.
 [[nodiscard]] QString DocumentIdOf(std::string_view name);
 
+/// Whether the text is the id of a document.
+[[nodiscard]] bool IsDocumentId(const QString& id);
+
 /// The name again; nothing when the text is not the id of a document.
 [[nodiscard]] std::optional<std::string> DocumentNameOf(const QString& id);
 

@@ -1,6 +1,7 @@
 #include <OrvaneCloudProtocol/PreviewDesk.h>
 
-#include <map>
+#include <algorithm>
+#include <iterator>
 #include <mutex>
 #include <utility>
 
@@ -11,18 +12,25 @@ namespace Orvane::Social {
 class PreviewDesk::Group
 {
 public:
+    struct Wish
+    {
+        long long ticket;
+        QSize box; ///< none: has left
+    };
+
     Group(const QString& documentId, long long firstTicket, const QSize& box)
         : id(documentId)
         , queueKey(firstTicket)
-        , m_boxes{{firstTicket, box}}
+        , m_wishes{{firstTicket, box}}
     {}
 
-    /// Returns false when it is too late.
+    /// Returns false when it is too late. Tickets come in ascending order.
     [[nodiscard]] bool Join(long long ticket, const QSize& box)
     {
         const std::lock_guard lock(m_mutex);
         if (!m_isTaken) {
-            m_boxes.emplace(ticket, box);
+            m_wishes.push_back({ticket, box});
+            ++m_staying;
         }
         return !m_isTaken;
     }
@@ -31,16 +39,22 @@ public:
     [[nodiscard]] bool Leave(long long ticket)
     {
         const std::lock_guard lock(m_mutex);
-        m_boxes.erase(ticket);
-        return !m_boxes.empty();
+        const auto wish =
+            std::lower_bound(m_wishes.begin(), m_wishes.end(), ticket,
+                             [](const Wish& each, long long sought) { return each.ticket < sought; });
+        wish->box = QSize();
+        return --m_staying > 0;
     }
 
-    /// By ticket. Empty when all have left.
-    [[nodiscard]] std::map<long long, QSize> Take()
+    /// Those that stay.
+    [[nodiscard]] std::vector<Wish> Take()
     {
         const std::lock_guard lock(m_mutex);
-        m_isTaken = !m_boxes.empty();
-        return m_boxes;
+        m_isTaken = m_staying > 0;
+        std::vector<Wish> staying;
+        std::copy_if(m_wishes.begin(), m_wishes.end(), std::back_inserter(staying),
+                     [](const Wish& wish) { return wish.box.isValid(); });
+        return staying;
     }
 
     [[nodiscard]] bool IsTaken() const
@@ -56,7 +70,8 @@ public:
 
 private:
     mutable std::mutex m_mutex;
-    std::map<long long, QSize> m_boxes;
+    std::vector<Wish> m_wishes; // by ticket
+    int m_staying = 1;
     bool m_isTaken = false;
 };
 
@@ -104,9 +119,9 @@ std::function<void(Job&)> PreviewDesk::WorkFor(const std::shared_ptr<Group>& gro
 {
     return [transport = m_transport, maker = m_maker, cloud = m_cloud, group](Job& job) {
         std::vector<QSize> boxes;
-        for (const auto& [ticket, box] : group->Take()) {
-            group->tickets.push_back(ticket);
-            boxes.push_back(box);
+        for (const auto& wish : group->Take()) {
+            group->tickets.push_back(wish.ticket);
+            boxes.push_back(wish.box);
         }
         if (boxes.empty()) {
             return;

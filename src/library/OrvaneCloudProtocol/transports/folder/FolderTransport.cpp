@@ -63,7 +63,7 @@ FolderTransport::FolderTransport(const OAuth2::AuthInfo& authInfo, const fs::pat
 
 bool FolderTransport::IsDocumentId(const QString& id) const
 {
-    return DocumentNameOf(id).has_value();
+    return Social::IsDocumentId(id);
 }
 
 bool FolderTransport::IsCollection(const QString& id) const

@@ -211,7 +211,7 @@ WebDavTransport::~WebDavTransport() = default;
 
 bool WebDavTransport::IsDocumentId(const QString& id) const
 {
-    return DocumentNameOf(id).has_value();
+    return Social::IsDocumentId(id);
 }
 
 QUrl WebDavTransport::DownloadUrl(const QString& id) const
