@@ -4,6 +4,8 @@
 #include "support/Scale.h"
 #include "tests/support/HelperStandIn.h"
 
+#include <OrvaneCloud/OrvaneCloudManager.h>
+#include <OrvaneCloud/OrvaneCloudProtocolProxy.h>
 #include <OrvaneCloudHost/CloudSession.h>
 #include <OrvaneCloudHost/SqliteCloudInfoStorage.h>
 #include <OrvaneCloudProtocol/OrvaneCloudProtocol.h>
@@ -353,6 +355,60 @@ void BuildRecords(benchmark::State& state)
     }
 }
 BENCHMARK(BuildRecords)->Name("refresh-handler/floor")->Apply(OnceByOwnClock);
+
+/// A cloud that holds these documents and answers nothing else.
+class OnlyAList : public OrvaneCloudProtocolProxy
+{
+public:
+    explicit OnlyAList(QList<Entry> entries)
+        : OrvaneCloudProtocolProxy({}, {})
+        , m_entries(std::move(entries))
+    {}
+
+    void Answer() { m_onFileList(1, Social::RequestResult::Success, m_entries); }
+
+    void cancelOperation(long long) override {}
+    bool loggedIn() override { return true; }
+    long long retriveFileList(const FileFieldData&, OnFileList&& onResult) override
+    {
+        m_onFileList = std::move(onResult);
+        return ++m_ticket;
+    }
+    long long retrievePreview(const QMap<QString, QString>&, OnPreview&&) override { return ++m_ticket; }
+
+private:
+    const QList<Entry> m_entries;
+    OnFileList m_onFileList;
+    long long m_ticket = 0;
+};
+
+class NeverRefreshing : public PDF::Settings::ICloudAccountSettings
+{
+public:
+    bool IsAutoRefreshEnabled() override { return false; }
+    int GetAutoRefreshInterval() override { return 0; }
+};
+
+/// What the handler cannot do without: the records, and three requests for each with their parameters,
+/// signals and tickets, of which nothing comes.
+void HandleListOfNoClient(benchmark::State& state)
+{
+    const NoRenderer renderer;
+    const auto entries = EntriesLike(SharedWorld(DocumentCount()).ListedDocuments());
+    const auto none = std::make_shared<NoFiles>();
+    for (auto _ : state) {
+        const auto cloud = std::make_shared<OnlyAList>(entries);
+        OrvaneCloudManager manager(cloud, none, none, std::make_shared<NeverRefreshing>());
+        QList<Document> listed;
+        QObject::connect(&manager, &OrvaneCloudManager::RetrievingFilesListFinished,
+                         [&](const QList<Document>& documents) { listed = documents; });
+        manager.RetrieveFilesList();
+        state.SetIterationTime(SecondsOf([&] { cloud->Answer(); }));
+        if (listed.size() != entries.size())
+            state.SkipWithError("not everything was listed");
+    }
+}
+BENCHMARK(HandleListOfNoClient)->Name("refresh-handler/no-client")->Apply(OnceByOwnClock);
 
 /// The same records, and the requests for their previews straight to the client.
 void BuildRecordsAndAskForPreviews(benchmark::State& state)
