@@ -34,9 +34,10 @@ class Limit:
     counter: str
     goal: float
     unit: str = ""
+    variant: str = "ours"
 
     def rows(self, cases):
-        values = cases[f"{self.row}/ours"].counters[self.counter]
+        values = cases[f"{self.row}/{self.variant}"].counters[self.counter]
         yield limit_row(self.work, max(values), self.goal, self.unit)
 
 
@@ -95,9 +96,14 @@ ROWS = {
         *(Query(f"row-{value}", f"ask one row for its {value}")
           for value in ("name", "id", "path", "size", "state", "previews", "date")),
         Ratio("refresh-handler", "the handler of a retrieved list", "building its records in a loop", 2),
-        Limit("refresh", "refresh, all known: longest block", "longest_block_ms", 50, "ms"),
+        Ratio("refresh-handler", "the handler of a retrieved list", "the same, no client behind it",
+              variant="no-client"),
+        Limit("refresh", "refresh, 500 come and 500 go: longest block", "longest_block_ms", 50, "ms"),
+        Limit("refresh", "refresh, with previews: longest block", "longest_block_ms", 50, "ms",
+              "with-pictures"),
         Limit("refresh-first", "refresh, all new: longest block", "longest_block_ms", 50, "ms"),
         Limit("refresh-emptied", "refresh, all gone: longest block", "longest_block_ms", 50, "ms"),
+        Limit("refresh-emptied", "refresh, half gone: longest block", "longest_block_ms", 50, "ms", "half"),
         Growth("growth-load", "load"),
         Growth("growth-save", "save"),
         Growth("growth-refresh", "refresh"),
