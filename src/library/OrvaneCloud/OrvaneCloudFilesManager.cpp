@@ -60,7 +60,9 @@ OrvaneCloudFilesManager::~OrvaneCloudFilesManager()
 
 void OrvaneCloudFilesManager::Load()
 {
-    for (const auto& [id, stored] : m_storage->LoadRecords())
+    const auto records = m_storage->LoadRecords();
+    m_rowIndex->Reserve(records.size());
+    for (const auto& [id, stored] : records)
         PushFront(Restore(id, stored));
 }
 

@@ -15,6 +15,9 @@ namespace Orvane::PDF::Cloud {
 class RowIndex
 {
 public:
+    /// Makes room for as many rows in all, so that it need not grow step by step.
+    void Reserve(std::size_t rows) { m_firstOfId.reserve(rows); }
+
     /// Row 0 now has this id; the rows of all others grow by one. Nothing happens when it throws.
     void PushFront(const std::string& id);
 
