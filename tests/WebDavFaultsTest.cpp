@@ -57,6 +57,8 @@ std::vector<Trouble> Troubles()
         {"length too small", {"Length: ", "Length: 1\r\nX: "}, 'P', "***** *W *.*..* *.. *."},
         {"malformed", {"</href>", "</herf>", true, true, 1 << 30, Server::Closes}, 'P', kListing},
         {"another collection", {"/dav/", "/vad/"}, 'P', kListing},
+        {"trouble told behind", Says("207", "<multistatus xmlns=\"DAV:\"/>Internal Server Error"), 'U',
+         kListing},
         {"nothing listed", Says("207", "<multistatus xmlns=\"DAV:\"/>"), 'P', kListing},
         {"a byte missing", {">3000000<", ">2999999<"}, 'P', "----- -- --*--- --- --"},
         {"another part", {"bytes ", "bytes 9"}, '.', "----- -* ------ --- --"},

@@ -1,6 +1,7 @@
 #include <OrvaneCloudProtocol/transports/webdav/MultiStatus.h>
 
 #include <OrvaneCloudProtocol/transports/Job.h>
+#include <OrvaneCloudProtocol/transports/http/NetworkError.h>
 #include <OrvaneCloudProtocol/transports/webdav/MultiStatusGrammar.h>
 #include <OrvaneCloudProtocol/transports/webdav/PropertyValues.h>
 
@@ -59,6 +60,7 @@ private:
     QXmlStreamReader m_xml;
     QByteArray m_piece;
     std::size_t m_sinceToken = 0; ///< bytes added that have not yet made up a token
+    bool m_isRootClosed = false;
     bool m_isComplete = false;
     QString m_failure;
 
@@ -128,6 +130,11 @@ void MultiStatusReader::Private::ReadTokens()
     }
     m_isComplete = token == QXmlStreamReader::EndDocument;
     if (m_xml.hasError() && m_xml.error() != QXmlStreamReader::PrematureEndOfDocumentError) {
+        if (m_isRootClosed) {
+            throw NetworkError(FailureCode::Unavailable,
+                               QStringLiteral("The server had trouble while it answered"),
+                               NetworkError::Outlook::Passing);
+        }
         Fail(m_xml.errorString().left(kLongestQuote));
     }
     if (m_sinceToken > kLongestToken) {
@@ -176,6 +183,7 @@ void MultiStatusReader::Private::LeaveElement()
 {
     const Place place = m_places.back();
     m_places.pop_back();
+    m_isRootClosed = m_places.back() == Place::Document;
     if (place == Place::Href) {
         m_hrefs.push_back(TakeText());
     } else if (place == Place::ResponseStatus) {

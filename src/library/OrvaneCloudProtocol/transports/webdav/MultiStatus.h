@@ -31,7 +31,9 @@ struct DavResource
 /// Reads a multi-status (RFC 4918 §13) as it arrives, in pieces of any size. Everything but a complete,
 /// well-formed multi-status in the right namespace is a CloudError (Protocol): so are documents with a
 /// DOCTYPE (entities), names or values of absurd length, absurd depth, and more than 1,000,000 resources.
-/// What is wrong may be noticed only in Finish.
+/// What is wrong may be noticed only in Finish. Something behind a whole multi-status is a NetworkError
+/// (Unavailable): servers append their trouble when they have begun with 207 already (Go's WebDAV package, in
+/// rclone, when a member goes while it lists).
 class MultiStatusReader
 {
 public:

@@ -154,24 +154,28 @@ WebDavServer::Properties WebDavServer::AskForProperties(HttpRequest request, Dep
     request.body = body;
     request.headers.push_back(depth == Depth::Resource ? "Depth: 0" : "Depth: 1");
     request.headers.push_back("Content-Type: text/xml; charset=utf-8"); // lighttpd insists on it
-    std::unique_ptr<MultiStatusReader> reader;
+    std::vector<DavResource> resources;
     const auto ask = [&](const HttpRequest& asked) {
-        reader = std::make_unique<MultiStatusReader>();
+        MultiStatusReader reader;
         qint64 received = 0;
         const auto read = [&](const HttpResponse& head, const char* data, std::size_t size) {
             received += static_cast<qint64>(size);
             if (head.status != 207 || received > kLargestAnswer) {
                 throw StatusError(asked, head);
             }
-            reader->Add(data, size);
+            reader.Add(data, size);
         };
-        return m_client.Receive(asked, read, job);
+        auto answered = m_client.Receive(asked, read, job);
+        if (answered.status == 207) {
+            resources = reader.Finish();
+        }
+        return answered;
     };
     const auto answer = Repeat(request, ask, job);
     if (answer.status != 207) {
         throw StatusError(request, answer);
     }
-    return {PathOf(request.url), reader->Finish(), answer.date};
+    return {PathOf(request.url), std::move(resources), answer.date};
 }
 
 HttpResponse WebDavServer::Get(const QByteArray& path, const std::vector<QByteArray>& headers,
