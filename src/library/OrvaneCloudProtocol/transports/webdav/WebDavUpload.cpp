@@ -197,7 +197,7 @@ std::string WebDavUpload::MoveIntoPlace(const std::string& temporary, Job& job)
     for (; m_number <= kMostNamesTried; ++m_number) {
         job.ThrowIfCanceled();
         const auto name = NumberedName(m_upload.source.filename().string(), m_number);
-        const NameGate::Turn turn(m_context.finalNames, name, job);
+        const KeyedMutex::Lock turn(m_context.finalNames, name, job);
         const auto outcome = m_collection.Move(temporary, name, WebDavCollection::Overwrite::No, job);
         if (outcome == WebDavCollection::MoveOutcome::Moved) {
             return name;

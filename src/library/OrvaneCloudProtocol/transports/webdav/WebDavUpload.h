@@ -2,7 +2,7 @@
 
 #include <OrvaneCloudProtocol/transports/Transport.h>
 #include <OrvaneCloudProtocol/transports/webdav/DocumentVersion.h>
-#include <OrvaneCloudProtocol/transports/webdav/NameGate.h>
+#include <OrvaneCloudProtocol/transports/webdav/KeyedMutex.h>
 #include <OrvaneCloudProtocol/transports/webdav/RemoteTemporaries.h>
 #include <OrvaneCloudProtocol/transports/webdav/SeenVersions.h>
 #include <OrvaneCloudProtocol/transports/webdav/WebDavCollection.h>
@@ -17,7 +17,7 @@ struct UploadContext
     WebDavCollection& collection;
     RemoteTemporaries& temporaries;
     SeenVersions& seen;
-    NameGate finalNames{};              ///< one move to a name at a time
+    KeyedMutex finalNames{};              ///< one move to a name at a time
     std::atomic<bool> keepsNotes{true}; ///< whether the server has kept every property of ours so far
 };
 
