@@ -3,6 +3,8 @@
 #include <OrvaneCloudProtocol/transports/Job.h>
 #include <OrvaneCloudProtocol/transports/http/NetworkError.h>
 
+#include <QList>
+
 #include <algorithm>
 #include <utility>
 
@@ -317,9 +319,25 @@ void CurlExchange::KeepHeader(const QByteArray& name, const QByteArray& value)
     } else if (name == "content-range") {
         m_response.contentRange = value;
     } else if (name == "content-length") {
-        m_response.contentLength = NumberIn(value);
+        KeepContentLength(value);
     } else if (name == "date") {
         m_response.date = DateIn(value);
+    }
+}
+
+// Two lengths that differ tell of two messages in one (RFC 9112 §6.3): neither can be believed.
+void CurlExchange::KeepContentLength(const QByteArray& value)
+{
+    for (const QByteArray& text : value.split(',')) {
+        const auto length = NumberIn(text.trimmed());
+        if (m_response.contentLength && m_response.contentLength != length) {
+            throw NetworkError(
+                FailureCode::Protocol,
+                QStringLiteral("%1 %2: the answer has two different lengths")
+                    .arg(QString::fromLatin1(m_request.method), QString::fromUtf8(m_request.url)),
+                NetworkError::Outlook::Hopeless);
+        }
+        m_response.contentLength = length;
     }
 }
 
@@ -332,7 +350,9 @@ std::size_t CurlExchange::OnBody(char* data, std::size_t size, std::size_t count
 std::size_t CurlExchange::TakeBody(const char* data, std::size_t size)
 {
     if (m_bodies.sink && m_response.IsSuccess()) {
-        m_job.ThrowIfCanceled();
+        if (!m_request.isChange) { // whose outcome is wanted even then
+            m_job.ThrowIfCanceled();
+        }
         m_bodies.sink(m_response, data, size);
         return size;
     }

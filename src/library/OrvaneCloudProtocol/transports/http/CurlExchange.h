@@ -76,6 +76,7 @@ private:
 
     void ReadHeader(const QByteArray& line);
     void KeepHeader(const QByteArray& name, const QByteArray& value);
+    void KeepContentLength(const QByteArray& value);
     [[nodiscard]] std::size_t TakeBody(const char* data, std::size_t size);
     [[nodiscard]] std::size_t GiveBody(char* buffer, std::size_t room);
 

@@ -11,9 +11,9 @@ constexpr int kMostQuoted = 200;
 QString DetailOf(const HttpRequest& request, const HttpResponse& response)
 {
     QString detail = QStringLiteral("%1 %2: %3 %4")
-                         .arg(QString::fromLatin1(request.method), QString::fromUtf8(request.url))
-                         .arg(response.status)
-                         .arg(QString::fromUtf8(response.reason.left(kMostQuoted)))
+                         .arg(QString::fromLatin1(request.method), QString::fromUtf8(request.url),
+                              QString::number(response.status),
+                              QString::fromUtf8(response.reason.left(kMostQuoted)))
                          .trimmed();
     if (!response.location.isEmpty()) {
         // Without the query, which may hold what is nobody's business.

@@ -211,9 +211,8 @@ void DocumentReceiver::RequireAll() const
     if (m_total && m_done != *m_total) {
         throw NetworkError(FailureCode::Network,
                            QStringLiteral("%1: %2 of %3 bytes have arrived")
-                               .arg(QString::fromUtf8(m_path))
-                               .arg(m_done)
-                               .arg(*m_total),
+                               .arg(QString::fromUtf8(m_path), QString::number(m_done),
+                                    QString::number(*m_total)),
                            NetworkError::Outlook::Passing);
     }
 }

@@ -42,9 +42,9 @@ bool IsGone(const DavResource& resource)
 void RequireReadable(const DavResource& resource)
 {
     if (resource.status != 200) {
-        throw CloudError(FailureCode::Unavailable, QStringLiteral("%1: the server has status %2 for it")
-                                                       .arg(Text(resource.href))
-                                                       .arg(resource.status));
+        throw CloudError(FailureCode::Unavailable,
+                         QStringLiteral("%1: the server has status %2 for it")
+                             .arg(Text(resource.href), QString::number(resource.status)));
     }
 }
 
