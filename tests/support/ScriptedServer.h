@@ -12,9 +12,9 @@
 
 namespace Orvane::Tests {
 
-/// A little WebDAV server on a free port of 127.0.0.1, healthy but for its faults. Its collection is "/dav/",
-/// its token "secret". It grants changes of properties and forgets them. It serves one connection after the
-/// other, each for as long as it lasts, and must outlive its clients.
+/// A little WebDAV server on a free port of 127.0.0.1, healthy but for its faults and what it does not keep
+/// to. Its collection is "/dav/", its token "secret". It grants changes of properties and forgets them. It
+/// serves one connection after the other, each for as long as it lasts, and must outlive its clients.
 struct ScriptedServer
 {
     /// What becomes of the connection. The last three let the client wait, for two seconds at most; "Cancels"
@@ -76,6 +76,8 @@ struct ScriptedServer
         if (head == last && (method == "MOVE" || method == "DELETE"))
             documents["asked twice without a look"] = head;
         const auto name = head.mid(method.size() + 6).split(' ').first().split('?').first();
+        if (onRequest)
+            onRequest(method, name);
         auto said = fault.isDone ? Answer(method, name, headers, body) : QByteArray();
         if (!fault.to.isEmpty())
             said = fault.from.isEmpty() ? fault.to : said.replace(fault.from, fault.to);
@@ -99,18 +101,26 @@ struct ScriptedServer
         const auto target = headers["destination"].split('/').last();
         const auto bytes = documents.value(name);
         const auto tag = '"' + QByteArray::number(bytes.size()) + '"';
-        const auto start = headers["if-range"] == tag ? headers["range"].mid(6).chopped(1).toInt() : 0;
-        const QByteArray status = headers["authorization"] != "Bearer secret"                 ? "401"
-                                  : !documents.contains(name) && method != "PUT"              ? "404"
-                                  : headers["overwrite"] == "F" && documents.contains(target) ? "412"
-                                  : method.startsWith("PROP")                                 ? "207"
-                                  : method != "GET"                                           ? "201"
-                                  : start >= bytes.size()                                     ? "416"
-                                  : start > 0                                                 ? "206"
-                                                                                              : "200";
-        if (status == "201")
+        const bool isSame = !headers.contains("if-range") || headers["if-range"] == tag;
+        const auto start =
+            isSame && headers.contains("range") ? headers["range"].mid(6).chopped(1).toInt() : 0;
+        const auto targetTag = '"' + QByteArray::number(documents.value(target).size()) + '"';
+        const bool isTaken = documents.contains(target) &&
+                             ((keepsOverwriteRule && headers["overwrite"] == "F") ||
+                              (honoursIf && headers.contains("if") && !headers["if"].contains(targetTag)));
+        const QByteArray status = headers["authorization"] != "Bearer secret"      ? "401"
+                                  : !documents.contains(name) && method != "PUT"   ? "404"
+                                  : method == "MOVE" && isTaken                    ? "412"
+                                  : method == "MOVE" && documents.contains(target) ? "204"
+                                  : method.startsWith("PROP")                      ? "207"
+                                  : method != "GET"                                ? "201"
+                                  : start >= bytes.size() && start > 0             ? "416"
+                                  : start > 0                                      ? "206"
+                                                                                   : "200";
+        const bool isChange = status == "201" || status == "204";
+        if (isChange)
             documents.remove(name);
-        if (status == "201" && method != "DELETE")
+        if (isChange && method != "DELETE")
             documents[method == "PUT" ? name : target] = method == "PUT" ? body : bytes;
         const auto head = "HTTP/1.1 " + status + " Words\r\nContent-Length: @\r\n";
         if (method == "GET")
@@ -130,7 +140,10 @@ struct ScriptedServer
     std::mutex mutex;          ///< for the documents and the faults
     Texts documents{{"", ""}}; ///< by name; "" is the collection itself
     std::vector<Fault> faults;
+    bool keepsOverwriteRule = true, honoursIf = false;
     std::function<void()> onCancel;
+    std::function<void(const QByteArray& method, const QByteArray& name)>
+        onRequest;    ///< before it is answered
     QByteArray heard; ///< the heads of all requests
     QByteArray last;  ///< head of the last request, unless it was refused
     const int listener = ::socket(AF_INET, SOCK_STREAM, 0);

@@ -10,11 +10,11 @@ constexpr int kMostQuoted = 200;
 
 QString DetailOf(const HttpRequest& request, const HttpResponse& response)
 {
-    QString detail = QStringLiteral("%1 %2: %3 %4")
-                         .arg(QString::fromLatin1(request.method), QString::fromUtf8(request.url),
-                              QString::number(response.status),
-                              QString::fromUtf8(response.reason.left(kMostQuoted)))
-                         .trimmed();
+    QString detail =
+        QStringLiteral("%1 %2: %3 %4")
+            .arg(QString::fromLatin1(request.method), QString::fromUtf8(request.url),
+                 QString::number(response.status), QString::fromUtf8(response.reason.left(kMostQuoted)))
+            .trimmed();
     if (!response.location.isEmpty()) {
         // Without the query, which may hold what is nobody's business.
         detail += QStringLiteral(" to %1").arg(

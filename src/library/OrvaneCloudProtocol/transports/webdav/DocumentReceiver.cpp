@@ -63,9 +63,10 @@ DocumentVersion VersionIn(const HttpResponse& head)
 
 } // namespace
 
-DocumentReceiver::DocumentReceiver(WebDavServer& server, const QByteArray& path, Support::PartFile& part,
-                                   qint64 sizeLimit)
+DocumentReceiver::DocumentReceiver(WebDavServer& server, const KnownTraits& traits, const QByteArray& path,
+                                   Support::PartFile& part, qint64 sizeLimit)
     : m_server(server)
+    , m_traits(traits)
     , m_path(path)
     , m_part(part)
     , m_sizeLimit(sizeLimit)
@@ -133,7 +134,8 @@ void DocumentReceiver::TryOnce(Job& job)
 std::vector<QByteArray> DocumentReceiver::HeadersToGoOn() const
 {
     const QByteArray tag = m_version.StrongEntityTag();
-    if (m_done == 0 || tag.isEmpty()) {
+    const auto known = m_traits.Find();
+    if (m_done == 0 || tag.isEmpty() || (known && !known->servesRanges)) {
         return {};
     }
     return {"Range: bytes=" + QByteArray::number(m_done) + '-', "If-Range: " + tag};
@@ -209,11 +211,11 @@ void DocumentReceiver::Take(const char* data, std::size_t size, Job& job)
 void DocumentReceiver::RequireAll() const
 {
     if (m_total && m_done != *m_total) {
-        throw NetworkError(FailureCode::Network,
-                           QStringLiteral("%1: %2 of %3 bytes have arrived")
-                               .arg(QString::fromUtf8(m_path), QString::number(m_done),
-                                    QString::number(*m_total)),
-                           NetworkError::Outlook::Passing);
+        throw NetworkError(
+            FailureCode::Network,
+            QStringLiteral("%1: %2 of %3 bytes have arrived")
+                .arg(QString::fromUtf8(m_path), QString::number(m_done), QString::number(*m_total)),
+            NetworkError::Outlook::Passing);
     }
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <OrvaneCloudProtocol/transports/webdav/DocumentVersion.h>
+#include <OrvaneCloudProtocol/transports/webdav/KnownTraits.h>
 #include <OrvaneCloudProtocol/transports/webdav/WebDavServer.h>
 #include <support/BackgroundMd5.h>
 
@@ -27,7 +28,8 @@ public:
 
     /// @param part       gets the content, and stays unfinished
     /// @param sizeLimit  bytes; more is a CloudError (InvalidDocument)
-    DocumentReceiver(WebDavServer& server, const QByteArray& path, Support::PartFile& part, qint64 sizeLimit);
+    DocumentReceiver(WebDavServer& server, const KnownTraits& traits, const QByteArray& path,
+                     Support::PartFile& part, qint64 sizeLimit);
 
     [[nodiscard]] Received Run(Job& job);
 
@@ -42,6 +44,7 @@ private:
     void RequireAll() const;
 
     WebDavServer& m_server;
+    const KnownTraits& m_traits;
     const QByteArray m_path;
     Support::PartFile& m_part;
     const qint64 m_sizeLimit;

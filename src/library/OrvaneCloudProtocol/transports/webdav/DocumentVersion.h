@@ -44,6 +44,12 @@ struct DocumentVersion
         return isStrong ? entityTag : QByteArray();
     }
 
+    /// For If (RFC 4918 §10.4): as the server wrote it; empty when there is none.
+    [[nodiscard]] QByteArray TagForConditions() const
+    {
+        return isEntityTagWeak && !entityTag.isEmpty() ? "W/" + entityTag : entityTag;
+    }
+
     /// One text for all of it.
     [[nodiscard]] QString Text() const
     {

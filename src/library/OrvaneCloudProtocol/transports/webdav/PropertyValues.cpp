@@ -5,6 +5,8 @@
 
 #include <QList>
 
+#include <algorithm>
+
 namespace Orvane::Social {
 
 namespace {
@@ -22,8 +24,17 @@ std::optional<qint64> SizeIn(const QByteArray& text)
     return number.value_or(-1) < 0 ? std::nullopt : number;
 }
 
+/// An entity tag goes into headers of ours, and XML can spell the end of a line (RFC 9110 §8.8.3).
+bool IsVisible(unsigned char byte)
+{
+    return byte > 0x20 && byte != 0x7f;
+}
+
 void SetEntityTag(DavResource& resource, const QByteArray& text)
 {
+    if (!std::all_of(text.begin(), text.end(), IsVisible)) {
+        return;
+    }
     resource.isEntityTagWeak = text.startsWith("W/");
     resource.entityTag = resource.isEntityTagWeak ? text.mid(2).trimmed() : text;
 }

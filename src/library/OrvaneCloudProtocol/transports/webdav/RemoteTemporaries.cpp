@@ -1,10 +1,11 @@
 #include <OrvaneCloudProtocol/transports/webdav/RemoteTemporaries.h>
 
 #include <OrvaneCloudProtocol/transports/Job.h>
+#include <OrvaneCloudProtocol/transports/webdav/CloudKey.h>
 
-#include <QCryptographicHash>
-
+#include <charconv>
 #include <fstream>
+#include <limits>
 
 namespace Orvane::Social {
 
@@ -15,10 +16,25 @@ namespace fs = std::filesystem;
 constexpr qint64 kAbandonedAfterSeconds = 24 * 60 * 60;
 constexpr std::chrono::hours kSweepEvery{24};
 
-fs::path FolderFor(const QByteArray& cloud, const fs::path& cacheFolder)
+/// As the journal has it: the size that was to be sent, in decimal, stands as a folder before the name.
+fs::path JournalEntry(const std::string& name, qint64 size)
 {
-    const auto hash = QCryptographicHash::hash(cloud, QCryptographicHash::Sha256).toHex().left(16);
-    return cacheFolder / "remote-temporaries" / hash.toStdString();
+    return fs::path(std::to_string(size)) / name;
+}
+
+/// Whether the resource may be what was sent, of @p size bytes. A broken upload leaves fewer.
+bool CanBeOurs(const DavResource& resource, qint64 size)
+{
+    return resource.size.value_or(0) <= size;
+}
+
+/// The size in a journal's entry; as large as can be where there is none.
+qint64 SizeIn(const fs::path& journalEntry)
+{
+    const auto text = journalEntry.parent_path().string();
+    qint64 size = std::numeric_limits<qint64>::max();
+    std::from_chars(text.data(), text.data() + text.size(), size);
+    return size;
 }
 
 bool IsAbandoned(const WebDavCollection::Member& member, qint64 now)
@@ -30,42 +46,52 @@ bool IsAbandoned(const WebDavCollection::Member& member, qint64 now)
 
 } // namespace
 
-RemoteTemporaries::Temporary::Temporary(RemoteTemporaries& owner, const Job& job)
+RemoteTemporaries::Temporary::Temporary(RemoteTemporaries& owner, qint64 size, const Job& job)
     : m_owner(owner)
+    , m_size(size)
     , m_job(job)
     , m_name(Support::NewTemporaryName())
 {
-    m_owner.m_journal.Record(m_name);
+    m_owner.m_journal.Record(JournalEntry(m_name, m_size));
 }
 
 RemoteTemporaries::Temporary::~Temporary()
 {
-    if (m_isThere && !IsGone()) {
-        return; // and stays noted, for a later sweep
+    // One that is not there now may appear later, when the server has done with a broken upload: then a later
+    // sweep deletes it.
+    if (!m_mayBeThere || IsDeleted()) {
+        m_owner.m_journal.Forget(JournalEntry(m_name, m_size));
     }
-    m_owner.m_journal.Forget(m_name);
 }
 
-bool RemoteTemporaries::Temporary::IsGone() const
+// A server that has refused a PUT has stored nothing, and may have mapped its address to something else: one
+// answers 405 to it, and takes a DELETE of it for one of the folder.
+void RemoteTemporaries::Temporary::RecordAnswer(int status)
 {
-    const auto removal = m_owner.m_collection.TakeAway(m_name, {}, m_job);
-    return removal == WebDavCollection::Removal::Removed ||
-           (removal == WebDavCollection::Removal::NotThere && m_isAnswered);
+    m_mayBeThere = status < 400 || status >= 500;
+}
+
+bool RemoteTemporaries::Temporary::IsDeleted() const
+{
+    const auto isOurs = [this](const DavResource& found) { return CanBeOurs(found, m_size); };
+    return m_owner.m_collection.DeleteOwn(m_name, isOurs, m_job) == WebDavCollection::Removal::Removed;
 }
 
 RemoteTemporaries::RemoteTemporaries(WebDavCollection& collection, const QByteArray& cloud,
                                      const fs::path& cacheFolder)
     : m_collection(collection)
-    , m_folder(FolderFor(cloud, cacheFolder))
+    , m_folder(cacheFolder / "remote-temporaries" / CloudKey(cloud))
     , m_journal(m_folder)
 {}
 
 void RemoteTemporaries::SweepOwn(const Job& job)
 {
     bool isWorking = true;
-    m_journal.Sweep([&](const fs::path& temporary) {
+    m_journal.Sweep([&](const fs::path& entry) {
+        const auto isOurs = [&entry](const DavResource& found) { return CanBeOurs(found, SizeIn(entry)); };
         isWorking = isWorking && !job.IsCanceled() &&
-                    m_collection.TakeAway(temporary.string(), {}, job) != WebDavCollection::Removal::Failed;
+                    m_collection.DeleteOwn(entry.filename().string(), isOurs, job) !=
+                        WebDavCollection::Removal::Failed;
         return isWorking;
     });
     job.ThrowIfCanceled();
@@ -78,8 +104,11 @@ void RemoteTemporaries::SweepAbandoned(const WebDavCollection::Listing& listing,
     }
     for (const auto& member : listing.members) {
         job.ThrowIfCanceled();
-        const bool isToGo = IsAbandoned(member, *listing.date);
-        if (isToGo && m_collection.TakeAway(member.name, {}, job) == WebDavCollection::Removal::Failed) {
+        const auto isAsListed = [&member](const DavResource& found) {
+            return DocumentVersion::Of(member.resource).IsSameAs(DocumentVersion::Of(found));
+        };
+        if (IsAbandoned(member, *listing.date) &&
+            m_collection.DeleteOwn(member.name, isAsListed, job) == WebDavCollection::Removal::Failed) {
             break;
         }
     }

@@ -11,32 +11,38 @@ namespace Orvane::Social {
 class RemoteTemporaries
 {
 public:
-    /// What an upload sends under a name of its own. It is taken away with this object.
+    /// What an upload sends under a name of its own. The object deletes it at the end of its own life, after
+    /// it has asked whether it is there.
     class Temporary
     {
     public:
         /// To be made just before it is sent. @p job is the upload's, and must outlive the object.
-        Temporary(RemoteTemporaries& owner, const Job& job);
+        ///
+        /// @param size  bytes that will be sent
+        Temporary(RemoteTemporaries& owner, qint64 size, const Job& job);
         ~Temporary();
         Temporary(const Temporary&) = delete;
         Temporary& operator=(const Temporary&) = delete;
 
         [[nodiscard]] const std::string& Name() const { return m_name; }
 
-        /// The server has answered the upload. Before that it may appear later than it is looked for.
-        void NoteAnswer() { m_isAnswered = true; }
+        /// To be called when the PUT begins: until then nothing can be there.
+        void RecordStart() { m_mayBeThere = true; }
 
-        /// It has got its final name: there is nothing to take away.
-        void Release() { m_isThere = false; }
+        /// To be called with the status of the answer to the PUT.
+        void RecordAnswer(int status);
+
+        /// It has got its final name: there is nothing to delete.
+        void Release() { m_mayBeThere = false; }
 
     private:
-        [[nodiscard]] bool IsGone() const;
+        [[nodiscard]] bool IsDeleted() const;
 
         RemoteTemporaries& m_owner;
+        const qint64 m_size;
         const Job& m_job;
         const std::string m_name;
-        bool m_isAnswered = false;
-        bool m_isThere = true;
+        bool m_mayBeThere = false;
     };
 
     /// @param cloud        tells one user's collection from others
@@ -44,13 +50,13 @@ public:
     RemoteTemporaries(WebDavCollection& collection, const QByteArray& cloud,
                       const std::filesystem::path& cacheFolder);
 
-    // Trouble with these is nobody's failure; they throw only when the job is cancelled.
+    // A temporary that cannot be deleted fails nobody's request: these throw only when the job is cancelled.
 
-    /// Takes away what clients of this cache folder have left that are no more.
+    /// Deletes what clients of this cache folder that no longer run have left.
     void SweepOwn(const Job& job);
 
-    /// Takes away, at most once a day, what is in the listing of temporaries of anyone that are older than a
-    /// day by the server's clock.
+    /// Deletes, at most once a day, those temporaries in the listing, whoever made them, that are older than
+    /// a day by the server's clock.
     void SweepAbandoned(const WebDavCollection::Listing& listing, const Job& job);
 
 private:

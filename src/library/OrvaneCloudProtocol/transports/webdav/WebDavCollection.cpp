@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <set>
+#include <utility>
 
 namespace Orvane::Social {
 
@@ -28,11 +29,6 @@ QByteArray FolderOf(const QByteArray& path)
     return path.left(path.lastIndexOf('/') + 1);
 }
 
-bool IsDone(const HttpResponse& answer)
-{
-    return answer.IsSuccess() && answer.status != 207; // which tells of failures
-}
-
 bool IsGone(const DavResource& resource)
 {
     return resource.status == 404 || resource.status == 410;
@@ -46,6 +42,20 @@ void RequireReadable(const DavResource& resource)
                          QStringLiteral("%1: the server has status %2 for it")
                              .arg(Text(resource.href), QString::number(resource.status)));
     }
+}
+
+/// What the answer to a DELETE means for a member of our own making; nothing when another may follow.
+std::optional<WebDavCollection::Removal> RemovalOf(int status)
+{
+    using Removal = WebDavCollection::Removal;
+    if (status >= 200 && status < 207) {
+        return Removal::Removed;
+    }
+    if (FailureCodeOfStatus(status) == FailureCode::NotFound) {
+        return Removal::NotThere;
+    }
+    const bool isTransient = IsPassing(status) || status == 207 || status == 409 || status == 423;
+    return isTransient ? std::nullopt : std::make_optional(Removal::Failed);
 }
 
 /// Sorts the answers to one PROPFIND of the collection into itself and its members.
@@ -158,13 +168,16 @@ DavResource WebDavCollection::RequiredDocument(const std::string& name,
     return *found;
 }
 
-HttpRequest WebDavCollection::MoveRequest(const std::string& from, const std::string& to,
-                                          Overwrite overwrite) const
+HttpRequest WebDavCollection::MoveRequest(const std::string& from, const Destination& to) const
 {
     HttpRequest request = m_server.ChangeOf("MOVE", PathOf(from));
-    request.headers.push_back("Destination: " + m_server.Address().Origin() + PathOf(to));
+    const QByteArray destination = m_server.Address().Origin() + PathOf(to.name);
+    request.headers.push_back("Destination: " + destination);
     // Always said: some servers take its absence for F, though it means T.
-    request.headers.push_back(overwrite == Overwrite::Yes ? "Overwrite: T" : "Overwrite: F");
+    request.headers.push_back(to.overwrite == Overwrite::Yes ? "Overwrite: T" : "Overwrite: F");
+    if (!to.requiredTag.isEmpty()) {
+        request.headers.push_back("If: <" + destination + "> ([" + to.requiredTag + "])");
+    }
     return request;
 }
 
@@ -182,7 +195,8 @@ WebDavCollection::ChangeOutcome WebDavCollection::TryChange(const HttpRequest& r
     try {
         const auto answer = ChangeOnceUnlocked(request, job);
         const auto trouble = std::make_exception_ptr(StatusError(request, answer));
-        return {answer, IsPassing(answer.status) ? trouble : nullptr, false};
+        const bool isUnclear = answer.status == 207;
+        return {answer, isUnclear || IsPassing(answer.status) ? trouble : nullptr, isUnclear};
     } catch (const NetworkError& error) {
         return {{}, std::current_exception(), error.IsHopeless()};
     }
@@ -192,12 +206,12 @@ WebDavCollection::ChangeOutcome WebDavCollection::TryChange(const HttpRequest& r
 // Refused.
 HttpResponse WebDavCollection::ChangeOnceUnlocked(const HttpRequest& request, Job& job)
 {
-    auto answer = m_server.Change(request, job);
+    auto answer = m_server.ChangeResources(request, job);
     const auto firstRetry = m_server.Limits().firstRetry;
     for (auto pause = firstRetry / 8; answer.status == 423 && pause <= firstRetry * 4;
          pause = std::max(pause * 2, kShortestPause)) {
         job.Sleep(pause);
-        answer = m_server.Change(request, job);
+        answer = m_server.ChangeResources(request, job);
     }
     return answer;
 }
@@ -234,21 +248,20 @@ std::optional<DavResource> WebDavCollection::FindAgain(const std::string& name, 
     return found;
 }
 
-WebDavCollection::MoveOutcome WebDavCollection::Move(const std::string& from, const std::string& to,
-                                                     Overwrite overwrite, Job& job)
+WebDavCollection::MoveOutcome WebDavCollection::Move(const std::string& from, const Destination& to, Job& job)
 {
-    const auto request = MoveRequest(from, to, overwrite);
+    const auto request = MoveRequest(from, to);
     for (int repetitions = 0;; ++repetitions) {
         const auto [answer, trouble, isHopeless] = TryChange(request, job);
-        if (!trouble && IsDone(answer)) {
-            return MoveOutcome::Moved;
+        if (!trouble && answer.IsSuccess()) {
+            return answer.status == 204 ? MoveOutcome::Replaced : MoveOutcome::Created;
         }
         // A move that was repeated may have found its own earlier success.
         if ((trouble || repetitions > 0) && !FindAnyway(from, job)) {
-            return MoveOutcome::Moved;
+            return MoveOutcome::Created;
         }
-        if (!trouble && answer.status == 412 && overwrite == Overwrite::No) {
-            return MoveOutcome::NameTaken;
+        if (!trouble && answer.status == 412) {
+            return MoveOutcome::Refused;
         }
         if (!trouble) {
             throw ErrorOf(request, answer, job);
@@ -261,13 +274,16 @@ WebDavCollection::MoveOutcome WebDavCollection::Move(const std::string& from, co
 
 void WebDavCollection::Delete(const std::string& name, const DocumentVersion& version, Job& job)
 {
-    const auto request = DeleteRequest(name, version.StrongEntityTag());
+    auto request = DeleteRequest(name, version.StrongEntityTag());
+    bool isConditional = !version.StrongEntityTag().isEmpty();
     for (int repetitions = 0;; ++repetitions) {
         const auto [answer, trouble, isHopeless] = TryChange(request, job);
-        if (!trouble && IsDone(answer)) {
+        if (!trouble && answer.IsSuccess()) {
             return;
         }
-        if (!trouble && FailureCodeOfStatus(answer.status) != FailureCode::NotFound) {
+        const bool isRefusedByTag = !trouble && answer.status == 412 && isConditional;
+        const bool isNotThere = !trouble && FailureCodeOfStatus(answer.status) == FailureCode::NotFound;
+        if (!trouble && !isRefusedByTag && !isNotThere) {
             throw ErrorOf(request, answer, job);
         }
         const auto found = FindAnyway(name, job);
@@ -276,7 +292,10 @@ void WebDavCollection::Delete(const std::string& name, const DocumentVersion& ve
             return;
         }
         RequireSame(name, version, *found);
-        if (isHopeless || !m_server.WaitToRepeat(repetitions, answer, job)) {
+        if (isRefusedByTag) { // Subversion, for one, does not know its own entity tag when it holds "&"
+            request = DeleteRequest(name, {});
+            isConditional = false;
+        } else if (isHopeless || !m_server.WaitToRepeat(repetitions, answer, job)) {
             std::rethrow_exception(trouble ? trouble : std::make_exception_ptr(StatusError(request, answer)));
         }
     }
@@ -291,18 +310,24 @@ void WebDavCollection::RequireSame(const std::string& name, const DocumentVersio
     }
 }
 
-WebDavCollection::Removal WebDavCollection::TakeAway(const std::string& name,
-                                                     const QByteArray& strongEntityTag,
-                                                     const Job& job) noexcept
+HttpResponse WebDavCollection::SetMd5Note(const std::string& name, const QByteArray& note, Job& job)
+{
+    auto request = m_server.ChangeOf("PROPPATCH", PathOf(name));
+    request.headers.push_back("Content-Type: text/xml; charset=utf-8");
+    request.body = ProppatchOfMd5Note(note);
+    return m_server.Change(request, job);
+}
+
+WebDavCollection::Removal WebDavCollection::DeleteOwn(const std::string& name, const IsOurs& isOurs,
+                                                      const Job& job) noexcept
 {
     try {
         Job cleaning;
-        auto request = DeleteRequest(name, strongEntityTag);
         const auto deadline = std::chrono::steady_clock::now() + TimeForCleaning(job);
         for (auto pause = kFirstPause;; pause *= 2) {
             const auto left = deadline - std::chrono::steady_clock::now();
-            request.total = std::chrono::ceil<std::chrono::milliseconds>(left);
-            const auto outcome = TryTakingAway(request, cleaning);
+            const auto limit = std::chrono::ceil<std::chrono::milliseconds>(left);
+            const auto outcome = TryDeletingOwn(name, isOurs, limit, cleaning);
             if (outcome || left <= pause) {
                 return outcome.value_or(Removal::Failed);
             }
@@ -314,18 +339,26 @@ WebDavCollection::Removal WebDavCollection::TakeAway(const std::string& name,
 }
 
 // Nothing when it may go better a moment later: an upload that was broken off may still hold it.
-std::optional<WebDavCollection::Removal> WebDavCollection::TryTakingAway(const HttpRequest& request, Job& job)
+std::optional<WebDavCollection::Removal> WebDavCollection::TryDeletingOwn(const std::string& name,
+                                                                          const IsOurs& isOurs,
+                                                                          std::chrono::milliseconds limit,
+                                                                          Job& job)
 {
     try {
-        const auto answer = m_server.Change(request, job);
-        if (IsDone(answer)) {
-            return Removal::Removed;
-        }
-        if (FailureCodeOfStatus(answer.status) == FailureCode::NotFound) {
-            return Removal::NotThere;
-        }
-        const bool isPassing = IsPassing(answer.status) || answer.status == 409 || answer.status == 423;
-        return isPassing ? std::nullopt : std::make_optional(Removal::Failed);
+        HttpResponse answer;
+        bool isConditional = true;
+        do {
+            const auto found = Find(name, job, limit);
+            if (!found || found->isCollection || !isOurs(*found)) {
+                return Removal::NotThere;
+            }
+            const auto tag = isConditional ? DocumentVersion::Of(*found).StrongEntityTag() : QByteArray();
+            isConditional = !tag.isEmpty();
+            auto request = DeleteRequest(name, tag);
+            request.total = limit;
+            answer = m_server.ChangeResources(request, job);
+        } while (answer.status == 412 && std::exchange(isConditional, false)); // as in Delete
+        return RemovalOf(answer.status);
     } catch (const NetworkError& error) {
         return error.IsHopeless() ? std::make_optional(Removal::Failed) : std::nullopt;
     }

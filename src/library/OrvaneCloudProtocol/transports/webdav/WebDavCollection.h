@@ -5,6 +5,7 @@
 #include <OrvaneCloudProtocol/transports/webdav/WebDavServer.h>
 
 #include <exception>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -34,18 +35,30 @@ public:
         Yes
     };
 
+    /// Where a member is moved to, and what it may replace there.
+    struct Destination
+    {
+        std::string name;
+        Overwrite overwrite = Overwrite::No;
+        QByteArray requiredTag; ///< of the version that it may replace, as the server wrote it; empty for any
+    };
+
     enum class MoveOutcome
     {
-        Moved,
-        NameTaken
+        Created,  ///< it has the new name, which was free as far as the server says
+        Replaced, ///< it has the new name, and the server says that something has gone for it
+        Refused   ///< 412: the name is taken, or by another version than the required one
     };
 
     enum class Removal
     {
         Removed,
-        NotThere,
-        Failed ///< it may still be there
+        NotThere, ///< nothing of ours is there
+        Failed    ///< it may still be there
     };
+
+    /// Whether what was found under a name of our own making is what we have made.
+    using IsOurs = std::function<bool(const DavResource& found)>;
 
     explicit WebDavCollection(WebDavServer& server);
 
@@ -69,15 +82,18 @@ public:
                                                const std::optional<DavResource>& found) const;
 
     /// Moves a member (RFC 4918 §9.9). When the answer is lost, asks what has become of it.
-    [[nodiscard]] MoveOutcome Move(const std::string& from, const std::string& to, Overwrite overwrite,
-                                   Job& job);
+    [[nodiscard]] MoveOutcome Move(const std::string& from, const Destination& to, Job& job);
 
     /// Deletes a document (RFC 4918 §9.6) in the version that it was found in; one that is gone already
     /// counts as deleted.
     void Delete(const std::string& name, const DocumentVersion& version, Job& job);
 
-    /// Deletes a member of our own making, also when @p job is no longer wanted.
-    Removal TakeAway(const std::string& name, const QByteArray& strongEntityTag, const Job& job) noexcept;
+    /// Stores our own property with a member (RFC 4918 §9.2), and returns any answer.
+    HttpResponse SetMd5Note(const std::string& name, const QByteArray& note, Job& job);
+
+    /// Deletes a member of our own making, also when @p job is no longer wanted. Asks first what is there: a
+    /// server may have mapped the name to something else, and deletes a whole collection without a word.
+    Removal DeleteOwn(const std::string& name, const IsOurs& isOurs, const Job& job) noexcept;
 
     /// As Find, when nothing but the end of the job may keep it from asking: a job that is no longer wanted
     /// has a short while to know what it leaves behind.
@@ -99,10 +115,10 @@ private:
         bool isHopeless = false; ///< it should not be asked for again
     };
 
-    [[nodiscard]] HttpRequest MoveRequest(const std::string& from, const std::string& to,
-                                          Overwrite overwrite) const;
+    [[nodiscard]] HttpRequest MoveRequest(const std::string& from, const Destination& to) const;
     [[nodiscard]] HttpRequest DeleteRequest(const std::string& name, const QByteArray& strongEntityTag) const;
-    [[nodiscard]] std::optional<Removal> TryTakingAway(const HttpRequest& request, Job& job);
+    [[nodiscard]] std::optional<Removal> TryDeletingOwn(const std::string& name, const IsOurs& isOurs,
+                                                        std::chrono::milliseconds limit, Job& job);
     [[nodiscard]] ChangeOutcome TryChange(const HttpRequest& request, Job& job);
     [[nodiscard]] HttpResponse ChangeOnceUnlocked(const HttpRequest& request, Job& job);
     [[nodiscard]] std::chrono::milliseconds TimeForCleaning(const Job& job) const;

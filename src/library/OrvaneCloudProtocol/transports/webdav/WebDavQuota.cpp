@@ -29,9 +29,11 @@ qint64 SumOfSizes(const WebDavCollection::Listing& listing)
 
 } // namespace
 
-Transport::QuotaValue QuotaOf(WebDavCollection& collection, Job& job)
+Transport::QuotaValue QuotaOf(WebDavCollection& collection, const KnownTraits& traits, Job& job)
 {
-    const auto self = collection.Self(PropfindForQuota(), job);
+    const auto known = traits.Find();
+    const bool isAsked = !known || known->tellsQuota;
+    const auto self = isAsked ? collection.Self(PropfindForQuota(), job) : DavResource();
     const bool isUsedKnown = self.quotaUsed.value_or(-1) >= 0;
     const qint64 used = isUsedKnown ? *self.quotaUsed : SumOfSizes(collection.Members(job));
     return QuotaFrom(used, self.quotaAvailable);

@@ -17,6 +17,7 @@ namespace {
 
 constexpr int kMostRedirects = 5;
 constexpr qint64 kLargestAnswer = qint64{1024} * 1024 * 1024; // to a PROPFIND
+constexpr int kLargestChangeAnswer = 64 * 1024;
 
 HttpSettings SettingsOf(const OAuth2::AuthInfo& authInfo, const WebDavAddress& address,
                         const NetworkLimits& limits)
@@ -34,6 +35,27 @@ bool HasControlCharacter(const QByteArray& text)
 {
     return std::any_of(text.begin(), text.end(),
                        [](unsigned char byte) { return byte < 0x20 || byte == 0x7f; });
+}
+
+/// The failure that a multi-status tells of, its cause before what merely depended on it (424). 207 when it
+/// tells of none or cannot be read: then it has to be asked what has become of the change.
+int StatusInside(const QByteArray& multiStatus)
+{
+    constexpr int kFailedDependency = 424;
+    const auto rank = [](int status) { return status < 300 ? 0 : status == kFailedDependency ? 1 : 2; };
+    try {
+        MultiStatusReader reader;
+        reader.Add(multiStatus.constData(), static_cast<std::size_t>(multiStatus.size()));
+        const auto resources = reader.Finish();
+        const auto decisive =
+            std::max_element(resources.begin(), resources.end(), [&](const auto& left, const auto& right) {
+                return rank(left.status) < rank(right.status);
+            });
+        const bool isFailure = decisive != resources.end() && rank(decisive->status) > 0;
+        return isFailure ? decisive->status : 207;
+    } catch (const CloudError&) {
+        return 207;
+    }
 }
 
 double Jitter()
@@ -196,6 +218,20 @@ HttpResponse WebDavServer::Put(const QByteArray& path, qint64 size, const HttpBo
 HttpResponse WebDavServer::Change(const HttpRequest& request, Job& job)
 {
     return m_client.Send(request, job);
+}
+
+HttpResponse WebDavServer::ChangeResources(const HttpRequest& request, Job& job)
+{
+    QByteArray body;
+    const auto keep = [&body](const HttpResponse& head, const char* data, std::size_t size) {
+        const auto room = head.status == 207 ? kLargestChangeAnswer - body.size() : 0;
+        body.append(data, std::min(room, static_cast<int>(size)));
+    };
+    auto answer = m_client.Receive(request, keep, job);
+    if (answer.status == 207) {
+        answer.status = StatusInside(body);
+    }
+    return answer;
 }
 
 bool WebDavServer::WaitToRepeat(int repetitions, const HttpResponse& answer, Job& job) const

@@ -53,6 +53,11 @@ public:
     /// Asks once for a change, and returns any answer.
     HttpResponse Change(const HttpRequest& request, Job& job);
 
+    /// Asks once for a change of whole resources (MOVE, DELETE), and returns any answer. A multi-status is
+    /// read: the failure that it tells of takes the place of 207 (RFC 4918 §9.6.1, §9.9.4). 207 stays when it
+    /// tells of none.
+    HttpResponse ChangeResources(const HttpRequest& request, Job& job);
+
     /// The beginning of a request to be handed to Change.
     [[nodiscard]] HttpRequest ChangeOf(const QByteArray& method, const QByteArray& path) const;
 

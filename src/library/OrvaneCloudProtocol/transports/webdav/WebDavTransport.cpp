@@ -82,7 +82,8 @@ public:
         , temporaries(collection, CloudOf(authInfo, address), cache)
         , localTemporaries(cache / "temporaries")
         , hashes(cache / "transferred-hashes.sqlite", CloudOf(authInfo, address))
-        , uploads{collection, temporaries, seen}
+        , traits(CloudOf(authInfo, address), cache)
+        , uploads{collection, temporaries, seen, traits}
     {}
 
     [[nodiscard]] DocumentVersion VersionOf(const std::string& name, const DavResource& resource);
@@ -113,6 +114,7 @@ public:
     Support::TemporaryJournal localTemporaries;
     TransferredHashes hashes;
     SeenVersions seen;
+    KnownTraits traits;
     UploadContext uploads;
 };
 
@@ -174,7 +176,7 @@ DocumentReceiver::Received WebDavTransport::Private::ReceiveOnce(const std::stri
     if (expected.size.value_or(0) > sizeLimit) {
         throw Error(FailureCode::InvalidDocument, DocumentIdOf(name), QStringLiteral("is too large to show"));
     }
-    auto received = DocumentReceiver(server, collection.PathOf(name), part, sizeLimit).Run(job);
+    auto received = DocumentReceiver(server, traits, collection.PathOf(name), part, sizeLimit).Run(job);
     const bool isExpected = received.isSizeProven && expected.HasTagOf(received.version);
     // Another version than expected, or the server says too little: it has to be asked.
     const auto version = isExpected ? expected : Look(name, job);
@@ -332,7 +334,7 @@ void WebDavTransport::Remove(const QString& id, Job& job)
 
 Transport::QuotaValue WebDavTransport::Quota(Job& job)
 {
-    return QuotaOf(d->collection, job);
+    return QuotaOf(d->collection, d->traits, job);
 }
 
 QString WebDavTransport::VersionTag(const QString& id, Job& job)

@@ -7,6 +7,7 @@
 #include <OrvaneCloudProtocol/transports/http/RetryPolicy.h>
 #include <OrvaneCloudProtocol/transports/webdav/Md5Note.h>
 #include <OrvaneCloudProtocol/transports/webdav/PropertyRequests.h>
+#include <OrvaneCloudProtocol/transports/webdav/ServerProbe.h>
 #include <support/Md5.h>
 #include <support/PathText.h>
 
@@ -45,6 +46,8 @@ WebDavUpload::Stored WebDavUpload::Run(Job& job)
     } else {
         RequireNameOfNewDocument(m_upload.source);
     }
+    m_context.traits.Require(
+        [this](Job& asking) { return ServerProbe(m_collection, m_context.temporaries, asking).Run(); }, job);
     for (int races = 0; races < kMostRaces; ++races) {
         if (const auto stored = TryOnce(job)) {
             return *stored;
@@ -70,7 +73,11 @@ std::optional<WebDavUpload::Stored> WebDavUpload::TryOnce(Job& job)
     Sent sent;
     const auto temporary = Send(sent, job);
     const auto name = MoveIntoPlace(temporary->Name(), job);
-    m_context.seen.Note(name, DocumentVersion::Of(sent.resource, sent.md5));
+    if (m_context.traits.Has(&ServerTraits::keepsTagOnMove)) {
+        m_context.seen.Note(name, DocumentVersion::Of(sent.resource, sent.md5));
+    } else {
+        m_context.seen.Forget(name);
+    }
     try {
         job.ThrowIfCanceled();
         LetRivalsFinish(job);
@@ -88,9 +95,10 @@ std::optional<WebDavUpload::Stored> WebDavUpload::TryOnce(Job& job)
 std::unique_ptr<WebDavUpload::Temporary> WebDavUpload::Send(Sent& sent, Job& job)
 {
     for (int repetitions = 0;; ++repetitions) {
-        ProveSignInBeforeLargeBody(SourceFile(m_upload.source, FileSide::Local).Size(), job);
+        const qint64 size = SourceFile(m_upload.source, FileSide::Local).Size();
+        ProveSignInBeforeLargeBody(size, job);
         // A fresh name each time: an earlier request may still be under way at the server.
-        auto temporary = std::make_unique<Temporary>(m_context.temporaries, job);
+        auto temporary = std::make_unique<Temporary>(m_context.temporaries, size, job);
         const auto outcome = Put(*temporary, sent, job);
         if (!outcome.trouble || HasArrivedAllTheSame(temporary->Name(), sent, job)) {
             Verify(temporary->Name(), sent, job);
@@ -112,8 +120,9 @@ WebDavUpload::PutOutcome WebDavUpload::Put(Temporary& temporary, Sent& sent, Job
     const auto request = server.ChangeOf("PUT", path);
     const auto body = [&](const HttpBodyWriter& write) { sent.md5 = source.ReadInto(write, job).toLatin1(); };
     try {
+        temporary.RecordStart();
         const auto answer = server.Put(path, sent.size, body, job);
-        temporary.NoteAnswer();
+        temporary.RecordAnswer(answer.status);
         if (answer.IsSuccess()) {
             return {};
         }
@@ -156,8 +165,7 @@ void WebDavUpload::Verify(const std::string& temporary, Sent& sent, Job& job)
         throw CloudError(
             FailureCode::Protocol,
             QStringLiteral("the server says that it has stored the file, and has kept %1 of %2 bytes")
-                .arg(found ? found->size.value_or(0) : 0)
-                .arg(sent.size));
+                .arg(QString::number(found ? found->size.value_or(0) : 0), QString::number(sent.size)));
     }
     if (!found->serverMd5.isEmpty() && found->serverMd5 != sent.md5) {
         throw CloudError(FailureCode::Protocol,
@@ -169,19 +177,12 @@ void WebDavUpload::Verify(const std::string& temporary, Sent& sent, Job& job)
 void WebDavUpload::LeaveNote(const std::string& name, Sent& sent, Job& job)
 {
     const auto note = Md5NoteOf(sent.md5, sent.size, sent.resource.entityTag);
-    if (!m_context.keepsNotes || note.isEmpty() || !sent.resource.serverMd5.isEmpty()) {
+    const bool isKept = m_context.traits.Has(&ServerTraits::keepsProperties);
+    if (!isKept || note.isEmpty() || !sent.resource.serverMd5.isEmpty()) {
         return;
     }
-    auto request = m_collection.Server().ChangeOf("PROPPATCH", m_collection.PathOf(name));
-    request.headers.push_back("Content-Type: text/xml; charset=utf-8");
-    request.body = ProppatchOfMd5Note(note);
     try {
-        const auto answer = m_collection.Server().Change(request, job);
-        const bool isRefused =
-            answer.status == 403 || answer.status == 405 || answer.status == 415 || answer.status == 501;
-        if (isRefused) {
-            m_context.keepsNotes = false;
-        }
+        const auto answer = m_collection.SetMd5Note(name, note, job);
         sent.note = answer.status == 207 ? note : QByteArray();
     } catch (const NetworkError&) { // the document is worth more than the note
     }
@@ -197,9 +198,8 @@ std::string WebDavUpload::MoveIntoPlace(const std::string& temporary, Job& job)
     for (; m_number <= kMostNamesTried; ++m_number) {
         job.ThrowIfCanceled();
         const auto name = NumberedName(m_upload.source.filename().string(), m_number);
-        const KeyedMutex::Lock turn(m_context.finalNames, name, job);
-        const auto outcome = m_collection.Move(temporary, name, WebDavCollection::Overwrite::No, job);
-        if (outcome == WebDavCollection::MoveOutcome::Moved) {
+        const KeyedMutex::Lock lock(m_context.finalNames, name, job);
+        if (TakesName(temporary, name, job)) {
             return name;
         }
     }
@@ -207,18 +207,53 @@ std::string WebDavUpload::MoveIntoPlace(const std::string& temporary, Job& job)
                    QStringLiteral("this name and its numbered forms are all taken"));
 }
 
+bool WebDavUpload::TakesName(const std::string& temporary, const std::string& name, Job& job)
+{
+    // A server that does not keep the rule (XRootD) replaces what is there: nothing but a look protects it.
+    const bool isRuleKept = m_context.traits.Has(&ServerTraits::keepsOverwriteRule);
+    if (!isRuleKept && m_collection.Find(name, job)) {
+        return false;
+    }
+    const auto outcome = m_collection.Move(temporary, {name, WebDavCollection::Overwrite::No, {}}, job);
+    if (outcome == WebDavCollection::MoveOutcome::Replaced &&
+        m_context.traits.Has(&ServerTraits::reportsCreation)) {
+        m_context.traits.Contradict(&ServerTraits::keepsOverwriteRule);
+    }
+    return outcome != WebDavCollection::MoveOutcome::Refused;
+}
+
 void WebDavUpload::ReplaceWith(const std::string& temporary, Job& job)
 {
     RequireReplaceable(job); // sending took its time
-    (void)m_collection.Move(temporary, m_replacedName, WebDavCollection::Overwrite::Yes, job);
+    const auto tag = m_replacedVersion->TagForConditions();
+    if (tag.isEmpty() || !m_context.traits.Has(&ServerTraits::honoursIfOnMove)) {
+        ReplaceUnconditionally(temporary, job);
+        return;
+    }
+    const auto outcome =
+        m_collection.Move(temporary, {m_replacedName, WebDavCollection::Overwrite::Yes, tag}, job);
+    if (outcome == WebDavCollection::MoveOutcome::Refused) {
+        RequireReplaceable(job);
+        m_context.traits.Contradict(&ServerTraits::honoursIfOnMove); // it is still the version that we named
+        ReplaceUnconditionally(temporary, job);
+    }
 }
 
-// Some servers let two moves to the same new name succeed (Apache's mod_dav_fs looks for it first and renames
-// then). Whoever was so close must have ended before it is looked who has won; that they are close is likely
-// where names before this one were taken.
+void WebDavUpload::ReplaceUnconditionally(const std::string& temporary, Job& job)
+{
+    const auto outcome =
+        m_collection.Move(temporary, {m_replacedName, WebDavCollection::Overwrite::Yes, {}}, job);
+    if (outcome == WebDavCollection::MoveOutcome::Refused) {
+        throw Conflict(m_replacedName, QStringLiteral("the server refuses to replace it"));
+    }
+}
+
+// Some servers let two moves to the same name succeed (Apache's mod_dav_fs looks first and renames then).
+// Wait until a competing MOVE has finished before checking whose document it is. There is likely to be one
+// where names before this one were taken, and where a document is replaced that others know, too.
 void WebDavUpload::LetRivalsFinish(Job& job) const
 {
-    if (m_number > 1) {
+    if (m_number > 1 || IsReplacement()) {
         job.Sleep(m_collection.Server().Limits().firstRetry / 8);
     }
 }
@@ -239,7 +274,10 @@ std::optional<WebDavUpload::Stored> WebDavUpload::Confirm(const std::string& nam
         return std::nullopt;
     }
     if (!sent.note.isEmpty() && found->md5Note != sent.note) {
-        m_context.keepsNotes = false;
+        m_context.traits.Contradict(&ServerTraits::keepsProperties);
+    }
+    if (!DocumentVersion::Of(*found).HasTagOf(DocumentVersion::Of(sent.resource))) {
+        m_context.traits.Contradict(&ServerTraits::keepsTagOnMove);
     }
     m_context.seen.Note(name, DocumentVersion::Of(*found, sent.md5));
     return Stored{name, *found, sent.md5};
@@ -284,9 +322,9 @@ bool WebDavUpload::IsUndone(const std::string& name, const Sent& sent, Job& job)
         if (!found || OwnerOf(*found, sent) == Owner::SomebodyElse) {
             return true;
         }
-        const auto tag = DocumentVersion::Of(*found).StrongEntityTag();
-        return OwnerOf(*found, sent) == Owner::Us &&
-               m_collection.TakeAway(name, tag, job) != WebDavCollection::Removal::Failed;
+        const auto isOurs = [&sent](const DavResource& now) { return OwnerOf(now, sent) == Owner::Us; };
+        return isOurs(*found) &&
+               m_collection.DeleteOwn(name, isOurs, job) != WebDavCollection::Removal::Failed;
     } catch (const CloudError&) {
         return false;
     }

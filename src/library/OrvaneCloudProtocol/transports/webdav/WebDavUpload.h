@@ -3,11 +3,10 @@
 #include <OrvaneCloudProtocol/transports/Transport.h>
 #include <OrvaneCloudProtocol/transports/webdav/DocumentVersion.h>
 #include <OrvaneCloudProtocol/transports/webdav/KeyedMutex.h>
+#include <OrvaneCloudProtocol/transports/webdav/KnownTraits.h>
 #include <OrvaneCloudProtocol/transports/webdav/RemoteTemporaries.h>
 #include <OrvaneCloudProtocol/transports/webdav/SeenVersions.h>
 #include <OrvaneCloudProtocol/transports/webdav/WebDavCollection.h>
-
-#include <atomic>
 
 namespace Orvane::Social {
 
@@ -17,8 +16,8 @@ struct UploadContext
     WebDavCollection& collection;
     RemoteTemporaries& temporaries;
     SeenVersions& seen;
-    KeyedMutex finalNames{};              ///< one move to a name at a time
-    std::atomic<bool> keepsNotes{true}; ///< whether the server has kept every property of ours so far
+    KnownTraits& traits;
+    KeyedMutex finalNames{}; ///< one move to a name at a time
 };
 
 /// One upload: to a temporary name, checked there, then moved to its final one and looked at again. Servers
@@ -79,7 +78,9 @@ private:
     void Verify(const std::string& temporary, Sent& sent, Job& job);
 
     [[nodiscard]] std::string MoveIntoPlace(const std::string& temporary, Job& job);
+    [[nodiscard]] bool TakesName(const std::string& temporary, const std::string& name, Job& job);
     void ReplaceWith(const std::string& temporary, Job& job);
+    void ReplaceUnconditionally(const std::string& temporary, Job& job);
     void LetRivalsFinish(Job& job) const;
     void LeaveNote(const std::string& name, Sent& sent, Job& job);
     [[nodiscard]] std::optional<Stored> Confirm(const std::string& name, const Sent& sent, Job& job);

@@ -1,0 +1,141 @@
+#include <OrvaneCloudProtocol/transports/webdav/ServerProbe.h>
+
+#include <OrvaneCloudProtocol/transports/http/NetworkError.h>
+#include <OrvaneCloudProtocol/transports/webdav/Md5Note.h>
+#include <OrvaneCloudProtocol/transports/webdav/PropertyRequests.h>
+
+namespace Orvane::Social {
+
+namespace {
+
+using Overwrite = WebDavCollection::Overwrite;
+
+// Of different sizes, so that they can be told apart on a server without entity tags.
+constexpr std::string_view kShort = "%PDF-1.4";
+constexpr std::string_view kLong = "%PDF-1.4 %%EOF";
+
+const QByteArray kAnyMd5 = "d41d8cd98f00b204e9800998ecf8427e";
+const QByteArray kWrongTag = "\"orvane-cloud-no-such-version\"";
+
+} // namespace
+
+ServerProbe::ServerProbe(WebDavCollection& collection, RemoteTemporaries& temporaries, Job& job)
+    : m_collection(collection)
+    , m_temporaries(temporaries)
+    , m_job(job)
+{}
+
+ServerTraits ServerProbe::Run()
+{
+    ServerTraits traits;
+    SendBoth();
+    traits.keepsOverwriteRule = KeepsOverwriteRule();
+    if (!traits.keepsOverwriteRule) {
+        SendBoth();
+    }
+    traits.honoursIfOnMove = HonoursIf();
+    TryFreeName(traits);
+    traits.keepsProperties = KeepsProperties();
+    traits.servesRanges = ServesRanges();
+    traits.tellsQuota = TellsQuota();
+    return traits;
+}
+
+ServerProbe::Sample ServerProbe::Send(std::string_view content)
+{
+    const auto size = static_cast<qint64>(content.size());
+    Sample sample{content, std::make_unique<Temporary>(m_temporaries, size, m_job)};
+    const auto path = m_collection.PathOf(sample.temporary->Name());
+    const auto body = [content](const HttpBodyWriter& write) { write(content.data(), content.size()); };
+    sample.temporary->RecordStart();
+    const auto answer = m_collection.Server().Put(path, size, body, m_job);
+    sample.temporary->RecordAnswer(answer.status);
+    if (!answer.IsSuccess()) {
+        throw StatusError(m_collection.Server().ChangeOf("PUT", path), answer);
+    }
+    return sample;
+}
+
+void ServerProbe::SendBoth()
+{
+    m_first = Send(kShort);
+    m_second = Send(kLong);
+}
+
+DavResource ServerProbe::Look(const Sample& sample)
+{
+    const auto& name = sample.temporary->Name();
+    return m_collection.RequiredDocument(name, m_collection.Find(name, m_job));
+}
+
+bool ServerProbe::IsSecondReplaced(Overwrite overwrite, const QByteArray& requiredTag)
+{
+    const auto& to = m_second.temporary->Name();
+    try {
+        (void)m_collection.Move(m_first.temporary->Name(), {to, overwrite, requiredTag}, m_job);
+    } catch (const StatusError&) { // a refusal, too: what counts is what is there
+    }
+    if (Look(m_second).size != static_cast<qint64>(m_first.content.size())) {
+        return false;
+    }
+    m_first.temporary->Release();
+    m_second.content = m_first.content;
+    return true;
+}
+
+bool ServerProbe::KeepsOverwriteRule()
+{
+    return !IsSecondReplaced(Overwrite::No, {});
+}
+
+// A server that refuses every condition is of no more use than one that heeds none.
+bool ServerProbe::HonoursIf()
+{
+    const auto tag = DocumentVersion::Of(Look(m_second)).TagForConditions();
+    return !tag.isEmpty() && !IsSecondReplaced(Overwrite::Yes, kWrongTag) &&
+           IsSecondReplaced(Overwrite::Yes, tag);
+}
+
+void ServerProbe::TryFreeName(ServerTraits& traits)
+{
+    const auto before = DocumentVersion::Of(Look(m_second));
+    const auto size = static_cast<qint64>(m_second.content.size());
+    Sample moved{m_second.content, std::make_unique<Temporary>(m_temporaries, size, m_job)};
+    moved.temporary->RecordStart();
+    const auto outcome =
+        m_collection.Move(m_second.temporary->Name(), {moved.temporary->Name(), Overwrite::No, {}}, m_job);
+    m_second.temporary->Release();
+    m_second = std::move(moved);
+    traits.reportsCreation = outcome == WebDavCollection::MoveOutcome::Created;
+    traits.keepsTagOnMove = DocumentVersion::Of(Look(m_second)).HasTagOf(before);
+}
+
+bool ServerProbe::KeepsProperties()
+{
+    const auto note = Md5NoteOf(kAnyMd5, 0, kWrongTag);
+    (void)m_collection.SetMd5Note(m_second.temporary->Name(), note, m_job);
+    return Look(m_second).md5Note == note;
+}
+
+bool ServerProbe::ServesRanges()
+{
+    std::string received;
+    const auto keep = [&received](const HttpResponse&, const char* data, std::size_t size) {
+        received.append(data, std::min(size, kLong.size()));
+    };
+    std::vector<QByteArray> headers{"Range: bytes=5-"};
+    const auto tag = DocumentVersion::Of(Look(m_second)).StrongEntityTag();
+    if (!tag.isEmpty()) {
+        headers.push_back("If-Range: " + tag);
+    }
+    const auto path = m_collection.PathOf(m_second.temporary->Name());
+    const auto answer = m_collection.Server().Get(path, headers, keep, m_job);
+    return answer.status == 206 && received == m_second.content.substr(5);
+}
+
+bool ServerProbe::TellsQuota()
+{
+    return m_collection.Self(PropfindForQuota(), m_job).quotaUsed.value_or(-1) >= 0;
+}
+
+} // namespace Orvane::Social

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <OrvaneCloudProtocol/transports/webdav/RemoteTemporaries.h>
+#include <OrvaneCloudProtocol/transports/webdav/ServerTraits.h>
+#include <OrvaneCloudProtocol/transports/webdav/WebDavCollection.h>
+
+#include <string_view>
+
+namespace Orvane::Social {
+
+/// Learns what a server keeps to by trying it, on temporaries of a few bytes, and by looking at what has
+/// become of them each time: what a server says of itself is not believed. About twenty requests.
+class ServerProbe
+{
+public:
+    ServerProbe(WebDavCollection& collection, RemoteTemporaries& temporaries, Job& job);
+
+    /// Throws CloudError when the server cannot be tried, for example because it stores nothing.
+    [[nodiscard]] ServerTraits Run();
+
+private:
+    using Temporary = RemoteTemporaries::Temporary;
+
+    /// One of the temporaries, and what should be in it.
+    struct Sample
+    {
+        std::string_view content;
+        std::unique_ptr<Temporary> temporary;
+    };
+
+    [[nodiscard]] Sample Send(std::string_view content);
+    void SendBoth();
+    [[nodiscard]] DavResource Look(const Sample& sample);
+
+    /// Tries to move the first sample to the name of the second, and returns whether that has happened.
+    [[nodiscard]] bool IsSecondReplaced(WebDavCollection::Overwrite overwrite, const QByteArray& requiredTag);
+    [[nodiscard]] bool KeepsOverwriteRule();
+    [[nodiscard]] bool HonoursIf();
+    void TryFreeName(ServerTraits& traits);
+    [[nodiscard]] bool KeepsProperties();
+    [[nodiscard]] bool ServesRanges();
+    [[nodiscard]] bool TellsQuota();
+
+    WebDavCollection& m_collection;
+    RemoteTemporaries& m_temporaries;
+    Job& m_job;
+    Sample m_first;
+    Sample m_second;
+};
+
+} // namespace Orvane::Social

@@ -1,0 +1,188 @@
+#include "support/ProtocolClouds.h"
+#include "support/ScriptedServer.h"
+
+#include <OrvaneCloudProtocol/transports/webdav/KnownTraits.h>
+#include <OrvaneCloudProtocol/transports/webdav/WebDavTransport.h>
+
+#include <gmock/gmock.h>
+
+namespace Orvane::Social {
+namespace {
+
+using Fault = Tests::ScriptedServer::Fault;
+
+/// A scripted server, a client signed in to it, and a document "old.pdf" that it has listed.
+class ServerTraitsTest : public testing::Test
+{
+protected:
+    ServerTraitsTest()
+    {
+        server.documents["old.pdf"] = "old";
+        Testing::Write(local.Path() / "new.pdf", "new bytes");
+        Open();
+    }
+
+    void Open()
+    {
+        cloud = std::make_unique<WebDavTransport>(OAuth2::AuthInfo(),
+                                                  *WebDavAddress::Parse(server.origin + "/dav/"), cache,
+                                                  NetworkLimits{limit, limit, limit, limit, limit / 600, 2});
+        cloud->SignIn(QStringLiteral("secret"), job);
+        (void)cloud->List(job);
+    }
+
+    KnownTraits Traits() const { return {'\0' + QByteArray::fromStdString(server.origin + "/dav/"), cache}; }
+
+    /// The id of the stored document, or the code of the failure in decimal.
+    std::string Store(const QString& replacedId = {})
+    {
+        return Outcome([&] {
+            return cloud->Store({local.Path() / "new.pdf", replacedId, {}}, job).id.toStdString();
+        });
+    }
+    std::string Remove()
+    {
+        return Outcome([&] { return cloud->Remove(kOld, job), std::string("removed"); });
+    }
+    static std::string Outcome(const std::function<std::string()>& step)
+    {
+        try {
+            return step();
+        } catch (const CloudError& error) {
+            return Code(error.GetFailure().code);
+        }
+    }
+    static std::string Code(FailureCode code) { return std::to_string(static_cast<int>(code)); }
+
+    /// How many requests with this method the server has heard.
+    int Heard(const QByteArray& method) const { return server.heard.count(method + " /dav/"); }
+
+    void SetFault(Fault fault, const char* method, int times = 1)
+    {
+        std::tie(fault.method, fault.times) = std::tuple(method, times);
+        server.faults.push_back(fault);
+    }
+    static Fault Says(const QByteArray& status, const QByteArray& body = {})
+    {
+        return {{}, "HTTP/1.1 " + status + "\r\nContent-Length: @\r\n\r\n" + body, false};
+    }
+
+    const QString kOld = QStringLiteral("old.pdf");
+    const NetworkLimits::Milliseconds limit{600};
+    Tests::ScriptedServer server;
+    const Testing::TemporaryFolder local;
+    const std::filesystem::path cache = local.Path() / "cache";
+    Job job;
+    std::unique_ptr<WebDavTransport> cloud;
+};
+
+TEST_F(ServerTraitsTest, AreLearntOnceAndAgainWhenTheyAreOldOrContradicted)
+{
+    for (const bool keepsRule : {true, false}) {
+        for (const bool honoursIf : {true, false}) {
+            server.keepsOverwriteRule = keepsRule;
+            server.honoursIf = honoursIf;
+            cloud.reset();
+            std::filesystem::remove_all(cache);
+            Open();
+            Store();
+            const auto traits = *Traits().Find();
+            EXPECT_EQ(traits.keepsOverwriteRule, keepsRule);
+            EXPECT_EQ(traits.honoursIfOnMove, honoursIf);
+            EXPECT_TRUE(traits.reportsCreation && traits.keepsTagOnMove && traits.servesRanges);
+            EXPECT_FALSE(traits.keepsProperties || traits.tellsQuota) << "the server only says so";
+        }
+    }
+    const auto requestsOfOneUpload = [this] {
+        Open();
+        const int before = Heard("PUT");
+        Store();
+        return Heard("PUT") - before;
+    };
+    EXPECT_EQ(requestsOfOneUpload(), 1) << "a later client with the same cache";
+    using std::chrono::hours;
+    Traits().Remember(*Traits().Find(), KnownTraits::Clock::now() - hours(7 * 24 + 1));
+    EXPECT_GT(requestsOfOneUpload(), 1);
+    Traits().Remember(*Traits().Find(), KnownTraits::Clock::now() - hours(2));
+    Traits().Contradict(&ServerTraits::servesRanges);
+    EXPECT_GT(requestsOfOneUpload(), 1);
+    EXPECT_TRUE(Traits().Has(&ServerTraits::servesRanges));
+    Testing::Write(cache / "servers" / *Tests::NamesIn(cache / "servers").begin(), "{\"learntAt\": 1");
+    EXPECT_EQ(Traits().Find(), std::nullopt);
+}
+
+TEST_F(ServerTraitsTest, WithoutTheOverwriteRuleATakenNameStaysWithItsDocument)
+{
+    server.keepsOverwriteRule = false;
+    server.documents["new.pdf"] = "of somebody else";
+    EXPECT_EQ(Store(), "new (2).pdf");
+    EXPECT_EQ(server.documents["new.pdf"], "of somebody else");
+}
+
+TEST_F(ServerTraitsTest, ADocumentThatIsReplacedInTheSameMomentByAnotherClientIsKept)
+{
+    server.honoursIf = true;
+    ASSERT_EQ(Store(), "new.pdf");
+    server.onRequest = [this](const QByteArray& method, const QByteArray&) {
+        if (method == "MOVE")
+            server.documents["old.pdf"] = "of somebody else";
+    };
+    EXPECT_EQ(Store(kOld), Code(FailureCode::Conflict));
+    EXPECT_EQ(server.documents["old.pdf"], "of somebody else");
+}
+
+TEST_F(ServerTraitsTest, AServerThatRefusesItsOwnTagsIsStillOfUse)
+{
+    server.honoursIf = true;
+    ASSERT_EQ(Store(), "new.pdf");
+    SetFault(Says("412"), "MOVE");
+    EXPECT_EQ(Store(kOld), "old.pdf");
+    EXPECT_EQ(server.documents["old.pdf"], "new bytes");
+    EXPECT_FALSE(Traits().Has(&ServerTraits::honoursIfOnMove));
+    SetFault(Says("412"), "DELETE");
+    EXPECT_EQ(Remove(), "removed");
+    EXPECT_FALSE(server.documents.contains("old.pdf"));
+}
+
+TEST_F(ServerTraitsTest, AFailureInsideAMultiStatusCounts)
+{
+    const auto says = [](const QByteArray& status) {
+        return Says("207", "<multistatus xmlns=\"DAV:\"><response><href>/dav/a</href>"
+                           "<status>HTTP/1.1 424 Failed Dependency</status></response><response>"
+                           "<href>/dav/b</href><status>HTTP/1.1 " +
+                               status + " x</status></response></multistatus>");
+    };
+    ASSERT_EQ(Store(), "new.pdf");
+    server.documents.remove("new.pdf");
+    SetFault(says("412"), "MOVE");
+    EXPECT_EQ(Store(), "new (2).pdf") << "the server has said that the first name is taken";
+    SetFault(says("507"), "MOVE");
+    EXPECT_EQ(Store(), Code(FailureCode::QuotaExceeded));
+    SetFault(says("403"), "DELETE");
+    EXPECT_EQ(Remove(), Code(FailureCode::Refused));
+    SetFault({{}, Says("207", "no multi-status").to}, "DELETE");
+    EXPECT_EQ(Remove(), "removed") << "it has been asked what has become of it";
+}
+
+TEST_F(ServerTraitsTest, NothingIsDeletedWithoutALook)
+{
+    Traits().Remember({});
+    Open();
+    const int before = Heard("DELETE");
+    SetFault(Says("405"), "PUT", 100);
+    EXPECT_EQ(Store(), Code(FailureCode::Refused)) << "a refusal has stored nothing";
+
+    server.faults.clear();
+    const Fault isACollection{"<resourcetype></resourcetype>", "<resourcetype><collection/></resourcetype>"};
+    const Fault isTooLarge{"<getcontentlength>", "<getcontentlength>999"};
+    for (const auto& found : {isACollection, isTooLarge}) {
+        server.faults.clear();
+        SetFault({{}, {}, true, true, 0, Tests::ScriptedServer::Closes}, "PUT", 100);
+        SetFault(found, "PROPFIND", 100);
+        EXPECT_NE(Store(), "new.pdf");
+    }
+    EXPECT_EQ(Heard("DELETE"), before);
+}
+
+} // namespace
+} // namespace Orvane::Social
