@@ -2,6 +2,9 @@
 #include "support/ProtocolClient.h"
 #include "support/WebDavClouds.h"
 
+#include <QJsonDocument>
+#include <QJsonObject>
+
 namespace Orvane::Tests {
 namespace {
 
@@ -89,6 +92,26 @@ TEST_P(WebDavServers, ATokenThatIsWrongOrRevokedEndsTheSignInAndIsWrittenNowhere
     }
 }
 
+TEST_P(WebDavServers, AreFoundToBeAsTheyAre)
+{
+    const std::map<std::string, const char*> expected{
+        {"apache",
+         "honoursIfOnMove keepsOverwriteRule keepsProperties keepsTagOnMove reportsCreation servesRanges"},
+        {"rclone", "keepsOverwriteRule keepsTagOnMove reportsCreation servesRanges"}};
+    const WebDavCloud cloud(GetParam());
+    SignedInClient client(cloud);
+    Testing::Write(client.local.Path() / "a.pdf", "x");
+    EXPECT_EQ(FailureOf(client, client.Upload(client.local.Path() / "a.pdf")), std::nullopt);
+    const auto folder = client.CacheFolder() / "servers";
+    const auto learnt = QJsonDocument::fromJson(ReadFile(folder / *NamesIn(folder).begin()).value()).object();
+    QStringList traits;
+    for (auto trait = learnt.begin(); trait != learnt.end(); ++trait)
+        if (trait->toBool())
+            traits.append(trait.key());
+    EXPECT_EQ(traits.join(QLatin1Char(' ')).toStdString(), expected.at(GetParam()));
+    EXPECT_EQ(cloud.Names(), std::set<std::string>{"a.pdf"});
+}
+
 TEST_P(WebDavServers, AreSweptOfOldTemporariesOnly)
 {
     WebDavCloud cloud(GetParam());
@@ -128,6 +151,17 @@ TEST(WebDavServer, ThatRefusesAnUploadIsQuotedAndKeepsNothing)
             << place;
     }
     EXPECT_TRUE(cloud.Names().empty());
+}
+
+TEST(WebDavServer, ThatIgnoresTheRuleOnTakenNamesReplacesNothingAllTheSame)
+{
+    WebDavCloud cloud("apache");
+    cloud.Put("a.pdf", "of somebody else");
+    SignedInClient client(cloud, "loose");
+    Testing::Write(client.local.Path() / "a.pdf", "ours");
+    EXPECT_EQ(FailureOf(client, client.Upload(client.local.Path() / "a.pdf")), std::nullopt);
+    EXPECT_EQ(cloud.Names(), (std::set<std::string>{"a (2).pdf", "a.pdf"}));
+    EXPECT_EQ(cloud.Read("a.pdf"), QByteArray("of somebody else"));
 }
 
 TEST(WebDavServer, TellsOthersTheHashOfADocumentUntilSomebodyOverwritesIt)

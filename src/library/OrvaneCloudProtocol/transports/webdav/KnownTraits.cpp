@@ -20,6 +20,7 @@ using std::chrono::seconds;
 
 constexpr hours kWorthAWeek{7 * 24};
 constexpr hours kShortestInterval{1}; // between two times of asking a server that contradicts itself
+constexpr std::chrono::minutes kPauseAfterFailure{1};
 
 const QString kLearntAt = QStringLiteral("learntAt");
 
@@ -70,7 +71,8 @@ bool KnownTraits::IsDue() const
     const std::lock_guard lock(m_mutex);
     const auto& known = Read();
     const auto now = Clock::now();
-    return !known || now - known->learntAt > kWorthAWeek || known->learntAt > now;
+    const bool isKnown = known && known->learntAt <= now && now - known->learntAt <= kWorthAWeek;
+    return !isKnown && now >= m_nextTry;
 }
 
 void KnownTraits::Require(const Learn& learn, Job& job)
@@ -86,6 +88,8 @@ void KnownTraits::Require(const Learn& learn, Job& job)
         Remember(learn(job));
     } catch (const CloudError&) { // what follows meets the same trouble, and can name it better
         job.ThrowIfCanceled();
+        const std::lock_guard guard(m_mutex);
+        m_nextTry = Clock::now() + kPauseAfterFailure;
     }
 }
 

@@ -39,7 +39,8 @@ public:
 
     /// Calls @p learn when the traits are not known or due to be asked for again; of several callers at once
     /// one does so, and the others wait. When the server cannot be asked, what was known before still holds,
-    /// and the next caller tries again. Throws CloudError (Canceled) when the job is no longer wanted.
+    /// and a caller one minute later tries again. Throws CloudError (Canceled) when the job is no longer
+    /// wanted.
     void Require(const Learn& learn, Job& job);
 
     void Remember(const ServerTraits& traits, Clock::time_point now = Clock::now());
@@ -63,6 +64,7 @@ private:
     mutable std::mutex m_mutex; ///< for what follows
     mutable bool m_isRead = false;
     mutable std::optional<Known> m_known;
+    Clock::time_point m_nextTry;
 };
 
 } // namespace Orvane::Social

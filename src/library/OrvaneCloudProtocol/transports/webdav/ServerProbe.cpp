@@ -73,7 +73,8 @@ bool ServerProbe::IsSecondReplaced(Overwrite overwrite, const QByteArray& requir
     const auto& to = m_second.temporary->Name();
     try {
         (void)m_collection.Move(m_first.temporary->Name(), {to, overwrite, requiredTag}, m_job);
-    } catch (const StatusError&) { // a refusal, too: what counts is what is there
+    } catch (const CloudError&) { // whatever was answered, what counts is what is there
+        m_job.ThrowIfCanceled();
     }
     if (Look(m_second).size != static_cast<qint64>(m_first.content.size())) {
         return false;
