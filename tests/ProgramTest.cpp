@@ -110,7 +110,7 @@ TEST_F(ProgramTest, TakesAnyNameThereAndBackInALocaleWithoutUtf8)
     user.SetVariable("LC_ALL"_q, "de_DE"_q);
     user.SetVariable("ORVANE_CLOUD_DATA"_q, data);
     const QStringList names{"two words.pdf"_q, "100%.pdf"_q,      "a;b.pdf"_q, "%2e%2e.pdf"_q,
-                            "-n.pdf"_q,        "Übergröße.PDF"_q, "#1?.pdf"_q};
+                            "-n.pdf"_q,        "Übergröße.PDF"_q, "#1?.pdf"_q, "new%20%1 %4line.pdf"_q};
     for (const QString& name : names)
         user.Write(user.Work(name), PdfOf(name));
     QStringList ids;

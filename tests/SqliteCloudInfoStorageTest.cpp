@@ -142,6 +142,10 @@ TEST_F(SqliteCloudInfoStorageTest, RefusesWhatItMustNotOrCannotWriteAndLeavesItA
     ExpectRefusal(m_file, Reason::NewerVersion);
     EXPECT_TRUE(Read(m_file) == newer);
 
+    Write(m_file.string() + ".lock", "7\nheld by %2 %3\nelsewhere%1\n");
+    EXPECT_THAT([&] { Open(m_file); },
+                ThrowsMessage<StorageError>(HasSubstr("by held by %2 %3 (process 7 on elsewhere%1)")));
+
     const OrdinaryUser user;
     ASSERT_TRUE(user.IsBound());
     const auto readOnly = m_folder.Path() / "read-only.sqlite";

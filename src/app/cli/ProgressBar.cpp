@@ -37,12 +37,13 @@ QString ProgressBar::Render(const State& state, int width)
 {
     const int filled = kCells * qBound(0, state.percent, 100) / 100;
     const QString count =
-        state.count > 1 ? QStringLiteral("%1 of %2  ").arg(state.doneCount).arg(state.count) : QString();
+        state.count > 1
+            ? QStringLiteral("%1 of %2  ").arg(QString::number(state.doneCount), QString::number(state.count))
+            : QString();
     const QString bar =
         QStringLiteral("[%1%2] %3 %  %4")
-            .arg(QString(filled, QLatin1Char('#')), QString(kCells - filled, QLatin1Char('.')))
-            .arg(state.percent, 3)
-            .arg(count);
+            .arg(QString(filled, QLatin1Char('#')), QString(kCells - filled, QLatin1Char('.')),
+                 QString::number(state.percent).rightJustified(3), count);
     return Elided(bar + Elided(ToPrintable(state.text), width - bar.size()), width);
 }
 

@@ -61,7 +61,9 @@ std::string HolderOf(const QLockFile& lock)
     QString program;
     if (!lock.getLockInfo(&processId, &host, &program))
         return "another program";
-    return QStringLiteral("%1 (process %2 on %3)").arg(program).arg(processId).arg(host).toStdString();
+    return QStringLiteral("%1 (process %2 on %3)")
+        .arg(program, QString::number(processId), host)
+        .toStdString();
 }
 
 [[noreturn]] void FailToLock(const QLockFile& lock, const fs::path& file)

@@ -95,9 +95,9 @@ void WatchCommand::ShowStart()
 {
     if (std::exchange(m_isStartShown, true))
         return;
-    GetConsole().Tell(QStringLiteral("Watching the cloud (%1 listed now) every %2 s. Ctrl-C ends it.")
-                          .arg(m_rows.size())
-                          .arg(GetOptions().intervalInSeconds));
+    GetConsole().Tell(
+        QStringLiteral("Watching the cloud (%1 listed now) every %2 s. Ctrl-C ends it.")
+            .arg(QString::number(m_rows.size()), QString::number(GetOptions().intervalInSeconds)));
 }
 
 void WatchCommand::OnPreparationFailed(const Problem& problem)
