@@ -23,6 +23,21 @@ TEST(FileInfoTest, RecordAndCloudSideShareOnePreviewSetThatUpdatesDoNotClear)
     EXPECT_EQ(record.GetPreviewsSet(), previews);
 }
 
+TEST(FileInfoTest, WhatWasReadStaysWhenTheRecordChangesAndTheIdNeverDoes)
+{
+    static_assert(std::is_copy_constructible_v<FileInfo> && !std::is_copy_assignable_v<FileInfo>);
+    FileInfo record(CloudSide("abc", "a.pdf", 1, "old"));
+    record.SetPath("/old"_s, "old");
+    auto& cloudInfo = *record.GetRedactableCloudInfo();
+    const auto& path = record.GetPath();
+    const auto &hash = record.GetMd5Hash(), &lastHash = record.GetCloudHashBeforeChange();
+    const auto &name = cloudInfo.GetFileName(), &cloudHash = cloudInfo.GetMd5Hash();
+    record.UpdateCloudInfo(CloudSide("other", "new.pdf", 1, "new"));
+    record.SetPath("/new"_s, "new");
+    EXPECT_EQ(path.utf8string() + hash + lastHash + name + cloudHash, "/oldoldolda.pdfold");
+    EXPECT_EQ(record.GetId(), "abc");
+}
+
 TEST(FileInfoTest, StatusFollowsFromHashesAndTheLastSynchronisation)
 {
     struct Case

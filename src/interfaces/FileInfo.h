@@ -13,8 +13,8 @@
 namespace Orvane::PDF {
 
 /// One cloud document: its id, its cloud side, and its local copy. Shared as std::shared_ptr and changed in
-/// place by whoever holds it, on the thread of the event loop. Texts are UTF-8. A reference that a getter
-/// returns lives until the record is changed or destroyed.
+/// place by whoever holds it, on the thread of the event loop. Texts are UTF-8. A record can be copied but
+/// not assigned to, because its id never changes. The getters return copies.
 class ORVANE_INTERFACES_EXPORT FileInfo
 {
 public:
@@ -53,15 +53,15 @@ public:
                   const QUrl& downloadUrl, const QDateTime& createdAt, const QDateTime& modifyTime,
                   int lifeTime, const std::string& md5Hash);
 
-        [[nodiscard]] const std::string& GetId() const noexcept { return m_id; }
-        [[nodiscard]] const std::string& GetFileName() const noexcept { return m_fileName; }
+        [[nodiscard]] std::string GetId() const { return m_id; }
+        [[nodiscard]] std::string GetFileName() const { return m_fileName; }
         [[nodiscard]] unsigned long long GetSize() const noexcept { return m_size; }
         [[nodiscard]] bool IsPrivate() const noexcept { return m_isPrivate; }
         [[nodiscard]] QUrl GetDownloadUrl() const { return m_downloadUrl; }
         [[nodiscard]] QDateTime GetCreatedAt() const { return m_createdAt; }
         [[nodiscard]] QDateTime GetModifyTime() const { return m_modifyTime; }
         [[nodiscard]] int GetLifeTime() const noexcept { return m_lifeTime; }
-        [[nodiscard]] const std::string& GetMd5Hash() const noexcept { return m_md5Hash; }
+        [[nodiscard]] std::string GetMd5Hash() const { return m_md5Hash; }
 
         [[nodiscard]] PreviewsSet GetPreviewsSet() const { return m_previews; }
         void SetPreviewsSet(const PreviewsSet& previews) { m_previews = previews; }
@@ -90,10 +90,13 @@ public:
     /// A cloud-only document: the id is the cloud part's, there is no local copy.
     explicit FileInfo(const CloudInfo& cloudInfo);
 
-    [[nodiscard]] const std::string& GetId() const noexcept { return m_id; }
+    FileInfo(const FileInfo&) = default;
+    FileInfo& operator=(const FileInfo&) = delete;
+
+    [[nodiscard]] std::string GetId() const { return m_id; }
 
     /// The local copy's path, empty when there is none.
-    [[nodiscard]] const ioPath& GetPath() const noexcept { return m_path; }
+    [[nodiscard]] ioPath GetPath() const { return m_path; }
 
     /// Records a local copy and the MD5 of its content. When that is also the cloud's content, it becomes the
     /// hash of the last synchronisation.
@@ -103,13 +106,10 @@ public:
     void SetPath(const ioPath& path, const std::string& hash, const std::string& cloudHashBeforeChange);
 
     /// The local copy's MD5 as last set.
-    [[nodiscard]] const std::string& GetMd5Hash() const noexcept { return m_md5Hash; }
+    [[nodiscard]] std::string GetMd5Hash() const { return m_md5Hash; }
 
     /// The cloud's hash at the last synchronisation, empty when none is known.
-    [[nodiscard]] const std::string& GetCloudHashBeforeChange() const noexcept
-    {
-        return m_cloudHashBeforeChange;
-    }
+    [[nodiscard]] std::string GetCloudHashBeforeChange() const { return m_cloudHashBeforeChange; }
 
     /// The local copy's size in bytes, asked of the file system now; 0 when there is no local copy.
     [[nodiscard]] unsigned long long GetSize() const;
@@ -140,7 +140,7 @@ public:
 private:
     void NoteSynchronisation();
 
-    std::string m_id;
+    const std::string m_id;
     std::optional<CloudInfo> m_cloudInfo;
     ioPath m_path;
     std::string m_md5Hash;

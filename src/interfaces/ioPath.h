@@ -26,8 +26,8 @@ public:
     template <typename Text>
     static ioPath from(const Text& text) = delete;
 
-    /// The text. The reference lives as long as this path is neither changed nor destroyed.
-    [[nodiscard]] const std::string& utf8string() const noexcept { return m_utf8; }
+    /// A copy of the text.
+    [[nodiscard]] std::string utf8string() const { return m_utf8; }
 
     [[nodiscard]] bool empty() const noexcept { return m_utf8.empty(); }
 
@@ -47,12 +47,12 @@ ORVANE_INTERFACES_EXPORT ioPath ioPath::from<QString>(const QString& text);
 template <>
 ORVANE_INTERFACES_EXPORT ioPath ioPath::from<const QString&>(const QString& text);
 
-[[nodiscard]] inline bool operator==(const ioPath& left, const ioPath& right) noexcept
+[[nodiscard]] inline bool operator==(const ioPath& left, const ioPath& right)
 {
     return left.utf8string() == right.utf8string();
 }
 
-[[nodiscard]] inline bool operator!=(const ioPath& left, const ioPath& right) noexcept
+[[nodiscard]] inline bool operator!=(const ioPath& left, const ioPath& right)
 {
     return !(left == right);
 }

@@ -91,8 +91,9 @@ void OrvaneCloudFilesManager::Save()
         const auto& cloudInfo = file->GetRedactableCloudInfo();
         if (!cloudInfo)
             continue;
+        const auto id = file->GetId();
         for (const auto& [key, value] : StoredDocument::Write(*file, *cloudInfo))
-            m_storage->SetValue(file->GetId(), key, value);
+            m_storage->SetValue(id, key, value);
     }
 }
 
