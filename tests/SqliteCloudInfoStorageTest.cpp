@@ -7,6 +7,7 @@
 
 #include <SQLiteCpp/SQLiteCpp.h>
 #include <gmock/gmock.h>
+#include <sqlite3.h>
 
 #include <csignal>
 #include <random>
@@ -50,6 +51,13 @@ protected:
     std::function<void()> Executed(const char* statements) const
     {
         return [=] { SQLite::Database(m_file.string(), SQLite::OPEN_READWRITE).exec(statements); };
+    }
+
+    void Store(const Records& records) const
+    {
+        const auto storage = Open(m_file);
+        for (const auto& [id, record] : records)
+            storage->SetValue(id, "key", record.at("key"));
     }
 
     TemporaryFolder m_folder;
@@ -107,27 +115,102 @@ TEST_F(SqliteCloudInfoStorageTest, StoresABurstWithTheEventLoopAndKeepsOnTryingW
     EXPECT_EQ(Open(m_file)->LoadRecords(), all);
 }
 
-TEST_F(SqliteCloudInfoStorageTest, SetsAsideWhatIsNotAsItMadeItAndNothingElse)
+TEST_F(SqliteCloudInfoStorageTest, SetsAsideWhatIsNotAsItMadeItAndCarriesOverWhatItCanRead)
 {
-    const std::map<std::string, std::function<void()>> mishaps{
-        {"no database", [this] { Write(m_file, "hello"); }},
-        {"cut", [this] { fs::resize_file(m_file, fs::file_size(m_file) / 2); }},
-        {"another program's", Executed("PRAGMA application_id = 0")},
-        {"an older version", Executed("PRAGMA user_version = 0")},
+    struct Mishap
+    {
+        std::function<void()> happen;
+        std::size_t fewestCarriedOver;
     };
+    const auto spoilTwoPages = [this] {
+        auto bytes = Read(m_file);
+        for (const auto begin : {bytes.size() / 3, bytes.size() / 2})
+            bytes.replace(begin / 4096 * 4096, 4096, 4096, '\x5a');
+        Write(m_file, bytes);
+    };
+    const std::map<std::string, Mishap> mishaps{
+        {"no database", {[this] { Write(m_file, "hello"); }, 0}},
+        {"cut", {[this] { fs::resize_file(m_file, fs::file_size(m_file) / 2); }, 100}},
+        {"two pages", {spoilTwoPages, 270}},
+        {"another program's", {Executed("PRAGMA application_id = 0"), 0}},
+        {"an older version", {Executed("PRAGMA user_version = 0"), 0}},
+    };
+    Records all;
+    for (int number = 1000; number < 1300; ++number)
+        all["document " + std::to_string(number)]["key"] = std::string(300, '\x80') + std::to_string(number);
     std::set<std::string> useless, kept;
-    for (const auto& [mishap, happen] : mishaps) {
-        SCOPED_TRACE(mishap);
-        Open(m_file)->SetValue("a", "key", std::string(30'000, 'x'));
-        happen();
+    for (const auto& [name, mishap] : mishaps) {
+        SCOPED_TRACE(name);
+        fs::remove(m_file);
+        Store(all);
+        mishap.happen();
         useless.insert(Read(m_file));
         const auto fresh = Open(m_file);
+        const auto carriedOver = fresh->LoadRecords();
         EXPECT_THAT(fresh->Notice().toStdString(), HasSubstr(m_file.string() + ".damaged-"));
-        EXPECT_THAT(fresh->LoadRecords(), IsEmpty());
+        EXPECT_EQ(carriedOver.empty(), mishap.fewestCarriedOver == 0);
+        EXPECT_GE(carriedOver.size(), mishap.fewestCarriedOver);
+        EXPECT_TRUE(std::includes(all.begin(), all.end(), carriedOver.begin(), carriedOver.end()));
     }
     for (const auto& entry : fs::directory_iterator(m_file.parent_path()))
         kept.insert(Read(entry));
     EXPECT_TRUE(std::includes(kept.begin(), kept.end(), useless.begin(), useless.end()));
+}
+
+// A read of SQLite that fails once.
+struct FailingRead
+{
+    using Function = ssize_t (*)(int, void*, std::size_t, off_t);
+    static inline Function realRead = nullptr;
+    static inline int readsUntilFailure = 0;
+    static inline ssize_t result = 0;
+
+    static ssize_t Read(int file, void* bytes, std::size_t size, off_t offset)
+    {
+        if (--readsUntilFailure != 0)
+            return realRead(file, bytes, size, offset);
+        errno = EIO;
+        return result;
+    }
+
+    explicit FailingRead(int count, ssize_t failure)
+    {
+        readsUntilFailure = count;
+        result = failure;
+        for (const char* name : {"pread", "pread64"}) {
+            if (const auto read = m_system.xGetSystemCall(&m_system, name))
+                realRead = reinterpret_cast<Function>(read);
+            m_system.xSetSystemCall(&m_system, name,
+                                    reinterpret_cast<sqlite3_syscall_ptr>(&FailingRead::Read));
+        }
+    }
+    ~FailingRead() { m_system.xSetSystemCall(&m_system, nullptr, nullptr); }
+
+    sqlite3_vfs& m_system = *sqlite3_vfs_find(nullptr);
+};
+
+TEST_F(SqliteCloudInfoStorageTest, TakesNoReadErrorForDamage)
+{
+    Records all;
+    for (char id = 'a'; id <= 'z'; ++id)
+        all[{id}]["key"] = std::string(400, id);
+    Store(all);
+    const auto before = Read(m_file);
+    for (const ssize_t failure : {-1, 0}) {
+        for (int count = 1; FailingRead::readsUntilFailure <= 0; ++count) {
+            SCOPED_TRACE(std::to_string(failure) + " at read " + std::to_string(count));
+            const FailingRead failing(count, failure);
+            try {
+                EXPECT_EQ(Open(m_file)->LoadRecords(), all);
+            } catch (const StorageError& error) {
+                EXPECT_EQ(error.GetReason(), Reason::Unusable) << error.what();
+            }
+            EXPECT_TRUE(Read(m_file) == before);
+            for (const auto& entry : fs::directory_iterator(m_file.parent_path()))
+                ASSERT_THAT(entry.path().string(), Not(HasSubstr(".damaged")));
+        }
+        FailingRead::readsUntilFailure = 0;
+    }
 }
 
 TEST_F(SqliteCloudInfoStorageTest, RefusesWhatItMustNotOrCannotWriteAndLeavesItAlone)

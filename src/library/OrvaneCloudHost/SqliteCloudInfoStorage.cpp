@@ -1,5 +1,6 @@
 #include "SqliteCloudInfoStorage.h"
 
+#include "DamagedRecords.h"
 #include "PackedRecord.h"
 
 #include <support/Database.h>
@@ -118,6 +119,36 @@ Documents ReadDocuments(SQLite::Database& database)
     return documents;
 }
 
+// Returns how many documents were carried over.
+std::size_t CarryOver(SQLite::Database& damaged, SQLite::Database& fresh)
+{
+    const auto records = ReadDamagedRecords(damaged);
+    SQLite::Transaction transaction(fresh, SQLite::TransactionBehavior::IMMEDIATE);
+    Support::Statement insert(fresh, "INSERT INTO document_value VALUES (?, ?, ?)");
+    for (const auto& [id, record] : records) {
+        insert.Bind(1, id);
+        for (const auto& [key, value] : record) {
+            insert.Bind(2, key);
+            insert.Bind(3, value);
+            insert.Execute();
+        }
+    }
+    transaction.commit();
+    return records.size();
+}
+
+QString SetAsideNotice(const fs::path& file, const Support::OpenedDatabase& opened, std::size_t carriedOver)
+{
+    const auto rest = carriedOver == 0
+                          ? QStringLiteral("an empty list was begun")
+                          : QStringLiteral("the documents that could still be read (%1) were carried over "
+                                           "into a new list")
+                                .arg(carriedOver);
+    return QStringLiteral("The document list \"%1\" could not be used (%2). It was moved to \"%3\", and %4.")
+        .arg(Support::ToText(file), QString::fromStdString(opened.setAsideReason),
+             Support::ToText(opened.setAside), rest);
+}
+
 } // namespace
 
 class SqliteCloudInfoStorage::Private
@@ -176,18 +207,18 @@ SqliteCloudInfoStorage::Private::Private(const QString& databaseFile)
 
 void SqliteCloudInfoStorage::Private::Open()
 {
-    auto opened = Support::OpenDatabase(m_file, kSchema);
+    std::size_t carriedOver = 0;
+    auto opened = Support::OpenDatabase(m_file, kSchema,
+                                        [&carriedOver](SQLite::Database& damaged, SQLite::Database& fresh) {
+                                            carriedOver = CarryOver(damaged, fresh);
+                                        });
     m_database = std::move(opened.database);
     KeepToOurselves(*m_database);
     m_documents = ReadDocuments(*m_database);
     m_latest = m_documents.end();
     if (opened.setAside.empty())
         return;
-    m_notice = QStringLiteral(
-                   "The document list \"%1\" could not be used (%2). It was moved to \"%3\", and an empty "
-                   "list was begun.")
-                   .arg(Support::ToText(m_file), QString::fromStdString(opened.setAsideReason),
-                        Support::ToText(opened.setAside));
+    m_notice = SetAsideNotice(m_file, opened, carriedOver);
     LOG(ERROR) << m_notice.toStdString();
 }
 

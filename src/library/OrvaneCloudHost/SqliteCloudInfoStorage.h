@@ -23,8 +23,9 @@ class ORVANE_HOST_EXPORT SqliteCloudInfoStorage : public ICloudInfoStorage
 {
 public:
     /// Opens the file, and makes it, with its folder, when missing. A damaged file, or one of another
-    /// program, is moved aside first (see Notice). Throws StorageError; waits at most about 2 s for another
-    /// holder to let go.
+    /// program, is moved aside first, and what can be read of a damaged list is carried over (see Notice). A
+    /// file that cannot be read is not damaged: that throws, as all else that fails, StorageError. Waits at
+    /// most about 2 s for another holder to let go.
     explicit SqliteCloudInfoStorage(const QString& databaseFile);
 
     /// Writes what is pending. To learn whether that worked, call Flush before.
@@ -43,8 +44,8 @@ public:
     /// Writes what is pending now. False when that fails: see Problem.
     bool Flush();
 
-    /// A sentence for people when a damaged or foreign file stood in the way and was moved aside: why, and
-    /// where to. Empty otherwise.
+    /// A sentence for people when a damaged or foreign file stood in the way and was moved aside: why,
+    /// where to, and how many documents were carried over. Empty otherwise.
     [[nodiscard]] QString Notice() const;
 
     /// A sentence for people on why the latest change has not been stored; also logged as an error. Empty

@@ -1,5 +1,6 @@
 #include "Database.h"
 
+#include "DatabaseImage.h"
 #include "PathText.h"
 
 #include <QDateTime>
@@ -15,7 +16,7 @@ using Reason = DatabaseError::Reason;
 
 constexpr int kBusyTimeoutMs = 2000;
 
-// The file in the way holds no data of ours that could be used.
+// The file in the way seems to be damaged, or not one of ours. A read error can look like that, too.
 class UselessFile : public DatabaseError
 {
 public:
@@ -70,6 +71,15 @@ const char* Words(Reason reason)
     throw DatabaseError(reason, detail.empty() ? sentence : sentence + " (" + detail + ')');
 }
 
+[[noreturn]] void Fail(const fs::path& file, const SQLite::Exception& error)
+{
+    if (error.getErrorCode() == SQLITE_NOTADB)
+        throw UselessFile("it is not a database");
+    if (error.getErrorCode() == SQLITE_CORRUPT)
+        throw UselessFile(std::string("it is damaged: ") + error.what());
+    Fail(file, ReasonOf(error), error.what());
+}
+
 int Number(SQLite::Database& database, const char* query)
 {
     return database.execAndGet(query).getInt();
@@ -119,6 +129,11 @@ void Check(SQLite::Database& database, const Schema& schema, const fs::path& fil
         throw UselessFile("its tables are not as expected");
 }
 
+void Harden(SQLite::Database& database)
+{
+    database.exec("PRAGMA trusted_schema = OFF; PRAGMA cell_size_check = ON");
+}
+
 // SQLite tells of a file or folder that cannot be written at the first write only: so write, and let the
 // transaction that this stands in be taken back.
 void ProbeWriting(SQLite::Database& database, const Schema& schema)
@@ -128,7 +143,7 @@ void ProbeWriting(SQLite::Database& database, const Schema& schema)
 
 void Prepare(SQLite::Database& database, const Schema& schema, const fs::path& file)
 {
-    database.exec("PRAGMA trusted_schema = OFF; PRAGMA cell_size_check = ON");
+    Harden(database);
     SQLite::Transaction transaction(database, SQLite::TransactionBehavior::IMMEDIATE);
     if (IsEmpty(database) && Number(database, "PRAGMA application_id") == 0) {
         Create(database, schema);
@@ -148,11 +163,7 @@ std::unique_ptr<SQLite::Database> TryToOpen(const fs::path& file, const Schema& 
         Prepare(*database, schema, file);
         return database;
     } catch (const SQLite::Exception& error) {
-        if (error.getErrorCode() == SQLITE_NOTADB)
-            throw UselessFile("it is not a database");
-        if (error.getErrorCode() == SQLITE_CORRUPT)
-            throw UselessFile(std::string("it is damaged: ") + error.what());
-        Fail(file, ReasonOf(error), error.what());
+        Fail(file, error);
     }
 }
 
@@ -172,16 +183,102 @@ fs::path FreeNameForSettingAside(const fs::path& file)
     return candidate;
 }
 
-// A journal needs no care: by now SQLite has applied and deleted it.
-fs::path SetAside(const fs::path& file)
+// SQLite applies and deletes a journal before it judges the file. One that is left belongs to the file's
+// content, and could not be applied.
+void RefuseUnfinishedChange(const fs::path& file)
+{
+    for (const char* suffix : {"-journal", "-wal"}) {
+        std::error_code isMissing;
+        const auto size = fs::file_size(WithSuffix(file, suffix), isMissing);
+        if (!isMissing && size > 0)
+            Fail(file, Reason::Unusable, "a change that was cut off cannot be undone");
+    }
+}
+
+std::unique_ptr<SQLite::Database> ImageOf(const fs::path& file)
 {
     try {
-        auto target = FreeNameForSettingAside(file);
-        fs::rename(file, target);
-        return target;
+        auto image = OpenDatabaseImage(file);
+        Harden(*image);
+        return image;
+    } catch (const fs::filesystem_error& error) {
+        Fail(file, Reason::Unusable, error.code().message());
+    } catch (const SQLite::Exception& error) {
+        Fail(file, ReasonOf(error), error.what());
+    }
+}
+
+void CheckImage(SQLite::Database& image, const Schema& schema, const fs::path& file)
+{
+    try {
+        Check(image, schema, file);
+    } catch (const SQLite::Exception& error) {
+        Fail(file, error);
+    }
+}
+
+// Why the content of the file is of no use. When nothing is wrong with it, a read error was the cause before.
+std::string Judge(SQLite::Database& image, const Schema& schema, const fs::path& file)
+{
+    try {
+        CheckImage(image, schema, file);
+    } catch (const UselessFile& useless) {
+        return useless.what();
+    }
+    Fail(file, Reason::Unusable, "reading it failed on the way");
+}
+
+// A cut file is opened as well from here on.
+bool IsOfSchema(SQLite::Database& image, const Schema& schema)
+{
+    try {
+        image.exec("PRAGMA writable_schema = ON");
+        return Number(image, "PRAGMA application_id") == schema.applicationId &&
+               Number(image, "PRAGMA user_version") == schema.version &&
+               Layout(image) == ExpectedLayout(schema);
+    } catch (const SQLite::Exception&) {
+        return false;
+    }
+}
+
+// A second name for the file, or a copy where the file system knows no second names.
+void KeepAs(const fs::path& aside, const fs::path& file)
+{
+    std::error_code error;
+    fs::create_hard_link(file, aside, error);
+    if (error)
+        fs::copy_file(file, aside);
+}
+
+// Builds the new file beside the old one and replaces that in one step: a program that is killed leaves the
+// one or the other.
+void Renew(const fs::path& file, const fs::path& aside, const Schema& schema,
+           const std::function<void(SQLite::Database&)>& fill)
+{
+    const auto fresh = WithSuffix(file, ".new");
+    fs::remove(fresh);
+    fill(*TryToOpen(fresh, schema));
+    KeepAs(aside, file);
+    fs::rename(fresh, file);
+}
+
+OpenedDatabase Replace(const fs::path& file, const Schema& schema, const CarryOver& carryOver)
+{
+    RefuseUnfinishedChange(file);
+    const auto image = ImageOf(file);
+    const auto why = Judge(*image, schema, file);
+    const auto aside = FreeNameForSettingAside(file);
+    try {
+        if (carryOver && IsOfSchema(*image, schema))
+            Renew(file, aside, schema, [&](SQLite::Database& fresh) { carryOver(*image, fresh); });
+        else
+            fs::rename(file, aside);
     } catch (const fs::filesystem_error& error) {
         Fail(file, Reason::NotWritable, error.code().message());
+    } catch (const SQLite::Exception& error) {
+        Fail(file, ReasonOf(error), error.what());
     }
+    return {TryToOpen(file, schema), aside, why};
 }
 
 void RefuseWhatIsNoFile(const fs::path& file)
@@ -214,16 +311,15 @@ void MakeFolderOf(const fs::path& file)
         fs::permissions(folder, fs::perms::owner_all, error);
 }
 
-OpenedDatabase OpenDatabase(const fs::path& file, const Schema& schema)
+OpenedDatabase OpenDatabase(const fs::path& file, const Schema& schema, const CarryOver& carryOver)
 {
     const auto realFile = RealPath(file);
     MakeFolderOf(realFile);
     RefuseWhatIsNoFile(realFile);
     try {
         return {TryToOpen(realFile, schema), {}, {}};
-    } catch (const UselessFile& useless) {
-        const auto setAside = SetAside(realFile);
-        return {TryToOpen(realFile, schema), setAside, useless.what()};
+    } catch (const UselessFile&) {
+        return Replace(realFile, schema, carryOver);
     }
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -60,10 +61,16 @@ struct OpenedDatabase
 /// Throws DatabaseError.
 void MakeFolderOf(const std::filesystem::path& file);
 
-/// Opens the database in @p file, making it (and its folder) when missing. A file that is damaged, or not one
-/// of ours, is moved to "<name>.damaged-<date>[-n]" beside it and a fresh one is made. Throws DatabaseError
-/// when the folder cannot be written, or the file is of a later version or stays locked for 2 s.
-/// Only one thread at a time may use the database: it locks nothing for each value read.
-[[nodiscard]] OpenedDatabase OpenDatabase(const std::filesystem::path& file, const Schema& schema);
+/// Copies what can be read of a damaged database into a fresh one. @p damaged is a read-only copy in memory,
+/// of the right application, version and tables; reading it throws SQLite::Exception where it is damaged.
+using CarryOver = std::function<void(SQLite::Database& damaged, SQLite::Database& fresh)>;
+
+/// Opens the database in @p file, making it (and its folder) when missing. A file whose content can be read
+/// but is damaged, or not one of ours, is kept as "<name>.damaged-<date>[-n]" beside it, unchanged, and a
+/// fresh one takes its place, filled by @p carryOver. Throws DatabaseError when the file or its folder cannot
+/// be read or written, and when the file is of a later version or stays locked for 2 s; then nothing has been
+/// moved. Only one thread at a time may use the database: it locks nothing for each value read.
+[[nodiscard]] OpenedDatabase OpenDatabase(const std::filesystem::path& file, const Schema& schema,
+                                          const CarryOver& carryOver = {});
 
 } // namespace Orvane::Support
