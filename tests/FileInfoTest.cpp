@@ -51,7 +51,7 @@ TEST(FileInfoTest, StatusFollowsFromHashesAndTheLastSynchronisation)
         {"a", "a", "", Status::Synchronized},  {"a", "a", "b", Status::Synchronized},
         {"b", "a", "a", Status::LocalChanged}, {"a", "b", "a", Status::CloudChanged},
         {"b", "c", "a", Status::Conflict},     {"b", "c", "", Status::Conflict},
-        {"a", "", "a", Status::Undefined},     {"", "a", "", Status::Conflict},
+        {"a", "", "a", Status::Undefined},     {"", "a", "a", Status::CloudOnly},
     };
     for (const auto& [localHash, cloudHash, lastSynchronised, status] : cases) {
         FileInfo record(CloudSide("abc", "a.pdf", 1, cloudHash));

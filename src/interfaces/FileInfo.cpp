@@ -88,7 +88,7 @@ FileInfo::CloudStatus FileInfo::GetCloudStatus() const
         return CloudStatus::NotUploaded;
     if (m_isSyncingInProgress)
         return CloudStatus::Syncing;
-    if (m_path.empty())
+    if (m_path.empty() || m_md5Hash.empty()) // a path where no file can be read
         return CloudStatus::CloudOnly;
 
     const auto& cloudHash = m_cloudInfo->m_md5Hash;
