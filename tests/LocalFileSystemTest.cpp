@@ -2,6 +2,7 @@
 #include <OrvaneCloudHost/Md5HashCalculator.h>
 
 #include "support/LocalFiles.h"
+#include "support/OrdinaryUser.h"
 
 #include <gmock/gmock.h>
 
@@ -55,7 +56,14 @@ TEST_F(LocalFileSystemTest, FilesExistAndHaveHashesAndNothingElseExists)
     Orvane::PDF::Cloud::Md5HashCalculator calculator(QString::fromStdString(At("new/hashes.sqlite")));
     EXPECT_TRUE(m_fileSystem.Exists("\xff \xc3\xa9.pdf"s));
     EXPECT_EQ(calculator.CalculateFileHash("\xff \xc3\xa9.pdf"s), "900150983cd24fb0d6963f7d28e17f72");
-    EXPECT_FALSE(m_fileSystem.Exists("folder"s));
+    for (const auto& path : {"folder"s, "missing"s, std::string(5000, 'x')})
+        EXPECT_FALSE(m_fileSystem.Exists(path)) << path;
+    fs::permissions(m_folder.Path(), fs::perms::none);
+    {
+        const OrdinaryUser user;
+        EXPECT_TRUE(m_fileSystem.Exists(At("real/file.pdf"))) << "nobody can say that it is gone";
+    }
+    fs::permissions(m_folder.Path(), fs::perms::owner_all);
 }
 
 TEST_F(LocalFileSystemTest, OneLookAtAFileAnswersOneQuestion)

@@ -24,6 +24,12 @@ bool CanNameAFile(const std::string& utf8)
     return !utf8.empty() && utf8.find('\0') == std::string::npos;
 }
 
+// Whether the system could not look, which says nothing about the file. Other errors are the path's own.
+bool CanPass(const std::error_code& error)
+{
+    return error != std::errc::too_many_symbolic_link_levels && error != std::errc::filename_too_long;
+}
+
 fs::path TargetOf(const fs::path& link)
 {
     std::error_code error;
@@ -152,8 +158,11 @@ bool LocalFileSystem::Exists(const ioPath& path)
     const auto& utf8 = path.utf8string();
     if (!CanNameAFile(utf8))
         return false;
-    std::error_code ignored;
-    return d->WasFileJustNow(utf8) || fs::is_regular_file(fs::u8path(utf8), ignored);
+    if (d->WasFileJustNow(utf8))
+        return true;
+    std::error_code error;
+    const auto status = fs::status(fs::u8path(utf8), error);
+    return fs::is_regular_file(status) || (status.type() == fs::file_type::none && CanPass(error));
 }
 
 ioPath LocalFileSystem::NormalizePath(const ioPath& path)
