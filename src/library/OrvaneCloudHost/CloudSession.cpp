@@ -97,6 +97,11 @@ bool CloudSession::IsTokenNeeded() const
     return d->protocol->Client().IsTokenNeeded();
 }
 
+std::optional<Social::CloudGuarantees> CloudSession::Guarantees() const
+{
+    return d->protocol->Client().Guarantees();
+}
+
 void CloudSession::SignIn(const QString& token)
 {
     // A sign-in without any token never reaches the client.

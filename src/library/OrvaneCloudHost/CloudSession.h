@@ -3,6 +3,7 @@
 #include <OAuth2.h>
 #include <OrvaneCloud/OrvaneCloudFilesManager.h>
 #include <OrvaneCloud/OrvaneCloudManager.h>
+#include <OrvaneCloudProtocol/CloudGuarantees.h>
 #include <OrvaneCloudProtocol/Failure.h>
 
 #include <QObject>
@@ -68,6 +69,10 @@ public:
 
     /// Whether SignIn wants a token from the user; a folder does not.
     [[nodiscard]] bool IsTokenNeeded() const;
+
+    /// What the cloud protects when several programs change it at once; nothing until that is known. See
+    /// OrvaneCloudProtocol::Guarantees.
+    [[nodiscard]] std::optional<Social::CloudGuarantees> Guarantees() const;
 
     /// Signs in. The outcome is the manager's AuthorizationCompleted or AuthorizationFailed.
     void SignIn(const QString& token = {});

@@ -322,6 +322,11 @@ bool OrvaneCloudProtocol::IsTokenNeeded() const
     return d->transport && d->transport->IsTokenNeeded();
 }
 
+std::optional<CloudGuarantees> OrvaneCloudProtocol::Guarantees() const
+{
+    return d->transport ? d->transport->Guarantees() : std::nullopt;
+}
+
 void OrvaneCloudProtocol::cancelOperation(long long ticket)
 {
     d->Cancel(ticket);

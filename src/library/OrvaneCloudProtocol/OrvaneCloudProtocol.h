@@ -2,6 +2,7 @@
 
 #include <Abilities.h>
 #include <OAuth2.h>
+#include <OrvaneCloudProtocol/CloudGuarantees.h>
 #include <OrvaneCloudProtocol/Failure.h>
 #include <Protocol.h>
 
@@ -56,6 +57,10 @@ public:
 
     /// Whether a sign-in at this address wants a token from the user. A folder takes any text.
     [[nodiscard]] bool IsTokenNeeded() const;
+
+    /// What the cloud was found to protect when several programs change it at once; nothing until that has
+    /// been learnt, which the first upload to a WebDAV server does. Remembered between runs.
+    [[nodiscard]] std::optional<CloudGuarantees> Guarantees() const;
 
     void cancelOperation(long long ticket) override;
 

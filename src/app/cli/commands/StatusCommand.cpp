@@ -36,6 +36,32 @@ QJsonObject CountsJson(const QVector<DocumentRow>& rows)
     return object;
 }
 
+QString ProtectionText(const std::optional<Social::CloudGuarantees>& guarantees)
+{
+    if (!guarantees)
+        return QStringLiteral("not known yet; it is learnt with the first upload");
+    QStringList gaps;
+    if (!guarantees->areNewNamesProtected)
+        gaps.append(
+            QStringLiteral("a new document may replace one that another program puts under the same name "
+                           "in the same moment"));
+    if (!guarantees->areReplacementsProtected)
+        gaps.append(
+            QStringLiteral("of two programs that replace one document in the same moment, one may lose "
+                           "its version"));
+    if (gaps.isEmpty())
+        return QStringLiteral("the cloud itself keeps programs from overwriting each other's documents");
+    return QStringLiteral("this cloud cannot promise everything: ") + gaps.join(QStringLiteral("; "));
+}
+
+QJsonValue ProtectionJson(const std::optional<Social::CloudGuarantees>& guarantees)
+{
+    if (!guarantees)
+        return {};
+    return QJsonObject{{QStringLiteral("newNames"), guarantees->areNewNamesProtected},
+                       {QStringLiteral("replacements"), guarantees->areReplacementsProtected}};
+}
+
 QJsonValue LastProblemJson(const std::optional<RememberedProblem>& remembered)
 {
     if (!remembered)
@@ -101,6 +127,7 @@ void StatusCommand::Show() const
     ShowLine("Signed in", SignInText());
     ShowLine("Documents", DocumentsText());
     ShowLine("Storage", QuotaText());
+    ShowLine("Protection", ProtectionText(Session().Guarantees()));
     ShowLine("Data folder", Support::ToText(GetLocations().dataFolder));
     ShowLine("Last problem", LastProblemText());
 }
@@ -152,6 +179,7 @@ QJsonObject StatusCommand::Results() const
             {QStringLiteral("documents"), m_rows.size()},
             {QStringLiteral("states"), CountsJson(m_rows)},
             {QStringLiteral("quota"), m_quota ? QJsonValue(ToJson(*m_quota)) : QJsonValue()},
+            {QStringLiteral("protection"), ProtectionJson(Session().Guarantees())},
             {QStringLiteral("dataFolder"), Support::ToText(GetLocations().dataFolder)},
             {QStringLiteral("lastProblem"), LastProblemJson(m_lastProblem)}};
 }

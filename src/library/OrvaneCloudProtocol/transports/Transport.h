@@ -1,10 +1,12 @@
 #pragma once
 
 #include <Abilities.h>
+#include <OrvaneCloudProtocol/CloudGuarantees.h>
 #include <OrvaneCloudProtocol/transports/Job.h>
 
 #include <filesystem>
 #include <memory>
+#include <optional>
 
 namespace Orvane::Social {
 
@@ -66,6 +68,9 @@ public:
 
     /// Whether there is a collection under that id, if this shows at once. Called on the client's thread.
     [[nodiscard]] virtual bool IsCollection([[maybe_unused]] const QString& id) const { return false; }
+
+    /// What the cloud is known to protect; nothing until that has been learnt. Called on the client's thread.
+    [[nodiscard]] virtual std::optional<CloudGuarantees> Guarantees() const { return std::nullopt; }
 
     /// Where the document with this id can be had from.
     [[nodiscard]] virtual QUrl DownloadUrl(const QString& id) const = 0;

@@ -216,6 +216,15 @@ bool WebDavTransport::IsDocumentId(const QString& id) const
     return Social::IsDocumentId(id);
 }
 
+std::optional<CloudGuarantees> WebDavTransport::Guarantees() const
+{
+    const auto known = d->traits.Find();
+    if (!known) {
+        return std::nullopt;
+    }
+    return CloudGuarantees{known->keepsOverwriteRule, known->honoursIfOnMove};
+}
+
 QUrl WebDavTransport::DownloadUrl(const QString& id) const
 {
     const auto path = d->server.Address().PathOf(RequiredName(id));

@@ -18,6 +18,7 @@ public:
     [[nodiscard]] bool IsTokenNeeded() const override { return true; }
     [[nodiscard]] int TransfersAtOnce() const override { return 6; }
     [[nodiscard]] bool IsDocumentId(const QString& id) const override;
+    [[nodiscard]] std::optional<CloudGuarantees> Guarantees() const override;
     [[nodiscard]] QUrl DownloadUrl(const QString& id) const override;
 
     void SignIn(const QString& token, Job& job) override;
