@@ -53,10 +53,11 @@ protected:
         return FailureOf([&] { transport.Store({local / name, replacedId, {}}, transfer); });
     }
 
-    std::optional<FailureCode> Fetch(const QString& id, const std::string& name)
+    std::optional<FailureCode> Fetch(const QString& id, const std::string& name,
+                                     Transport::ExistingFile existing = Transport::ExistingFile::Replace)
     {
         Job transfer([&](int) { onProgress(transfer); });
-        return FailureOf([&] { transport.Fetch({id, local / name, 0}, transfer); });
+        return FailureOf([&] { transport.Fetch({id, local / name, 0, existing}, transfer); });
     }
 
     Testing::TemporaryFolder scratch;
@@ -133,6 +134,21 @@ TEST_F(FolderTransportTest, WhatChangesWhileItIsReadIsAnErrorAndGoesNowhere)
     EXPECT_EQ(Read(local / "target.pdf"), "old");
 }
 
+TEST_F(FolderTransportTest, ADownloadLeavesAloneWhatAppearsAtItsTargetMeanwhile)
+{
+    using ExistingFile = Transport::ExistingFile;
+    Write(cloud / "a.pdf", "theirs");
+    onProgress = [this](Job&) { Write(local / "new.pdf", "mine"); };
+    EXPECT_EQ(Fetch(QStringLiteral("a.pdf"), "new.pdf", ExistingFile::Refuse), FailureCode::Conflict);
+    fs::remove(local / "new.pdf");
+    EXPECT_EQ(Fetch(QStringLiteral("a.pdf"), "new.pdf", ExistingFile::KeepBoth), std::nullopt);
+    EXPECT_EQ(Read(local / "new.pdf"), "mine");
+    EXPECT_EQ(Read(local / "new (2).pdf"), "theirs");
+    onProgress = [this](Job&) { ::mkfifo((local / "pipe.pdf").c_str(), 0600); };
+    EXPECT_EQ(Fetch(QStringLiteral("a.pdf"), "pipe.pdf"), FailureCode::LocalDisk);
+    EXPECT_TRUE(fs::is_fifo(local / "pipe.pdf"));
+}
+
 TEST_F(FolderTransportTest, NothingIsCommittedOnceCancelHasReturned)
 {
     const std::string bytes(3'000'000, 'x');
@@ -204,18 +220,22 @@ TEST_F(FolderTransportTest, SignInSweepsWhatACrashHasLeft)
     EXPECT_EQ(NamesIn(cloud).size(), 1U) << "only that of a living owner stays";
 }
 
-TEST_F(FolderTransportTest, WithoutHardLinksANewFileStillTakesNoTakenName)
+TEST_F(FolderTransportTest, ANewFileTakesNoTakenNameWhateverTheFileSystemCanDo)
 {
-    TemporaryJournal journal(cache);
-    PartFile part(cloud, journal);
-    part.Write("new", 3);
-    part.Finish();
     Write(cloud / "taken.pdf", "theirs");
-    EXPECT_FALSE(part.BecomeNewByReservation(cloud / "taken.pdf"));
-    EXPECT_EQ(Read(cloud / "taken.pdf"), "theirs");
-    EXPECT_TRUE(part.BecomeNewByReservation(cloud / "free.pdf"));
-    EXPECT_EQ(Read(cloud / "free.pdf"), "new");
-    EXPECT_THAT(NamesIn(cloud), ElementsAre("free.pdf", "taken.pdf"));
+    for (const auto become :
+         {&PartFile::BecomeNew, &PartFile::BecomeNewByLink, &PartFile::BecomeNewByReservation}) {
+        TemporaryJournal journal(cache);
+        PartFile part(cloud, journal);
+        part.Write("new", 3);
+        part.Finish();
+        EXPECT_FALSE((part.*become)(cloud / "taken.pdf"));
+        EXPECT_EQ(Read(cloud / "taken.pdf"), "theirs");
+        EXPECT_TRUE((part.*become)(cloud / "free.pdf"));
+        EXPECT_EQ(Read(cloud / "free.pdf"), "new");
+        EXPECT_THAT(NamesIn(cloud), ElementsAre("free.pdf", "taken.pdf"));
+        fs::remove(cloud / "free.pdf");
+    }
 }
 
 } // namespace

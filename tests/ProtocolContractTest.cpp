@@ -8,6 +8,7 @@
 #include <gmock/gmock.h>
 
 #include <map>
+#include <sys/stat.h>
 
 namespace Orvane::Tests {
 namespace {
@@ -310,6 +311,45 @@ TEST_P(ProtocolContract, AFailedDownloadLeavesTheTargetAsItWas)
     Success(client.Download(kSample, target, QStringLiteral("9")));
     EXPECT_EQ(ReadFile(target), QByteArray("new bytes"));
     EXPECT_EQ(NamesIn(local.Path()), Names{"a.pdf"});
+}
+
+TEST_P(ProtocolContract, ADownloadDoesWithAnExistingFileWhatItWasTold)
+{
+    const std::tuple<const char*, const char*, const char*> cases[] = {
+        // what is to become of it, the name asked for, the name got ("": refused)
+        {"refuse", "new", "new"},
+        {"refuse", "new", ""},
+        {"refuse", "dangling.pdf", ""},
+        {"keep_both", "other.pdf", "other.pdf"},
+        {"keep_both", "other.pdf", "other (2).pdf"},
+        {"keep_both", "other.pdf", "other (3).pdf"},
+        {"keep_both", "new", "new (2)"},
+        {"keep_both", "dangling.pdf", "dangling (2).pdf"},
+        {"replace", "other.pdf", "other.pdf"},
+        {"replace", "link.pdf", "linked.txt"},
+    };
+    cloud->Put("a.pdf", "bytes");
+    SignIn();
+    std::filesystem::create_symlink(local.Path() / "nowhere.pdf", local.Path() / "dangling.pdf");
+    std::filesystem::create_symlink(Local("linked.txt", "old"), local.Path() / "link.pdf");
+    for (const auto& [existing, asked, got] : cases) {
+        SCOPED_TRACE(std::string(existing) + ' ' + asked);
+        const auto rule = QString::fromUtf8(existing);
+        const auto answer = client.Download(kSample, local.Path() / asked, {}, rule);
+        if (!*got) {
+            ExpectFailure(answer, FailureCode::Conflict);
+            continue;
+        }
+        Success(answer);
+        EXPECT_EQ(client->LastDownloadedFile().toStdString(), local.Path() / got);
+        EXPECT_EQ(ReadFile(local.Path() / got), QByteArray("bytes"));
+    }
+    EXPECT_TRUE(std::filesystem::is_symlink(local.Path() / "link.pdf"));
+    ASSERT_EQ(::mkfifo((local.Path() / "pipe.pdf").c_str(), 0600), 0);
+    for (const char* name : {"pipe.pdf", "dangling.pdf"})
+        ExpectFailure(client.Download(kSample, local.Path() / name), FailureCode::LocalDisk);
+    ExpectRefused(client.Download(kSample, local.Path() / "b.pdf", {}, QStringLiteral("append")));
+    EXPECT_EQ(NamesIn(local.Path()).size(), 10U) << "nothing but what was asked for";
 }
 
 TEST_P(ProtocolContract, ACloudThatIsAwayIsAnErrorAndNotAnEmptyCloud)

@@ -150,10 +150,13 @@ public:
         return answer;
     }
 
-    SharedAnswer Download(const QString& id, const std::filesystem::path& target, const QString& size = {})
+    SharedAnswer Download(const QString& id, const std::filesystem::path& target, const QString& size = {},
+                          const QString& existing = {})
     {
-        const Parameters fields{
+        Parameters fields{
             {Client::ID, id}, {Client::FILE_NAME, Support::ToText(target)}, {Client::FILE_SIZE, size}};
+        if (!existing.isEmpty())
+            fields[Client::EXISTING_FILE] = existing;
         const auto answer = std::make_shared<Answer>(Operation::Download);
         answer->ticket = m_client->downloadFile({fields, {}}, Keeping(answer, kNoPayload), Progress(answer));
         return answer;

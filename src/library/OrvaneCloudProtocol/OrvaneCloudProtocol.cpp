@@ -3,7 +3,6 @@
 #include <OrvaneCloudProtocol/PreviewDesk.h>
 #include <OrvaneCloudProtocol/RequestQueue.h>
 #include <OrvaneCloudProtocol/RequestRegistry.h>
-#include <OrvaneCloudProtocol/transports/FileFailure.h>
 #include <OrvaneCloudProtocol/transports/TransportFactory.h>
 #include <support/PathText.h>
 
@@ -44,15 +43,6 @@ bool CanBeFile(const fs::path& path)
     return path.has_filename() && path.native().find(fs::path::value_type()) == fs::path::string_type::npos;
 }
 
-/// A download should not come to naught at its last step.
-void RequirePlaceForDownload(const fs::path& target)
-{
-    std::error_code ignored;
-    if (fs::is_directory(target, ignored)) {
-        ThrowFileError(FileSide::Local, target, std::make_error_code(std::errc::is_a_directory));
-    }
-}
-
 /// An edge of a preview in pixels, read without a locale; 0 when it makes no sense.
 int EdgeOf(const QString& text)
 {
@@ -83,6 +73,32 @@ std::optional<qint64> SizeOf(const Parameters& fields)
         return 0;
     }
     return isNumber && size >= 0 ? std::make_optional(size) : std::nullopt;
+}
+
+/// What becomes of a file at a download's target; nothing when it makes no sense.
+std::optional<Transport::ExistingFile> ExistingFileOf(const Parameters& fields)
+{
+    using ExistingFile = Transport::ExistingFile;
+    const QString text = fields.value(OrvaneCloudProtocol::EXISTING_FILE);
+    if (text.isEmpty() || text == QLatin1String("replace")) {
+        return ExistingFile::Replace;
+    }
+    if (text == QLatin1String("refuse")) {
+        return ExistingFile::Refuse;
+    }
+    return text == QLatin1String("keep_both") ? std::make_optional(ExistingFile::KeepBoth) : std::nullopt;
+}
+
+/// The download that the fields ask for; nothing when they make no sense.
+std::optional<Transport::Download> DownloadOf(const Parameters& fields)
+{
+    auto target = Support::ToPath(fields.value(OrvaneCloudProtocol::FILE_NAME));
+    const auto size = SizeOf(fields);
+    const auto existing = ExistingFileOf(fields);
+    if (!target.is_absolute() || !CanBeFile(target) || !size || !existing) {
+        return std::nullopt;
+    }
+    return Transport::Download{fields.value(OrvaneCloudProtocol::ID), std::move(target), *size, *existing};
 }
 
 /// The answer of a request that has none.
@@ -145,6 +161,7 @@ void StoreAndDescribe(Transport& transport, const Transport::Upload& upload, Job
 const QString OrvaneCloudProtocol::API_VERSION = QStringLiteral("api_version");
 const QString OrvaneCloudProtocol::APP_ID_ON_CLOUD = QStringLiteral("app_id_on_cloud");
 const QString OrvaneCloudProtocol::CHUNK_MIME_TYPE = QStringLiteral("chunk_mime_type");
+const QString OrvaneCloudProtocol::EXISTING_FILE = QStringLiteral("existing_file");
 const QString OrvaneCloudProtocol::FILE_MIME_TYPE = QStringLiteral("file_mime_type");
 const QString OrvaneCloudProtocol::FILE_NAME = QStringLiteral("file_name");
 const QString OrvaneCloudProtocol::FILE_PREVIEW_HEIGHT = QStringLiteral("file_preview_height");
@@ -187,6 +204,7 @@ public:
     bool isSignedIn = false;
     int signIns = 0;
     int logouts = 0;
+    QString lastDownloadedFile;
     RequestRegistry registry;
     std::unique_ptr<RequestQueue> queue; // none: the address is not understood
     std::unique_ptr<PreviewDesk> previews;
@@ -317,6 +335,11 @@ std::optional<Failure> OrvaneCloudProtocol::LastFailure(Operation operation) con
     return d->registry.LastFailure(operation);
 }
 
+QString OrvaneCloudProtocol::LastDownloadedFile() const
+{
+    return d->lastDownloadedFile;
+}
+
 bool OrvaneCloudProtocol::IsTokenNeeded() const
 {
     return d->transport && d->transport->IsTokenNeeded();
@@ -433,20 +456,25 @@ long long OrvaneCloudProtocol::downloadFile(const FileFieldData& file, Files::On
     if (!d->IsReadyFor(Operation::Download, id)) {
         return INVALID_TICKET;
     }
-    Transport::Download download{id, Support::ToPath(file.fields.value(FILE_NAME))};
-    const auto size = SizeOf(file.fields);
-    if (!download.target.is_absolute() || !CanBeFile(download.target) || !size) {
+    const auto download = DownloadOf(file.fields);
+    if (!download) {
         return d->registry.Refuse(Operation::Download, FailureCode::InvalidRequest,
-                                  QStringLiteral("\"%1\" cannot be written, or the size is none")
-                                      .arg(Support::ToText(download.target)));
+                                  QStringLiteral("\"%1\" cannot be written, or the size, or what becomes "
+                                                 "of an existing file, makes no sense")
+                                      .arg(file.fields.value(FILE_NAME)));
     }
-    download.expectedSize = *size;
-    auto fetch = [download = std::move(download)](Transport& transport, Job& job, Nothing&) {
-        RequirePlaceForDownload(download.target);
-        transport.Fetch(download, job);
+    const auto fetch = [download = *download](Transport& transport, Job& job, fs::path& made) {
+        made = transport.Fetch(download, job);
     };
-    return d->Start<Nothing>(Operation::Download, Lane::Transfers, std::move(fetch),
-                             WithoutAnswer(std::move(onResult)), std::move(onProgress));
+    auto deliver = [this, answer = WithoutAnswer(std::move(onResult))](long long ticket, RequestResult result,
+                                                                       const fs::path& made) {
+        if (result == RequestResult::Success) {
+            d->lastDownloadedFile = Support::ToText(made);
+        }
+        answer(ticket, result, Nothing());
+    };
+    return d->Start<fs::path>(Operation::Download, Lane::Transfers, fetch, std::move(deliver),
+                              std::move(onProgress));
 }
 
 long long OrvaneCloudProtocol::deleteFile(const FileFieldData& file, Files::OnResult&& onResult)

@@ -36,6 +36,7 @@ public:
     static const QString API_VERSION;
     static const QString APP_ID_ON_CLOUD;
     static const QString CHUNK_MIME_TYPE;
+    static const QString EXISTING_FILE;
     static const QString FILE_MIME_TYPE;
     static const QString FILE_NAME;
     static const QString FILE_PREVIEW_HEIGHT;
@@ -54,6 +55,10 @@ public:
     /// Why the last request of this kind failed or did not start; empty when none has. Set before the
     /// result callback runs, and before INVALID_TICKET is returned.
     [[nodiscard]] std::optional<Failure> LastFailure(Operation operation) const;
+
+    /// The full path of the file that the latest successful download has made; empty when none has. Set
+    /// before its result callback runs.
+    [[nodiscard]] QString LastDownloadedFile() const;
 
     /// Whether a sign-in at this address wants a token from the user. A folder takes any text.
     [[nodiscard]] bool IsTokenNeeded() const;
@@ -81,8 +86,12 @@ public:
     /// The PDF documents that are direct members of the cloud's collection, in ascending order of id.
     long long retriveFileList(const FileFieldData& filter, OnFileList&& onResult) override;
 
-    /// Needs ID and FILE_NAME (the full path of the file to write, replaced when the document has arrived
-    /// whole). A FILE_SIZE other than 0 must be the document's size. Progress is 0 to 100, in per cent.
+    /// Needs ID and FILE_NAME (the full path of the file to write, which appears when the document has
+    /// arrived whole). A FILE_SIZE other than 0 must be the document's size. EXISTING_FILE says what becomes
+    /// of a file that is there by then: "replace" (also when absent; a link to a file stays, and that file is
+    /// replaced), "refuse" (it stays: FailureCode::Conflict) or "keep_both" (it stays, and the document
+    /// becomes "name (2).pdf" or the like). Only a regular file is ever replaced
+    /// (FailureCode::LocalDisk). Progress is 0 to 100, in per cent.
     long long downloadFile(const FileFieldData& file, Files::OnResult&& onResult,
                            OnProgress&& onProgress) override;
 

@@ -1,5 +1,6 @@
 #include <support/PartFile.h>
 
+#include <support/AtomicRename.h>
 #include <support/TemporaryJournal.h>
 
 #include <QtGlobal>
@@ -29,6 +30,19 @@ std::FILE* OpenNew(const fs::path& path)
     return _wfopen(path.c_str(), L"wbx");
 #else
     return std::fopen(path.string().c_str(), "wbx");
+#endif
+}
+
+bool IsEmptied(std::FILE* file, [[maybe_unused]] const fs::path& path)
+{
+    std::rewind(file);
+#ifdef Q_OS_UNIX
+    return ::ftruncate(::fileno(file), 0) == 0;
+#else
+    std::error_code error;
+    fs::resize_file(path, 0, error);
+    errno = error.value();
+    return !error;
 #endif
 }
 
@@ -86,8 +100,9 @@ void PartFile::Write(const char* data, std::size_t size)
 
 void PartFile::Clear()
 {
-    std::rewind(m_file.get());
-    fs::resize_file(m_path, 0);
+    if (!IsEmptied(m_file.get(), m_path)) {
+        ThrowLastError("cannot write", m_path.parent_path());
+    }
     m_size = 0;
 }
 
@@ -107,12 +122,25 @@ void PartFile::Replace(const fs::path& target)
     std::error_code ignored;
     const auto present = fs::symlink_status(target, ignored);
     if (present.type() == fs::file_type::regular) {
-        fs::permissions(m_path, present.permissions(), ignored);
+        fs::permissions(m_path, present.permissions(), fs::perm_options::replace | fs::perm_options::nofollow,
+                        ignored);
     }
     MoveTo(target);
 }
 
 bool PartFile::BecomeNew(const fs::path& target)
+{
+    const auto result = RenameToFree(m_path, target);
+    if (result == RenameResult::Unsupported) {
+        return BecomeNewByLink(target);
+    }
+    if (result == RenameResult::Done) {
+        LetGo();
+    }
+    return result == RenameResult::Done;
+}
+
+bool PartFile::BecomeNewByLink(const fs::path& target)
 {
     std::error_code error;
     fs::create_hard_link(m_path, target, error);
@@ -152,6 +180,11 @@ bool PartFile::BecomeNewByReservation(const fs::path& target)
 void PartFile::MoveTo(const fs::path& target)
 {
     fs::rename(m_path, target);
+    LetGo();
+}
+
+void PartFile::LetGo()
+{
     m_isTemporary = false;
     m_journal.Forget(m_path);
 }

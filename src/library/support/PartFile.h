@@ -45,6 +45,9 @@ public:
     /// there already; of several that try at once, only one succeeds.
     [[nodiscard]] bool BecomeNew(const std::filesystem::path& target);
 
+    /// BecomeNew as file systems do it that cannot rename without replacing.
+    [[nodiscard]] bool BecomeNewByLink(const std::filesystem::path& target);
+
     /// BecomeNew as file systems without hard links can do it: for a moment the target is an empty file.
     /// Throws LeftoverError when it has to stay.
     [[nodiscard]] bool BecomeNewByReservation(const std::filesystem::path& target);
@@ -57,6 +60,7 @@ private:
 
     void Remove() noexcept;
     void MoveTo(const std::filesystem::path& target);
+    void LetGo();
 
     TemporaryJournal& m_journal;
     const std::filesystem::path m_path;

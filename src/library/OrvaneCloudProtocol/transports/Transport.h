@@ -42,11 +42,20 @@ public:
         QString expectedMd5; ///< lower-case hexadecimal; empty when not known
     };
 
+    /// What becomes of a file that is already at the target of a download.
+    enum class ExistingFile
+    {
+        Replace,
+        Refuse,  ///< it stays, and the download fails with FailureCode::Conflict
+        KeepBoth ///< it stays, and the download takes a numbered name: "name (2).pdf"
+    };
+
     struct Download
     {
         QString id;
         std::filesystem::path target;
         qint64 expectedSize = 0; ///< bytes; 0 when not known
+        ExistingFile existing = ExistingFile::Replace;
     };
 
     /// One version of one document, as a local file to render from.
@@ -86,7 +95,9 @@ public:
 
     /// Throws LeftBehindError when the failed upload could not be undone.
     virtual CloudFile Store(const Upload& upload, Job& job) = 0;
-    virtual void Fetch(const Download& download, Job& job) = 0;
+
+    /// Returns the path of the file that it has made.
+    virtual std::filesystem::path Fetch(const Download& download, Job& job) = 0;
 
     /// A document that is already gone counts as removed.
     virtual void Remove(const QString& id, Job& job) = 0;

@@ -2,6 +2,7 @@
 
 #include <OrvaneCloudProtocol/DocumentId.h>
 #include <OrvaneCloudProtocol/transports/FileFailure.h>
+#include <OrvaneCloudProtocol/transports/LocalTarget.h>
 #include <OrvaneCloudProtocol/transports/NewDocumentName.h>
 #include <OrvaneCloudProtocol/transports/SourceFile.h>
 #include <OrvaneCloudProtocol/transports/folder/FolderAddress.h>
@@ -213,24 +214,23 @@ bool FolderTransport::TryName(Support::PartFile& part, const fs::path& target, J
     }
 }
 
-void FolderTransport::Fetch(const Download& download, Job& job)
+fs::path FolderTransport::Fetch(const Download& download, Job& job)
 {
     m_documents.RequireFolder();
     const auto path = m_documents.PathOf(download.id);
+    const LocalTarget target(download);
     SourceFile source(path, FileSide::Cloud);
     if (download.expectedSize != 0 && download.expectedSize != source.Size()) {
         throw Conflict(path, QStringLiteral("does not have the expected size"));
     }
     const auto remembered = m_hashes.HashOf(path, [] { return true; }); // without reading the file
-    const auto part = OnSide(FileSide::Local, [&] {
-        return std::make_unique<Support::PartFile>(download.target.parent_path(), m_journal);
-    });
+    const auto part = target.BeginPart(m_journal);
     if (remembered.empty()) {
         source.CopyUnhashedInto(*part, job);
     } else if (source.CopyInto(*part, job).toStdString() != remembered) {
         throw Conflict(path, QStringLiteral("does not hold what it held when it was listed"));
     }
-    OnSide(FileSide::Local, [&] { job.Commit([&] { part->Replace(download.target); }); });
+    return target.Publish(*part, job);
 }
 
 void FolderTransport::Remove(const QString& id, Job& job)

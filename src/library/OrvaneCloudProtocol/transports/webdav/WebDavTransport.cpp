@@ -2,6 +2,7 @@
 
 #include <OrvaneCloudProtocol/DocumentId.h>
 #include <OrvaneCloudProtocol/transports/FileFailure.h>
+#include <OrvaneCloudProtocol/transports/LocalTarget.h>
 #include <OrvaneCloudProtocol/transports/webdav/DocumentReceiver.h>
 #include <OrvaneCloudProtocol/transports/webdav/Md5Note.h>
 #include <OrvaneCloudProtocol/transports/webdav/PropertyRequests.h>
@@ -302,21 +303,19 @@ Transport::CloudFile WebDavTransport::Store(const Upload& upload, Job& job)
     return Describe(stored.name, resource, stored.md5);
 }
 
-void WebDavTransport::Fetch(const Download& download, Job& job)
+fs::path WebDavTransport::Fetch(const Download& download, Job& job)
 {
     const auto name = RequiredName(download.id);
-    const auto part = OnSide(FileSide::Local, [&] {
-        return std::make_unique<Support::PartFile>(download.target.parent_path(), d->localTemporaries);
-    });
+    const LocalTarget target(download);
+    const auto part = target.BeginPart(d->localTemporaries);
     const auto received = d->Receive(name, *part, std::numeric_limits<qint64>::max(), job);
     if (download.expectedSize != 0 && download.expectedSize != received.size) {
         throw Error(FailureCode::Conflict, download.id, QStringLiteral("does not have the expected size"));
     }
-    OnSide(FileSide::Local, [&] {
-        part->Finish();
-        job.Commit([&] { part->Replace(download.target); });
-    });
+    OnSide(FileSide::Local, [&] { part->Finish(); });
+    auto made = target.Publish(*part, job);
     d->hashes.Remember(name, received.size, received.version.entityTag, received.md5);
+    return made;
 }
 
 void WebDavTransport::Remove(const QString& id, Job& job)

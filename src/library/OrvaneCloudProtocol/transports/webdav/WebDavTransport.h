@@ -27,7 +27,7 @@ public:
     CloudFiles List(Job& job) override;
     CloudFile Info(const QString& id, Job& job) override;
     CloudFile Store(const Upload& upload, Job& job) override;
-    void Fetch(const Download& download, Job& job) override;
+    std::filesystem::path Fetch(const Download& download, Job& job) override;
     void Remove(const QString& id, Job& job) override;
     QuotaValue Quota(Job& job) override;
     QString VersionTag(const QString& id, Job& job) override;
