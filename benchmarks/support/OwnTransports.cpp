@@ -30,7 +30,7 @@ public:
     CloudFiles List(Job&) override { return {}; }
     CloudFile Info(const QString&, Job&) override { return {}; }
     CloudFile Store(const Upload&, Job&) override { return {}; }
-    void Fetch(const Download&, Job&) override {}
+    std::filesystem::path Fetch(const Download&, Job&) override { return {}; }
     void Remove(const QString&, Job&) override {}
     QuotaValue Quota(Job&) override { return {}; }
     QString VersionTag(const QString&, Job&) override { return {}; }
