@@ -118,20 +118,23 @@ bool ServerProbe::KeepsProperties()
     return Look(m_second).md5Note == note;
 }
 
+// As a download that resumes asks for it, with the tag that the server has given to the whole.
 bool ServerProbe::ServesRanges()
 {
+    constexpr int kBegin = 5;
     std::string received;
     const auto keep = [&received](const HttpResponse&, const char* data, std::size_t size) {
         received.append(data, std::min(size, kLong.size()));
     };
-    std::vector<QByteArray> headers{"Range: bytes=5-"};
-    const auto tag = DocumentVersion::Of(Look(m_second)).StrongEntityTag();
-    if (!tag.isEmpty()) {
+    const auto path = m_collection.PathOf(m_second.temporary->Name());
+    const auto tag = m_collection.Server().Get(path, {}, keep, m_job).entityTag;
+    received.clear();
+    std::vector<QByteArray> headers{"Range: bytes=" + QByteArray::number(kBegin) + '-'};
+    if (tag.startsWith('"')) { // a weak one may not be used (RFC 9110 §13.1.5)
         headers.push_back("If-Range: " + tag);
     }
-    const auto path = m_collection.PathOf(m_second.temporary->Name());
     const auto answer = m_collection.Server().Get(path, headers, keep, m_job);
-    return answer.status == 206 && received == m_second.content.substr(5);
+    return answer.status == 206 && received == m_second.content.substr(kBegin);
 }
 
 bool ServerProbe::TellsQuota()
