@@ -119,6 +119,14 @@ TEST_F(ServerTraitsTest, WithoutTheOverwriteRuleATakenNameStaysWithItsDocument)
     EXPECT_EQ(server.documents["new.pdf"], "of somebody else");
 }
 
+TEST_F(ServerTraitsTest, AServerThatDoesNotReadEscapesGetsNoNamesThatNeedThem)
+{
+    server.readsEscapes = false;
+    EXPECT_EQ(Store(), "new.pdf");
+    EXPECT_EQ(Store(), Code(FailureCode::Unsupported)) << "\"new (2).pdf\" has a space";
+    EXPECT_EQ(server.documents.size(), 3) << "nothing of ours is left";
+}
+
 TEST_F(ServerTraitsTest, ADocumentThatIsReplacedInTheSameMomentByAnotherClientIsKept)
 {
     server.honoursIf = true;

@@ -104,7 +104,7 @@ void Check(const Trouble& trouble, std::size_t at, bool isOnce)
     // Too little patience makes a busy machine look like one that stalls.
     const NetworkLimits::Milliseconds patience(letter == 'T' ? 800 : 20'000), brief(600);
     const auto address = QByteArray::fromStdString(server.origin + "/dav/");
-    KnownTraits('\0' + address, cache.Path()).Remember({true, false, true, true, true, true, true});
+    KnownTraits('\0' + address, cache.Path()).Remember({true, true, false, true, true, true, true, true});
     const NetworkLimits limits{patience, patience, patience, brief, brief / 600, 2};
     const auto open = [&] {
         return std::make_unique<WebDavTransport>(

@@ -75,7 +75,9 @@ struct ScriptedServer
             return false;
         if (head == last && (method == "MOVE" || method == "DELETE"))
             documents["asked twice without a look"] = head;
-        const auto name = head.mid(method.size() + 6).split(' ').first().split('?').first();
+        auto name = head.mid(method.size() + 6).split(' ').first().split('?').first();
+        if (name.startsWith("%252E"))
+            name = QByteArray::fromPercentEncoding(name);
         if (onRequest)
             onRequest(method, name);
         auto said = fault.isDone ? Answer(method, name, headers, body) : QByteArray();
@@ -98,7 +100,9 @@ struct ScriptedServer
     /// Does what is asked. In the answer, "@" stands for the length of the body.
     QByteArray Answer(const QByteArray& method, const QByteArray& name, Texts headers, const QByteArray& body)
     {
-        const auto target = headers["destination"].split('/').last();
+        auto target = headers["destination"].split('/').last();
+        if (readsEscapes && target.startsWith("%2E"))
+            target = QByteArray::fromPercentEncoding(target);
         const auto bytes = documents.value(name);
         const auto tag = '"' + QByteArray::number(bytes.size()) + '"';
         const bool isSame = !headers.contains("if-range") || headers["if-range"] == tag;
@@ -141,6 +145,7 @@ struct ScriptedServer
     Texts documents{{"", ""}}; ///< by name; "" is the collection itself
     std::vector<Fault> faults;
     bool keepsOverwriteRule = true, honoursIf = false;
+    bool readsEscapes = true; ///< of a name that has more of them than it needs
     std::function<void()> onCancel;
     std::function<void(const QByteArray& method, const QByteArray& name)>
         onRequest;    ///< before it is answered

@@ -26,6 +26,7 @@ const QString kLearntAt = QStringLiteral("learntAt");
 
 const std::pair<const char*, KnownTraits::Trait> kNames[] = {
     {"keepsOverwriteRule", &ServerTraits::keepsOverwriteRule},
+    {"readsEscapes", &ServerTraits::readsEscapes},
     {"honoursIfOnMove", &ServerTraits::honoursIfOnMove},
     {"reportsCreation", &ServerTraits::reportsCreation},
     {"keepsTagOnMove", &ServerTraits::keepsTagOnMove},

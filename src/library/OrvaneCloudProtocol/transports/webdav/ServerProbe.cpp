@@ -34,6 +34,7 @@ ServerTraits ServerProbe::Run()
         SendBoth();
     }
     traits.honoursIfOnMove = HonoursIf();
+    traits.readsEscapes = ReadsEscapes();
     TryFreeName(traits);
     traits.keepsProperties = KeepsProperties();
     traits.servesRanges = ServesRanges();
@@ -41,14 +42,19 @@ ServerTraits ServerProbe::Run()
     return traits;
 }
 
-ServerProbe::Sample ServerProbe::Send(std::string_view content)
+ServerProbe::Sample ServerProbe::Unsent(std::string_view content)
 {
     const auto size = static_cast<qint64>(content.size());
-    Sample sample{content, std::make_unique<Temporary>(m_temporaries, size, m_job)};
+    return {content, std::make_unique<Temporary>(m_temporaries, size, m_job)};
+}
+
+ServerProbe::Sample ServerProbe::Send(std::string_view content)
+{
+    auto sample = Unsent(content);
     const auto path = m_collection.PathOf(sample.temporary->Name());
     const auto body = [content](const HttpBodyWriter& write) { write(content.data(), content.size()); };
     sample.temporary->RecordStart();
-    const auto answer = m_collection.Server().Put(path, size, body, m_job);
+    const auto answer = m_collection.Server().Put(path, static_cast<qint64>(content.size()), body, m_job);
     sample.temporary->RecordAnswer(answer.status);
     if (!answer.IsSuccess()) {
         throw StatusError(m_collection.Server().ChangeOf("PUT", path), answer);
@@ -97,11 +103,32 @@ bool ServerProbe::HonoursIf()
            IsSecondReplaced(Overwrite::Yes, tag);
 }
 
+// XRootD takes the escapes for the name itself, and so another document for the one that is to be replaced.
+bool ServerProbe::ReadsEscapes()
+{
+    auto moved = Unsent(m_second.content);
+    const auto& name = moved.temporary->Name();
+    moved.temporary->RecordStart();
+    (void)m_collection.Move(m_second.temporary->Name(), {name, Overwrite::No, {}, true}, m_job);
+    m_second.temporary->Release();
+    if (m_collection.Find(name, m_job)) {
+        m_second = std::move(moved);
+        return true;
+    }
+    try { // the sample is deleted under the name that it should have got
+        const auto literal = WebDavCollection::FullyEscaped(name).toStdString();
+        (void)m_collection.Move(literal, {name, Overwrite::No, {}}, m_job);
+    } catch (const CloudError&) {
+        m_job.ThrowIfCanceled();
+    }
+    m_second = Send(kLong);
+    return false;
+}
+
 void ServerProbe::TryFreeName(ServerTraits& traits)
 {
     const auto before = DocumentVersion::Of(Look(m_second));
-    const auto size = static_cast<qint64>(m_second.content.size());
-    Sample moved{m_second.content, std::make_unique<Temporary>(m_temporaries, size, m_job)};
+    auto moved = Unsent(m_second.content);
     moved.temporary->RecordStart();
     const auto outcome =
         m_collection.Move(m_second.temporary->Name(), {moved.temporary->Name(), Overwrite::No, {}}, m_job);

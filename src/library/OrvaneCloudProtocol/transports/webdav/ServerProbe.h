@@ -9,7 +9,7 @@
 namespace Orvane::Social {
 
 /// Learns what a server keeps to by trying it, on temporaries of a few bytes, and by looking at what has
-/// become of them each time: what a server says of itself is not believed. About twenty requests.
+/// become of them each time: what a server says of itself is not believed. About twenty-five requests.
 class ServerProbe
 {
 public:
@@ -29,6 +29,7 @@ private:
     };
 
     [[nodiscard]] Sample Send(std::string_view content);
+    [[nodiscard]] Sample Unsent(std::string_view content);
     void SendBoth();
     [[nodiscard]] DavResource Look(const Sample& sample);
 
@@ -36,6 +37,7 @@ private:
     [[nodiscard]] bool IsSecondReplaced(WebDavCollection::Overwrite overwrite, const QByteArray& requiredTag);
     [[nodiscard]] bool KeepsOverwriteRule();
     [[nodiscard]] bool HonoursIf();
+    [[nodiscard]] bool ReadsEscapes();
     void TryFreeName(ServerTraits& traits);
     [[nodiscard]] bool KeepsProperties();
     [[nodiscard]] bool ServesRanges();

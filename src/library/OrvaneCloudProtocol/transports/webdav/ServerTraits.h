@@ -6,6 +6,7 @@ namespace Orvane::Social {
 struct ServerTraits
 {
     bool keepsOverwriteRule = false; ///< a MOVE with "Overwrite: F" replaces nothing (RFC 4918 §10.6)
+    bool readsEscapes = false;       ///< "%41" in the Destination of a MOVE means "A" (RFC 3986 §2.1)
     bool honoursIfOnMove = false;    ///< a MOVE heeds the entity tag of its destination (RFC 4918 §10.4)
     bool reportsCreation = false;    ///< a MOVE to a free name is answered with 201 (RFC 4918 §9.9.4)
     bool keepsTagOnMove = false;     ///< a MOVE leaves the entity tag as it is

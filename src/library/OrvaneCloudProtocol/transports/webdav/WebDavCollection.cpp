@@ -168,10 +168,17 @@ DavResource WebDavCollection::RequiredDocument(const std::string& name,
     return *found;
 }
 
+QByteArray WebDavCollection::FullyEscaped(const std::string& name)
+{
+    return '%' + QByteArray::fromStdString(name).toHex('%').toUpper();
+}
+
 HttpRequest WebDavCollection::MoveRequest(const std::string& from, const Destination& to) const
 {
     HttpRequest request = m_server.ChangeOf("MOVE", PathOf(from));
-    const QByteArray destination = m_server.Address().Origin() + PathOf(to.name);
+    const auto path =
+        to.isEscaped ? m_server.Address().CollectionPath() + FullyEscaped(to.name) : PathOf(to.name);
+    const QByteArray destination = m_server.Address().Origin() + path;
     request.headers.push_back("Destination: " + destination);
     // Always said: some servers take its absence for F, though it means T.
     request.headers.push_back(to.overwrite == Overwrite::Yes ? "Overwrite: T" : "Overwrite: F");

@@ -41,6 +41,7 @@ public:
         std::string name;
         Overwrite overwrite = Overwrite::No;
         QByteArray requiredTag; ///< of the version that it may replace, as the server wrote it; empty for any
+        bool isEscaped = false; ///< whether the name is written with more escapes than it needs
     };
 
     enum class MoveOutcome
@@ -64,6 +65,9 @@ public:
 
     [[nodiscard]] WebDavServer& Server() { return m_server; }
     [[nodiscard]] QByteArray PathOf(const std::string& name) const;
+
+    /// The name with every byte escaped (RFC 3986 §2.1).
+    [[nodiscard]] static QByteArray FullyEscaped(const std::string& name);
 
     /// What the server says of the collection itself. Throws (NotFound) when it is not there.
     [[nodiscard]] DavResource Self(const QByteArray& propfindBody, Job& job);

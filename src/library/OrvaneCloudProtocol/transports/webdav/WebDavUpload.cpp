@@ -48,6 +48,7 @@ WebDavUpload::Stored WebDavUpload::Run(Job& job)
     }
     m_context.traits.Require(
         [this](Job& asking) { return ServerProbe(m_collection, m_context.temporaries, asking).Run(); }, job);
+    RequireNameable(IsReplacement() ? m_replacedName : m_upload.source.filename().string());
     for (int races = 0; races < kMostRaces; ++races) {
         if (const auto stored = TryOnce(job)) {
             return *stored;
@@ -55,6 +56,17 @@ WebDavUpload::Stored WebDavUpload::Run(Job& job)
     }
     throw Conflict(m_upload.source.filename().string(),
                    QStringLiteral("others keep taking the name at the same moment"));
+}
+
+void WebDavUpload::RequireNameable(const std::string& name) const
+{
+    const auto traits = m_context.traits.Find();
+    if (traits && !traits->readsEscapes && m_collection.PathOf(name).contains('%')) {
+        throw CloudError(FailureCode::Unsupported,
+                         Text(name) +
+                             QStringLiteral(": this server would store it under another name; give it "
+                                            "one of plain letters, digits, \"-\", \"_\" and \".\""));
+    }
 }
 
 void WebDavUpload::RequireReplaceable(Job& job)
@@ -198,6 +210,7 @@ std::string WebDavUpload::MoveIntoPlace(const std::string& temporary, Job& job)
     for (; m_number <= kMostNamesTried; ++m_number) {
         job.ThrowIfCanceled();
         const auto name = NumberedName(m_upload.source.filename().string(), m_number);
+        RequireNameable(name);
         const KeyedMutex::Lock lock(m_context.finalNames, name, job);
         if (TakesName(temporary, name, job)) {
             return name;

@@ -68,6 +68,7 @@ private:
     };
 
     [[nodiscard]] bool IsReplacement() const { return !m_replacedName.empty(); }
+    void RequireNameable(const std::string& name) const;
     void RequireReplaceable(Job& job);
     [[nodiscard]] std::optional<Stored> TryOnce(Job& job);
 
