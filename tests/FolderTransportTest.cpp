@@ -1,3 +1,4 @@
+#include "support/OrdinaryUser.h"
 #include "support/ProtocolClouds.h"
 
 #include <OrvaneCloudProtocol/transports/folder/FolderAddress.h>
@@ -134,6 +135,88 @@ TEST_F(FolderTransportTest, WhatChangesWhileItIsReadIsAnErrorAndGoesNowhere)
     EXPECT_EQ(Read(local / "target.pdf"), "old");
 }
 
+TEST_F(FolderTransportTest, OnlyAnotherContentCountsAsAnotherVersion)
+{
+    const auto file = cloud / "a.pdf";
+    const std::tuple<const char*, std::function<void()>, std::optional<FailureCode>> cases[] = {
+        {"touched", [&] { fs::last_write_time(file, fs::file_time_type::clock::now()); }, std::nullopt},
+        {"copied over itself",
+         [&] {
+             fs::copy_file(file, cloud / "b.pdf");
+             fs::rename(cloud / "b.pdf", file);
+         },
+         std::nullopt},
+        {"changed with its size and time kept",
+         [&] {
+             const auto time = fs::last_write_time(file);
+             Write(file, "new");
+             fs::last_write_time(file, time);
+         },
+         FailureCode::Conflict},
+        {"replaced by a link", [&] { fs::remove(file), fs::create_symlink(local / "b.pdf", file); },
+         FailureCode::NotFound},
+    };
+    Write(local / "b.pdf", "mine");
+    for (const auto& [what, change, failure] : cases) {
+        SCOPED_TRACE(what);
+        fs::remove(file);
+        Write(file, "old");
+        transport.List(job);
+        change();
+        EXPECT_EQ(Store("b.pdf", QStringLiteral("a.pdf")), failure);
+        const auto removal = FailureOf([&] { transport.Remove(QStringLiteral("a.pdf"), job); });
+        EXPECT_EQ(removal.has_value(), failure.has_value());
+        EXPECT_EQ(NamesIn(cloud).size(), failure ? 1U : 0U);
+    }
+}
+
+TEST_F(FolderTransportTest, WhatIsPutThereInTheLastMomentStays)
+{
+    TemporaryJournal journal(cache);
+    const auto file = cloud / "a.pdf";
+    Write(file, "theirs");
+    const auto theirs = *Support::StampOf(file);
+    auto expected = theirs;
+    ++expected.modified;
+    EXPECT_FALSE(Support::RemoveVersion(file, expected, journal));
+    {
+        PartFile part(cloud, journal);
+        part.Write("mine", 4);
+        part.Finish();
+        EXPECT_FALSE(part.ReplaceVersion(file, expected));
+    }
+    EXPECT_TRUE(Support::IsSameVersion(*Support::StampOf(file), theirs));
+    EXPECT_THAT(NamesIn(cloud), ElementsAre("a.pdf"));
+}
+
+TEST_F(FolderTransportTest, WhatCannotBeLookedAtIsNotGone)
+{
+    Write(cloud / "a.pdf", "x");
+    Write(local / "b.pdf", "y");
+    const QString id = QStringLiteral("a.pdf");
+    fs::permissions(cloud, fs::perms::owner_read | fs::perms::others_read); // names, and nothing else
+    {
+        const Testing::OrdinaryUser user;
+        ASSERT_TRUE(user.IsBound());
+        const std::function<void()> steps[] = {
+            [&] { transport.List(job); },
+            [&] { (void)transport.Info(id, job); },
+            [&] { transport.Remove(id, job); },
+            [&] { transport.VersionTag(id, job); },
+            [&] {
+                transport.Fetch({id, local / "new.pdf"}, job);
+            },
+            [&] {
+                transport.Store({local / "b.pdf", id, {}}, job);
+            },
+        };
+        for (const auto& step : steps)
+            EXPECT_EQ(FailureOf(step), FailureCode::Refused);
+    }
+    fs::permissions(cloud, fs::perms::all);
+    EXPECT_THAT(NamesIn(cloud), ElementsAre("a.pdf"));
+}
+
 TEST_F(FolderTransportTest, ADownloadLeavesAloneWhatAppearsAtItsTargetMeanwhile)
 {
     using ExistingFile = Transport::ExistingFile;
@@ -207,6 +290,20 @@ TEST_F(FolderTransportTest, SignInSweepsWhatACrashHasLeft)
         for (const auto& folder : {local, cloud})
             (new PartFile(folder, *journal))->Write("half", 4);
         journal->Record(local / "precious.pdf"); // not by a name of ours
+        // Between the two halves of a change: files under names of ours, and what stands at their homes.
+        const auto hold = [&](const std::string& name, bool isDisposable, bool isReserved) {
+            Write(cloud / name, isReserved ? "" : "mine");
+            Support::HeldFile held{cloud / Support::NewHeldName(), cloud / name, {}, isReserved};
+            Write(held.path, "held");
+            if (isDisposable)
+                held.disposable = {*Support::StampOf(held.path)};
+            journal->Record(held);
+        };
+        hold("replaced.pdf", true, false);
+        hold("both.pdf", false, false);
+        hold("reserved.pdf", false, true);
+        hold("taken away.pdf", false, false);
+        fs::remove(cloud / "taken away.pdf");
         ::_exit(0);
     }
     int status = 0;
@@ -217,7 +314,11 @@ TEST_F(FolderTransportTest, SignInSweepsWhatACrashHasLeft)
 
     transport.SignIn({}, job);
     EXPECT_THAT(NamesIn(local), ElementsAre("precious.pdf"));
-    EXPECT_EQ(NamesIn(cloud).size(), 1U) << "only that of a living owner stays";
+    const auto temporary = underWay.TemporaryPath().filename().string();
+    EXPECT_THAT(NamesIn(cloud), ElementsAre(temporary, "both (2).pdf", "both.pdf", "replaced.pdf",
+                                            "reserved.pdf", "taken away.pdf"));
+    for (const char* name : {"both (2).pdf", "reserved.pdf", "taken away.pdf"})
+        EXPECT_EQ(Read(cloud / name), "held") << name;
 }
 
 TEST_F(FolderTransportTest, ANewFileTakesNoTakenNameWhateverTheFileSystemCanDo)

@@ -278,6 +278,24 @@ TEST_P(ProtocolContract, ReplacingAndDeletingTakeExactlyOneDocument)
     ExpectFailure(client.Info(kSample), FailureCode::NotFound);
 }
 
+TEST_P(ProtocolContract, WhatSomebodyChangedSinceItWasSeenIsNeitherReplacedNorRemoved)
+{
+    const auto source = Local("mine.pdf", "mine");
+    for (int round = 0; round < 2; ++round) {
+        cloud->Put("a.pdf", "old");
+        SignIn();
+        Success(round == 0 ? client.List() : client.Info(kSample));
+        cloud->Put("a.pdf", "theirs, and longer");
+        ExpectFailure(client.Upload(source, {{Client::ID, kSample}}), FailureCode::Conflict);
+        ExpectFailure(client.Delete(kSample), FailureCode::Conflict);
+        EXPECT_EQ(cloud->Read("a.pdf"), QByteArray("theirs, and longer"));
+        EXPECT_EQ(cloud->Names(), Names{"a.pdf"});
+        Success(client.List());
+        Success(client.Upload(source, {{Client::ID, kSample}}));
+        Success(client.Delete(kSample));
+    }
+}
+
 TEST_P(ProtocolContract, AFailedUploadLeavesNothingAndNamesNothing)
 {
     cloud->Put("a.pdf", "theirs");

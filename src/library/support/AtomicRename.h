@@ -16,6 +16,21 @@ enum class RenameResult
 /// std::filesystem::filesystem_error.
 [[nodiscard]] RenameResult RenameToFree(const std::filesystem::path& from, const std::filesystem::path& to);
 
+/// Gives a file a second name, which nothing may have yet: on file systems without the above, the first half
+/// of such a rename. Fails with Unsupported, whatever the reason.
+[[nodiscard]] RenameResult LinkToFree(const std::filesystem::path& from, const std::filesystem::path& to);
+
+/// An empty file stands under the final name and could not be removed again.
+class LeftoverError : public std::filesystem::filesystem_error
+{
+public:
+    using filesystem_error::filesystem_error;
+};
+
+/// RenameToFree as file systems do it that have none of the above: for a moment @p to is an empty file.
+/// Returns false when the name is taken; throws LeftoverError when the empty file has to stay.
+[[nodiscard]] bool RenameToReserved(const std::filesystem::path& from, const std::filesystem::path& to);
+
 /// Lets two existing files change names in one step. Returns Done or Unsupported; throws
 /// std::filesystem::filesystem_error.
 [[nodiscard]] RenameResult ExchangeNames(const std::filesystem::path& one,

@@ -3,6 +3,7 @@
 #include <QtGlobal>
 
 #include <algorithm>
+#include <cerrno>
 
 #ifdef Q_OS_UNIX
 #include <sys/stat.h>
@@ -37,10 +38,11 @@ std::int64_t Nanoseconds(const QDateTime& time)
 } // namespace
 
 #ifdef Q_OS_UNIX
-std::optional<FileStamp> StampOf(const std::string& utf8File)
+namespace {
+
+std::optional<FileStamp> StampIn(const struct stat& status)
 {
-    struct stat status = {};
-    if (!CanNameAFile(utf8File) || ::stat(utf8File.c_str(), &status) != 0 || !S_ISREG(status.st_mode))
+    if (!S_ISREG(status.st_mode))
         return std::nullopt;
 #ifdef Q_OS_DARWIN
     const auto &modified = status.st_mtimespec, &changed = status.st_ctimespec;
@@ -49,6 +51,28 @@ std::optional<FileStamp> StampOf(const std::string& utf8File)
 #endif
     return FileStamp{status.st_dev, status.st_ino, static_cast<std::uint64_t>(status.st_size),
                      Nanoseconds(modified), Nanoseconds(changed)};
+}
+
+} // namespace
+
+std::optional<FileStamp> StampOf(const std::string& utf8File)
+{
+    struct stat status = {};
+    const bool isThere = CanNameAFile(utf8File) && ::stat(utf8File.c_str(), &status) == 0;
+    return isThere ? StampIn(status) : std::nullopt;
+}
+
+std::optional<FileStamp> LookAt(const std::filesystem::path& file, Links links)
+{
+    struct stat status = {};
+    const auto look = links == Links::Followed ? &::stat : &::lstat;
+    if (look(file.c_str(), &status) == 0)
+        return StampIn(status);
+    const int error = errno;
+    if (error == ENOENT || error == ENOTDIR)
+        return std::nullopt;
+    throw std::filesystem::filesystem_error("cannot look at", file,
+                                            std::error_code(error, std::generic_category()));
 }
 
 FileKind KindOf(const std::string& utf8Path)
@@ -68,6 +92,13 @@ std::optional<FileStamp> StampOf(const std::string& utf8File)
         return std::nullopt;
     return FileStamp{0, 0, static_cast<std::uint64_t>(info.size()), Nanoseconds(info.lastModified()),
                      Nanoseconds(info.metadataChangeTime())};
+}
+
+std::optional<FileStamp> LookAt(const std::filesystem::path& file, Links links)
+{
+    const bool isLink = std::filesystem::is_symlink(std::filesystem::symlink_status(file));
+    const bool isFile = std::filesystem::is_regular_file(std::filesystem::status(file));
+    return isFile && !(isLink && links == Links::NotFollowed) ? StampOf(file) : std::nullopt;
 }
 
 FileKind KindOf(const std::string& utf8Path)

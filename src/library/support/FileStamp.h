@@ -34,6 +34,23 @@ struct FileStamp
     return StampOf(file.u8string());
 }
 
+/// Whether both are of one file with one content. Unlike ==, this outlasts a rename, which changes the change
+/// time, and a share that is mounted again, which gets another device number.
+[[nodiscard]] inline bool IsSameVersion(const FileStamp& left, const FileStamp& right)
+{
+    return left.inode == right.inode && left.size == right.size && left.modified == right.modified;
+}
+
+enum class Links
+{
+    Followed,
+    NotFollowed
+};
+
+/// The stamp of the regular file at @p file; nothing when nothing is there, or something else. Unlike StampOf
+/// it throws std::filesystem::filesystem_error when the system cannot tell.
+[[nodiscard]] std::optional<FileStamp> LookAt(const std::filesystem::path& file, Links links);
+
 /// What stands at a path of UTF-8 text without a NUL character, links not followed.
 enum class FileKind
 {

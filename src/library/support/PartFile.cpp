@@ -117,7 +117,7 @@ void PartFile::Finish()
     }
 }
 
-void PartFile::Replace(const fs::path& target)
+void PartFile::TakePermissionsOf(const fs::path& target)
 {
     std::error_code ignored;
     const auto present = fs::symlink_status(target, ignored);
@@ -125,7 +125,71 @@ void PartFile::Replace(const fs::path& target)
         fs::permissions(m_path, present.permissions(), fs::perm_options::replace | fs::perm_options::nofollow,
                         ignored);
     }
+}
+
+void PartFile::Replace(const fs::path& target)
+{
+    TakePermissionsOf(target);
     MoveTo(target);
+}
+
+bool PartFile::ReplaceVersion(const fs::path& target, const FileStamp& expected)
+{
+    const auto own = LookAt(m_path, Links::NotFollowed);
+    if (!own) {
+        errno = ENOENT;
+        ThrowLastError("cannot rename", m_path);
+    }
+    TakePermissionsOf(target);
+    const HeldFile held{target.parent_path() / NewHeldName(), target, {expected, *own}, false};
+    Hold(held);
+    if (!Exchange(held)) {
+        const auto present = LookAt(target, Links::NotFollowed);
+        const bool isExpected = present && IsSameVersion(*present, expected);
+        if (isExpected) {
+            MoveTo(target);
+        }
+        return isExpected;
+    }
+    const bool isExpected = IsDisposable({held.path, target, {expected}, false});
+    if (!isExpected) {
+        (void)Exchange(held);
+    }
+    Release({held.path, target, {isExpected ? expected : *own}, false});
+    return isExpected;
+}
+
+bool PartFile::Exchange(const HeldFile& held)
+{
+    try {
+        const bool isDone = ExchangeNames(held.path, held.home) == RenameResult::Done;
+        m_isTemporary = m_isTemporary && !isDone; // what is held now may be somebody's only copy
+        return isDone;
+    } catch (const fs::filesystem_error&) {
+        Release(held);
+        throw;
+    }
+}
+
+void PartFile::Release(const HeldFile& held)
+{
+    m_isTemporary = false;
+    if (Settle(held)) {
+        m_journal.Forget(held.path);
+    }
+}
+
+void PartFile::Hold(const HeldFile& held)
+{
+    m_journal.Record(held);
+    try {
+        fs::rename(m_path, held.path);
+    } catch (const fs::filesystem_error&) {
+        m_journal.Forget(held.path);
+        throw;
+    }
+    m_journal.Forget(m_path);
+    m_path = held.path;
 }
 
 bool PartFile::BecomeNew(const fs::path& target)
@@ -142,39 +206,25 @@ bool PartFile::BecomeNew(const fs::path& target)
 
 bool PartFile::BecomeNewByLink(const fs::path& target)
 {
-    std::error_code error;
-    fs::create_hard_link(m_path, target, error);
-    if (error == std::errc::file_exists) {
-        return false;
-    }
-    if (error) {
+    const auto result = LinkToFree(m_path, target);
+    if (result == RenameResult::Unsupported) {
         return BecomeNewByReservation(target);
     }
-    m_isTemporary = false;
-    Remove();
-    return true;
+    if (result == RenameResult::Done) {
+        m_isTemporary = false;
+        Remove();
+    }
+    return result == RenameResult::Done;
 }
 
 bool PartFile::BecomeNewByReservation(const fs::path& target)
 {
-    const std::unique_ptr<std::FILE, Close> reservation(OpenNew(target));
-    if (!reservation && errno == EEXIST) {
-        return false;
+    Hold({target.parent_path() / NewHeldName(), target, {}, true});
+    const bool isDone = RenameToReserved(m_path, target);
+    if (isDone) {
+        LetGo();
     }
-    if (!reservation) {
-        ThrowLastError("cannot write", target);
-    }
-    try {
-        MoveTo(target);
-    } catch (const fs::filesystem_error& failure) {
-        std::error_code error;
-        fs::remove(target, error);
-        if (error) {
-            throw LeftoverError("cannot remove", target, failure.code());
-        }
-        throw;
-    }
-    return true;
+    return isDone;
 }
 
 void PartFile::MoveTo(const fs::path& target)

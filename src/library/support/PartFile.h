@@ -1,5 +1,7 @@
 #pragma once
 
+#include <support/HeldFile.h>
+
 #include <cstdio>
 #include <filesystem>
 #include <memory>
@@ -7,13 +9,6 @@
 namespace Orvane::Support {
 
 class TemporaryJournal;
-
-/// An empty file stands under the final name and could not be taken away again.
-class LeftoverError : public std::filesystem::filesystem_error
-{
-public:
-    using filesystem_error::filesystem_error;
-};
 
 /// A file that is being written under a temporary name beside its later place, so that under the final name
 /// it appears whole or not at all. It goes away with this object unless it has got its final name. All
@@ -41,6 +36,11 @@ public:
     /// After Finish: takes the place of the file at @p target, if there is one, with its permissions.
     void Replace(const std::filesystem::path& target);
 
+    /// As Replace, for a file that is no longer replaced once it is another version than @p expected. Returns
+    /// false then: the file at @p target is (again) the one that was there. Where the system can exchange
+    /// names, this holds also for a file that somebody puts there in the same moment.
+    [[nodiscard]] bool ReplaceVersion(const std::filesystem::path& target, const FileStamp& expected);
+
     /// After Finish: becomes the file at @p target. Returns false, and stays what it is, when something is
     /// there already; of several that try at once, only one succeeds.
     [[nodiscard]] bool BecomeNew(const std::filesystem::path& target);
@@ -48,8 +48,9 @@ public:
     /// BecomeNew as file systems do it that cannot rename without replacing.
     [[nodiscard]] bool BecomeNewByLink(const std::filesystem::path& target);
 
-    /// BecomeNew as file systems without hard links can do it: for a moment the target is an empty file.
-    /// Throws LeftoverError when it has to stay.
+    /// BecomeNew as file systems without hard links can do it: for a moment the target is an empty file. A
+    /// sweep after a crash in this moment finishes what was begun. Throws LeftoverError when the empty file
+    /// has to stay.
     [[nodiscard]] bool BecomeNewByReservation(const std::filesystem::path& target);
 
 private:
@@ -59,11 +60,15 @@ private:
     };
 
     void Remove() noexcept;
+    void TakePermissionsOf(const std::filesystem::path& target);
+    void Hold(const HeldFile& held);
+    [[nodiscard]] bool Exchange(const HeldFile& held);
+    void Release(const HeldFile& held);
     void MoveTo(const std::filesystem::path& target);
     void LetGo();
 
     TemporaryJournal& m_journal;
-    const std::filesystem::path m_path;
+    std::filesystem::path m_path;
     std::unique_ptr<std::FILE, Close> m_file;
     std::uintmax_t m_size = 0;
     bool m_isTemporary = true;

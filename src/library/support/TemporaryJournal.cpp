@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <sstream>
 #include <vector>
 
 namespace Orvane::Support {
@@ -17,7 +18,12 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::string_view kNamePrefix = ".orvane-cloud-";
-constexpr std::string_view kNameSuffix = ".part";
+constexpr std::string_view kTemporarySuffix = ".part";
+constexpr std::string_view kHeldSuffix = ".held";
+
+// Each begins an entry of three parts: path, home, disposable versions.
+constexpr char kHeldMark = '>';
+constexpr char kReservedMark = '+'; // also: home is reserved
 constexpr std::size_t kRandomDigits = 16;
 constexpr std::chrono::hours kLongestWait{30 * 24};
 
@@ -33,21 +39,85 @@ std::unique_ptr<QLockFile> LockOf(const fs::path& journal)
     return lock;
 }
 
-// A path may hold any byte but NUL, which therefore ends each.
-void Append(std::ostream& stream, const fs::path& path)
+std::string NewName(std::string_view suffix)
 {
-    stream << path.string() << '\0';
+    const auto random = QString::number(QRandomGenerator::system()->generate64(), 16);
+    return std::string(kNamePrefix) + random.rightJustified(kRandomDigits, QLatin1Char('0')).toStdString() +
+           std::string(suffix);
 }
 
-std::vector<fs::path> PathsIn(const fs::path& journal)
+bool IsNameOfOurs(std::string_view fileName, std::string_view suffix)
+{
+    if (fileName.size() != kNamePrefix.size() + kRandomDigits + suffix.size()) {
+        return false;
+    }
+    const auto digits = fileName.substr(kNamePrefix.size(), kRandomDigits);
+    return fileName.substr(0, kNamePrefix.size()) == kNamePrefix &&
+           fileName.substr(kNamePrefix.size() + kRandomDigits) == suffix &&
+           std::all_of(digits.begin(), digits.end(), &IsLowerHexDigit);
+}
+
+std::string TextOf(const std::vector<FileStamp>& versions)
+{
+    std::ostringstream text;
+    for (const auto& version : versions) {
+        text << version.inode << ' ' << version.size << ' ' << version.modified << ' ';
+    }
+    return text.str();
+}
+
+std::vector<FileStamp> VersionsIn(const std::string& text)
+{
+    std::istringstream stream(text);
+    std::vector<FileStamp> versions;
+    for (FileStamp version; stream >> version.inode >> version.size >> version.modified;) {
+        versions.push_back(version);
+    }
+    return versions;
+}
+
+bool BeginsHeld(const std::string& part)
+{
+    return !part.empty() && (part.front() == kHeldMark || part.front() == kReservedMark);
+}
+
+struct Entries
+{
+    std::vector<fs::path> temporaries;
+    std::vector<HeldFile> held;
+};
+
+/// The parts of all entries. A path may hold any byte but NUL, which therefore ends each part. A crash may
+/// have cut the last one, which then does not end in a NUL.
+std::vector<std::string> PartsIn(const fs::path& journal)
 {
     std::ifstream stream(journal, std::ios::binary);
-    std::vector<fs::path> paths;
-    // A crash may have cut the last path, which then does not end in a NUL.
-    for (std::string path; std::getline(stream, path, '\0') && !stream.eof();) {
-        paths.emplace_back(path);
+    std::vector<std::string> parts;
+    for (std::string part; std::getline(stream, part, '\0') && !stream.eof();) {
+        parts.push_back(part);
     }
-    return paths;
+    return parts;
+}
+
+bool IsHeldAsOurs(const HeldFile& held)
+{
+    return IsHeldName(held.path.filename().string()) && held.home.parent_path() == held.path.parent_path();
+}
+
+Entries EntriesIn(const fs::path& journal)
+{
+    Entries entries;
+    const auto parts = PartsIn(journal);
+    for (auto part = parts.begin(); part != parts.end(); ++part) {
+        if (!BeginsHeld(*part)) {
+            entries.temporaries.emplace_back(*part);
+        } else if (parts.end() - part > 2) {
+            entries.held.push_back(
+                {part->substr(1), part[1], VersionsIn(part[2]), part->front() == kReservedMark});
+            part += 2;
+        }
+    }
+    return entries;
 }
 
 bool HasWaitedLong(const fs::path& journal)
@@ -61,20 +131,22 @@ bool HasWaitedLong(const fs::path& journal)
 
 std::string NewTemporaryName()
 {
-    const auto random = QString::number(QRandomGenerator::system()->generate64(), 16);
-    return std::string(kNamePrefix) + random.rightJustified(kRandomDigits, QLatin1Char('0')).toStdString() +
-           std::string(kNameSuffix);
+    return NewName(kTemporarySuffix);
 }
 
 bool IsTemporaryName(std::string_view fileName)
 {
-    if (fileName.size() != kNamePrefix.size() + kRandomDigits + kNameSuffix.size()) {
-        return false;
-    }
-    const auto digits = fileName.substr(kNamePrefix.size(), kRandomDigits);
-    return fileName.substr(0, kNamePrefix.size()) == kNamePrefix &&
-           fileName.substr(kNamePrefix.size() + kRandomDigits) == kNameSuffix &&
-           std::all_of(digits.begin(), digits.end(), &IsLowerHexDigit);
+    return IsNameOfOurs(fileName, kTemporarySuffix);
+}
+
+std::string NewHeldName()
+{
+    return NewName(kHeldSuffix);
+}
+
+bool IsHeldName(std::string_view fileName)
+{
+    return IsNameOfOurs(fileName, kHeldSuffix);
 }
 
 TemporaryJournal::TemporaryJournal(const fs::path& folder)
@@ -93,13 +165,25 @@ TemporaryJournal::~TemporaryJournal()
 
 void TemporaryJournal::Record(const fs::path& temporary)
 {
+    Note(temporary, temporary.string() + '\0');
+}
+
+void TemporaryJournal::Record(const HeldFile& held)
+{
+    const char mark = held.isHomeReserved ? kReservedMark : kHeldMark;
+    Note(held.path,
+         mark + held.path.string() + '\0' + held.home.string() + '\0' + TextOf(held.disposable) + '\0');
+}
+
+void TemporaryJournal::Note(const fs::path& path, const std::string& entry)
+{
     const std::lock_guard lock(m_mutex);
-    m_temporaries.insert(temporary.native());
+    m_temporaries.insert(path.native());
     if (IsOpen()) {
         if (!m_stream.is_open() || !m_stream) {
             m_stream = std::ofstream(m_journal, std::ios::binary | std::ios::app);
         }
-        Append(m_stream, temporary);
+        m_stream << entry;
         m_stream.flush(); // to the system, which outlives us
     }
 }
@@ -158,8 +242,12 @@ void TemporaryJournal::SweepOne(const fs::path& journal, const Remove& remove)
         return;
     }
     bool isDone = true;
-    for (const auto& temporary : PathsIn(journal)) {
-        // The journal is a file like any other: it may not be made to delete the user's.
+    const auto entries = EntriesIn(journal);
+    // The journal is a file like any other: it may not be made to touch the user's.
+    for (const auto& held : entries.held) {
+        isDone = (!IsHeldAsOurs(held) || Settle(held)) && isDone;
+    }
+    for (const auto& temporary : entries.temporaries) {
         isDone = (!IsTemporaryName(temporary.filename().string()) || remove(temporary)) && isDone;
     }
     if (isDone || HasWaitedLong(journal)) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <support/HeldFile.h>
+
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -17,6 +19,10 @@ namespace Orvane::Support {
 [[nodiscard]] std::string NewTemporaryName();
 [[nodiscard]] bool IsTemporaryName(std::string_view fileName);
 
+/// The same for a file that is held (see HeldFile).
+[[nodiscard]] std::string NewHeldName();
+[[nodiscard]] bool IsHeldName(std::string_view fileName);
+
 /// Remembers on disk which temporary files its owner has made, so that those of a crashed one are found
 /// wherever they lie, on this machine or on a server. Each owner has a journal of its own, held by a lock for
 /// as long as the owner lives. Thread-safe. Without a usable folder nothing is remembered, and all else
@@ -31,18 +37,22 @@ public:
     /// To be called before the file is made.
     void Record(const std::filesystem::path& temporary);
 
+    /// To be called before the file gets the name under which it is held.
+    void Record(const HeldFile& held);
+
     /// To be called once the file is gone.
     void Forget(const std::filesystem::path& temporary);
 
     /// Takes one temporary file away; false when it may still be there.
     using Remove = std::function<bool(const std::filesystem::path& temporary)>;
 
-    /// Removes the temporary files of owners that are no more. What cannot be removed now, because a share is
-    /// not mounted perhaps, stays recorded for a month.
+    /// Removes the temporary files of owners that are no more, and settles the files that they held. What
+    /// cannot be removed now, because a share is not mounted perhaps, stays recorded for a month.
     void Sweep() { Sweep(&RemoveFile); }
     void Sweep(const Remove& remove);
 
 private:
+    void Note(const std::filesystem::path& path, const std::string& entry);
     [[nodiscard]] bool IsOpen();
     static void SweepOne(const std::filesystem::path& journal, const Remove& remove);
     [[nodiscard]] static bool RemoveFile(const std::filesystem::path& temporary);

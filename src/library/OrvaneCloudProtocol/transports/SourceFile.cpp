@@ -44,24 +44,6 @@ std::FILE* OpenForReading(const std::filesystem::path& path, [[maybe_unused]] Fi
     return file;
 }
 
-Support::FileStamp RequiredStamp(const std::filesystem::path& path, FileSide side)
-{
-    std::error_code error;
-    const auto status = side == FileSide::Cloud ? std::filesystem::symlink_status(path, error)
-                                                : std::filesystem::status(path, error);
-    if (status.type() == std::filesystem::file_type::not_found ||
-        status.type() == std::filesystem::file_type::none) {
-        ThrowFileError(side, path,
-                       error ? error : std::make_error_code(std::errc::no_such_file_or_directory));
-    }
-    const auto stamp = Support::StampOf(path);
-    if (!stamp || status.type() != std::filesystem::file_type::regular) {
-        throw CloudError(side == FileSide::Local ? FailureCode::LocalDisk : FailureCode::NotFound,
-                         Support::ToText(path) + QStringLiteral(": not a regular file"));
-    }
-    return *stamp;
-}
-
 } // namespace
 
 SourceFile::SourceFile(const std::filesystem::path& path, FileSide side)
@@ -70,6 +52,25 @@ SourceFile::SourceFile(const std::filesystem::path& path, FileSide side)
     , m_stamp(RequiredStamp(path, side))
     , m_file(OpenForReading(path, side))
 {}
+
+std::optional<Support::FileStamp> SourceFile::LookAt(const std::filesystem::path& path, FileSide side)
+{
+    const auto links = side == FileSide::Local ? Support::Links::Followed : Support::Links::NotFollowed;
+    return OnSide(side, [&] { return Support::LookAt(path, links); });
+}
+
+Support::FileStamp SourceFile::RequiredStamp(const std::filesystem::path& path, FileSide side)
+{
+    if (const auto stamp = LookAt(path, side)) {
+        return *stamp;
+    }
+    std::error_code ignored;
+    if (!std::filesystem::exists(std::filesystem::symlink_status(path, ignored))) {
+        ThrowFileError(side, path, std::make_error_code(std::errc::no_such_file_or_directory));
+    }
+    throw CloudError(side == FileSide::Local ? FailureCode::LocalDisk : FailureCode::NotFound,
+                     Support::ToText(path) + QStringLiteral(": not a regular file"));
+}
 
 QString SourceFile::ReadInto(const Sink& sink, Job& job)
 {
@@ -138,9 +139,8 @@ std::size_t SourceFile::Read(char* buffer, std::size_t size)
 
 void SourceFile::RequireUnchanged(qint64 bytesRead) const
 {
-    const auto now = Support::StampOf(m_path);
-    const bool isSame = now && now->device == m_stamp.device && now->inode == m_stamp.inode &&
-                        now->size == m_stamp.size && now->modified == m_stamp.modified;
+    const auto now = LookAt(m_path, m_side);
+    const bool isSame = now && now->device == m_stamp.device && Support::IsSameVersion(*now, m_stamp);
     if (!isSame || bytesRead != Size()) {
         throw CloudError(m_side == FileSide::Local ? FailureCode::LocalDisk : FailureCode::Conflict,
                          Support::ToText(m_path) + QStringLiteral(": has changed while it was read"));

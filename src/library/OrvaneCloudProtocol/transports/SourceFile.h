@@ -25,6 +25,7 @@ public:
     /// A local path may be a symbolic link to a file; one in the cloud may not.
     SourceFile(const std::filesystem::path& path, FileSide side);
 
+    [[nodiscard]] const Support::FileStamp& Stamp() const { return m_stamp; }
     [[nodiscard]] qint64 Size() const { return static_cast<qint64>(m_stamp.size); }
 
     /// Hands everything to @p sink, piece by piece, and returns the lower-case hexadecimal MD5 of it. Throws
@@ -48,6 +49,9 @@ private:
     [[nodiscard]] Sink WritingInto(Support::PartFile& part) const;
     void Finish(Support::PartFile& part) const;
     [[nodiscard]] std::size_t Read(char* buffer, std::size_t size);
+    [[nodiscard]] static std::optional<Support::FileStamp> LookAt(const std::filesystem::path& path,
+                                                                  FileSide side);
+    [[nodiscard]] static Support::FileStamp RequiredStamp(const std::filesystem::path& path, FileSide side);
     void RequireUnchanged(qint64 bytesRead) const;
 
     const std::filesystem::path m_path;

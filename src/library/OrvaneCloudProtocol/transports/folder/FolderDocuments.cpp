@@ -27,7 +27,10 @@ FolderDocuments::Device DeviceOf([[maybe_unused]] const fs::path& folder)
 {
 #ifdef Q_OS_UNIX
     struct stat status = {};
-    return ::stat(folder.c_str(), &status) == 0 ? status.st_dev : 0;
+    if (::stat(folder.c_str(), &status) != 0) {
+        ThrowFileError(FileSide::Cloud, folder, std::error_code(errno, std::generic_category()));
+    }
+    return status.st_dev;
 #else
     return 0;
 #endif
@@ -109,9 +112,7 @@ fs::path FolderDocuments::PathOf(const QString& id) const
 
 std::optional<Support::FileStamp> FolderDocuments::StampOf(const fs::path& path)
 {
-    std::error_code ignored;
-    const bool isDocument = fs::symlink_status(path, ignored).type() == fs::file_type::regular;
-    return isDocument ? Support::StampOf(path) : std::nullopt;
+    return OnSide(FileSide::Cloud, [&] { return Support::LookAt(path, Support::Links::NotFollowed); });
 }
 
 Support::FileStamp FolderDocuments::RequiredStampOf(const fs::path& path)

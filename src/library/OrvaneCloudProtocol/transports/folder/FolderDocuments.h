@@ -31,10 +31,10 @@ public:
     /// The path that belongs to the id. Throws when it is no document's id.
     [[nodiscard]] std::filesystem::path PathOf(const QString& id) const;
 
-    /// The stamp of a document; nothing when there is none of that name.
+    /// The stamp of a document; nothing when there is none of that name. Throws when the system cannot tell.
     [[nodiscard]] static std::optional<Support::FileStamp> StampOf(const std::filesystem::path& path);
 
-    /// Throws when there is none.
+    /// As StampOf; throws when there is none.
     static Support::FileStamp RequiredStampOf(const std::filesystem::path& path);
 
     [[nodiscard]] static QString VersionTagOf(const Support::FileStamp& stamp);

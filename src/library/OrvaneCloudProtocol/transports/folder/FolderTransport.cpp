@@ -6,6 +6,7 @@
 #include <OrvaneCloudProtocol/transports/NewDocumentName.h>
 #include <OrvaneCloudProtocol/transports/SourceFile.h>
 #include <OrvaneCloudProtocol/transports/folder/FolderAddress.h>
+#include <support/AtomicRename.h>
 #include <support/PartFile.h>
 #include <support/PathText.h>
 
@@ -41,15 +42,21 @@ fs::file_type TypeOf(const fs::path& path)
     return fs::symlink_status(path, ignored).type();
 }
 
-/// A document, or what is already gone.
-bool MayBeRemoved(fs::file_type type)
-{
-    return type == fs::file_type::regular || type == fs::file_type::not_found || type == fs::file_type::none;
-}
-
 CloudError Conflict(const fs::path& path, const QString& reason)
 {
     return CloudError(FailureCode::Conflict, Support::ToText(path) + QStringLiteral(": ") + reason);
+}
+
+/// A document that a change of ours has just made. Trouble with looking at it undoes nothing.
+Support::FileStamp StampOfOwn(const fs::path& path, qint64 size)
+{
+    Support::FileStamp known;
+    known.size = static_cast<std::uint64_t>(size);
+    try {
+        return FolderDocuments::StampOf(path).value_or(known);
+    } catch (const CloudError&) {
+        return known;
+    }
 }
 
 } // namespace
@@ -133,6 +140,7 @@ void FolderTransport::RequireListable(const CloudFiles& files)
 std::optional<Transport::CloudFile> FolderTransport::TryDescribe(const fs::path& path, Job& job)
 {
     job.ThrowIfCanceled();
+    const auto begin = m_seen.Moment();
     const auto stamp = FolderDocuments::StampOf(path);
     if (!stamp) {
         return std::nullopt;
@@ -142,6 +150,7 @@ std::optional<Transport::CloudFile> FolderTransport::TryDescribe(const fs::path&
     if (md5.empty() && !FolderDocuments::StampOf(path)) {
         return std::nullopt;
     }
+    m_seen.Note(path, *stamp, QString::fromStdString(md5), begin);
     return FolderDocuments::Describe(path, *stamp, QString::fromStdString(md5));
 }
 
@@ -159,10 +168,11 @@ Transport::CloudFile FolderTransport::Info(const QString& id, Job& job)
 Transport::CloudFile FolderTransport::Store(const Upload& upload, Job& job)
 {
     m_documents.RequireFolder();
+    std::optional<SeenVersion> replaced;
     if (upload.replacedId.isEmpty()) {
         RequireNameOfNewDocument(upload.source);
     } else {
-        FolderDocuments::RequiredStampOf(m_documents.PathOf(upload.replacedId));
+        replaced = BeginReplacement(m_documents.PathOf(upload.replacedId), job);
     }
     SourceFile source(upload.source, FileSide::Local);
     const auto part = OnSide(FileSide::Cloud, [&] {
@@ -172,21 +182,56 @@ Transport::CloudFile FolderTransport::Store(const Upload& upload, Job& job)
     if (!upload.expectedMd5.isEmpty() && upload.expectedMd5.toLower() != md5) {
         throw Conflict(upload.source, QStringLiteral("is no longer what was to be uploaded"));
     }
-    const auto path = OnSide(FileSide::Cloud, [&] { return Publish(*part, upload, job); });
-    Support::FileStamp known;
-    known.size = static_cast<std::uint64_t>(source.Size());
-    return FolderDocuments::Describe(path, FolderDocuments::StampOf(path).value_or(known), md5);
+    const std::lock_guard lock(m_changing);
+    const auto path = OnSide(FileSide::Cloud, [&] { return Publish(*part, upload, replaced, job); });
+    const auto stamp = StampOfOwn(path, source.Size());
+    m_seen.Note(path, stamp, md5, m_seen.Moment());
+    return FolderDocuments::Describe(path, stamp, md5);
 }
 
-fs::path FolderTransport::Publish(Support::PartFile& part, const Upload& upload, Job& job) const
+SeenVersion FolderTransport::BeginReplacement(const fs::path& path, Job& job)
 {
-    if (upload.replacedId.isEmpty()) {
+    const auto now = FolderDocuments::RequiredStampOf(path);
+    const auto seen = m_seen.Find(path);
+    RequireSeen(path, now, seen, job);
+    return seen.value_or(SeenVersion{now, {}, true});
+}
+
+void FolderTransport::RequireSeen(const fs::path& path, const Support::FileStamp& now,
+                                  const std::optional<SeenVersion>& seen, Job& job)
+{
+    if (seen && !IsSeen(path, now, *seen, job)) {
+        throw Conflict(path, QStringLiteral("has changed since it was last seen"));
+    }
+}
+
+bool FolderTransport::IsSeen(const fs::path& path, const Support::FileStamp& now, const SeenVersion& seen,
+                             Job& job)
+{
+    const bool isSame = Support::IsSameVersion(now, seen.stamp);
+    const bool isDoubtful = !isSame || !seen.isSettled || now.changed != seen.stamp.changed;
+    if (!isDoubtful || seen.md5.isEmpty()) {
+        return isSame;
+    }
+    const auto md5 = m_hashes.HashOf(path, [&job] { return job.IsCanceled(); });
+    job.ThrowIfCanceled();
+    return QString::fromStdString(md5) == seen.md5;
+}
+
+fs::path FolderTransport::Publish(Support::PartFile& part, const Upload& upload,
+                                  const std::optional<SeenVersion>& replaced, Job& job)
+{
+    if (!replaced) {
         return PublishAsNew(part, upload.source.filename().string(), job);
     }
     auto target = m_documents.PathOf(upload.replacedId);
+    const auto now = FolderDocuments::RequiredStampOf(target);
+    RequireSeen(target, now, m_seen.Find(target).value_or(*replaced),
+                job); // other uploads may have replaced it
     job.Commit([&] {
-        FolderDocuments::RequiredStampOf(target);
-        part.Replace(target);
+        if (!part.ReplaceVersion(target, now)) {
+            throw Conflict(target, QStringLiteral("is being changed by somebody else"));
+        }
     });
     return target;
 }
@@ -225,25 +270,32 @@ fs::path FolderTransport::Fetch(const Download& download, Job& job)
     }
     const auto remembered = m_hashes.HashOf(path, [] { return true; }); // without reading the file
     const auto part = target.BeginPart(m_journal);
+    const auto begin = m_seen.Moment();
     if (remembered.empty()) {
         source.CopyUnhashedInto(*part, job);
     } else if (source.CopyInto(*part, job).toStdString() != remembered) {
         throw Conflict(path, QStringLiteral("does not hold what it held when it was listed"));
     }
-    return target.Publish(*part, job);
+    auto made = target.Publish(*part, job);
+    m_seen.Note(path, source.Stamp(), QString::fromStdString(remembered), begin);
+    return made;
 }
 
 void FolderTransport::Remove(const QString& id, Job& job)
 {
     m_documents.RequireFolder();
     const auto path = m_documents.PathOf(id);
-    job.Commit([&] {
-        if (!MayBeRemoved(TypeOf(path))) {
-            throw CloudError(FailureCode::Refused,
-                             Support::ToText(path) + QStringLiteral(": not a document"));
+    const std::lock_guard lock(m_changing);
+    if (const auto now = FolderDocuments::StampOf(path)) {
+        RequireSeen(path, *now, m_seen.Find(path), job);
+        const auto remove = [&] { return Support::RemoveVersion(path, *now, m_journal); };
+        if (!OnSide(FileSide::Cloud, [&] { return job.Commit(remove); })) {
+            throw Conflict(path, QStringLiteral("is being changed by somebody else"));
         }
-        OnSide(FileSide::Cloud, [&] { fs::remove(path); });
-    });
+    } else if (OnSide(FileSide::Cloud, [&] { return fs::exists(fs::symlink_status(path)); })) {
+        throw CloudError(FailureCode::Refused, Support::ToText(path) + QStringLiteral(": not a document"));
+    }
+    m_seen.Forget(path);
 }
 
 Transport::QuotaValue FolderTransport::Quota(Job&)

@@ -3,10 +3,12 @@
 #include <OAuth2.h>
 #include <OrvaneCloudProtocol/transports/Transport.h>
 #include <OrvaneCloudProtocol/transports/folder/FolderDocuments.h>
+#include <OrvaneCloudProtocol/transports/folder/SeenDocuments.h>
 #include <support/HashMemory.h>
 #include <support/TemporaryJournal.h>
 
 #include <atomic>
+#include <mutex>
 
 namespace Orvane::Support {
 class PartFile;
@@ -43,8 +45,17 @@ public:
 private:
     [[nodiscard]] std::optional<CloudFile> TryDescribe(const std::filesystem::path& path, Job& job);
     void RequireListable(const CloudFiles& files);
+
+    /// Throws Conflict when the document is no longer in the version that this client saw.
+    void RequireSeen(const std::filesystem::path& path, const Support::FileStamp& now,
+                     const std::optional<SeenVersion>& seen, Job& job);
+    [[nodiscard]] bool IsSeen(const std::filesystem::path& path, const Support::FileStamp& now,
+                              const SeenVersion& seen, Job& job);
+
+    /// What is to be replaced: the version that this client saw, else the one that is there now.
+    [[nodiscard]] SeenVersion BeginReplacement(const std::filesystem::path& path, Job& job);
     [[nodiscard]] std::filesystem::path Publish(Support::PartFile& part, const Upload& upload,
-                                                Job& job) const;
+                                                const std::optional<SeenVersion>& replaced, Job& job);
     [[nodiscard]] std::filesystem::path PublishAsNew(Support::PartFile& part, const std::string& name,
                                                      Job& job) const;
     [[nodiscard]] static bool TryName(Support::PartFile& part, const std::filesystem::path& target, Job& job);
@@ -53,6 +64,8 @@ private:
     const FolderDocuments m_documents;
     Support::HashMemory m_hashes;
     Support::TemporaryJournal m_journal;
+    SeenDocuments m_seen;
+    std::mutex m_changing; ///< held from the last look at a document to the change of it
     std::atomic<FolderDocuments::Device> m_device{0};
 };
 

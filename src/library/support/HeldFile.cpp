@@ -1,0 +1,92 @@
+#include <support/HeldFile.h>
+
+#include <support/AtomicRename.h>
+#include <support/NumberedName.h>
+#include <support/TemporaryJournal.h>
+
+#include <algorithm>
+
+namespace Orvane::Support {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+bool MoveToFree(const fs::path& from, const fs::path& to)
+{
+    auto result = RenameToFree(from, to);
+    if (result == RenameResult::Unsupported) {
+        result = LinkToFree(from, to);
+        if (result == RenameResult::Done)
+            fs::remove(from);
+    }
+    return result == RenameResult::Unsupported ? RenameToReserved(from, to) : result == RenameResult::Done;
+}
+
+bool IsEmptyFile(const fs::path& path)
+{
+    return fs::is_regular_file(fs::symlink_status(path)) && fs::file_size(path) == 0;
+}
+
+bool PutBack(const HeldFile& held)
+{
+    if (held.isHomeReserved && IsEmptyFile(held.home)) {
+        fs::rename(held.path, held.home);
+        return true;
+    }
+    for (int number = 1; number <= kMostNamesTried; ++number) {
+        const auto name = NumberedName(held.home.filename().string(), number);
+        if (MoveToFree(held.path, held.home.parent_path() / name))
+            return true;
+    }
+    return false;
+}
+
+/// A crash between the two halves of a link and unlink leaves both names.
+bool IsAtHome(const HeldFile& held)
+{
+    std::error_code ignored;
+    return fs::equivalent(held.path, held.home, ignored);
+}
+
+} // namespace
+
+bool IsDisposable(const HeldFile& held) noexcept
+{
+    try {
+        const auto stamp = LookAt(held.path, Links::NotFollowed);
+        const auto isSame = [&](const FileStamp& other) { return IsSameVersion(*stamp, other); };
+        return stamp && std::any_of(held.disposable.begin(), held.disposable.end(), isSame);
+    } catch (const fs::filesystem_error&) {
+        return false;
+    }
+}
+
+bool Settle(const HeldFile& held) noexcept
+{
+    try {
+        if (!fs::exists(fs::symlink_status(held.path)))
+            return fs::is_directory(held.home.parent_path());
+        return IsDisposable(held) || IsAtHome(held) ? fs::remove(held.path) : PutBack(held);
+    } catch (const fs::filesystem_error&) {
+        return false;
+    }
+}
+
+bool RemoveVersion(const fs::path& path, const FileStamp& expected, TemporaryJournal& journal)
+{
+    const HeldFile held{path.parent_path() / NewHeldName(), path, {expected}, false};
+    journal.Record(held);
+    std::error_code error;
+    fs::rename(path, held.path, error);
+    const bool isExpected = !error && IsDisposable(held);
+    if (isExpected)
+        fs::remove(held.path, error);
+    if (Settle({held.path, path, {}, false}))
+        journal.Forget(held.path);
+    if (error && error != std::errc::no_such_file_or_directory)
+        throw fs::filesystem_error("cannot remove", path, error);
+    return isExpected || error;
+}
+
+} // namespace Orvane::Support

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <support/FileStamp.h>
+
+#include <filesystem>
+#include <vector>
+
+namespace Orvane::Support {
+
+class TemporaryJournal;
+
+/// A file that lies under a name of ours for the moment in which a step is taken with it, and that may be the
+/// only copy of its content. The journal records it, so that a crash in that moment loses nothing. No sweep
+/// goes by its name or age.
+struct HeldFile
+{
+    std::filesystem::path path; ///< the name of ours, beside home
+    std::filesystem::path home; ///< where the file belongs
+
+    /// The versions that may be deleted. Anything else goes back.
+    std::vector<FileStamp> disposable;
+
+    /// Whether an empty file at home is one that only keeps the name for this one.
+    bool isHomeReserved = false;
+};
+
+/// Whether the file has one of the disposable versions. A file that the system cannot look at has none.
+[[nodiscard]] bool IsDisposable(const HeldFile& held) noexcept;
+
+/// Ends the holding: deletes a version that may be deleted, and gives any other its place back, or a numbered
+/// name beside it when that is taken. Returns false when the file may still be held.
+bool Settle(const HeldFile& held) noexcept;
+
+/// Deletes the file at @p path if it is @p expected, also when somebody replaces it in the same moment.
+/// Returns false when it is another version, which then stays or is put back. One that is gone counts as
+/// deleted. Throws std::filesystem::filesystem_error.
+[[nodiscard]] bool RemoveVersion(const std::filesystem::path& path, const FileStamp& expected,
+                                 TemporaryJournal& journal);
+
+} // namespace Orvane::Support
