@@ -98,7 +98,17 @@ TEST_F(ProgramTest, KeepsDocumentsFromUploadToRemoval)
     EXPECT_EQ(user.Read(user.Cloud("A (2).pdf"_q)), "another");
     EXPECT_EQ(user.Run("status --json").Json()["documents"_q], 3);
 
-    user.Run({"remove"_q, "A.pdf"_q, "b.pdf"_q, "A (2).pdf"_q, "--yes"_q});
+    user.Write(user.Work("sub/b.pdf"_q), PdfOf("b.pdf"_q));
+    user.Write(user.Work("new.pdf"_q), "new");
+    user.Write(user.Work("sub/new.pdf"_q), "new");
+    std::string skipped;
+    const auto again = user.Run("--json upload b.pdf sub/b.pdf A.pdf sub/A.pdf new.pdf sub/new.pdf").Json();
+    for (const QJsonValue result : again["results"_q].toArray())
+        skipped += result["skipped"_q].toBool() ? '=' : '+';
+    EXPECT_EQ(skipped, "====+=");
+    EXPECT_EQ(user.FilesIn(user.Cloud()).size(), 4);
+
+    user.Run({"remove"_q, "A.pdf"_q, "b.pdf"_q, "A (2).pdf"_q, "new.pdf"_q, "--yes"_q});
     EXPECT_EQ(user.FilesIn(user.Cloud()), QStringList());
     EXPECT_EQ(Names("--offline"), QStringList());
     EXPECT_TRUE(QFile::exists(user.Work("A.pdf"_q))) << "the local copy belongs to the user";
@@ -138,7 +148,10 @@ TEST_F(ProgramTest, GoesOnWithTheOthersWhenOneFails)
                              {"upload notes.txt folder.pdf", kUsage, "--"},
                              {"upload gone.pdf notes.txt good.pdf", kFailed, "--+"},
                              {"download gone.pdf there.pdf --to folder.pdf", kNotFound, "-+"},
-                             {"remove gone.pdf there.pdf --yes", kNotFound, "-+"}};
+                             {"remove gone.pdf there.pdf --yes", kNotFound, "-+"},
+                             {"remove gone.pdf good.pdf", kUsage, "--"},
+                             {"download there.pdf good.pdf --cloud missing", kNotFound, "--"},
+                             {"upload notes.txt good.pdf there.pdf --cloud missing", kNotFound, "---"}};
     for (const auto& batch : cases) {
         const auto result = user.Run(QByteArray("--json ") + batch.words, batch.exitCode);
         std::string outcomes;

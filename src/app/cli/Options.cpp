@@ -177,7 +177,8 @@ void Parser::DefineUpload()
     CLI::App& upload =
         DefineCommand("upload",
                       "Put PDF files into the cloud; prints the name and the id of each there\n"
-                      "(with a tab in between). A name that is taken becomes \"name (2).pdf\".",
+                      "(with a tab in between). A file that is there already, with the same name and\n"
+                      "content, is not sent again. A name that is taken becomes \"name (2).pdf\".",
                       "  orvane-cloud upload report.pdf invoices/*.pdf");
     upload.add_option("FILE", m_raw->files, "PDF files on this machine")->type_name("FILE")->required();
 }

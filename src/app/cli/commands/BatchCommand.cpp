@@ -1,6 +1,8 @@
 #include "BatchCommand.h"
 
 #include "../Console.h"
+#include "../Options.h"
+#include "../PrintableText.h"
 
 #include <QJsonArray>
 #include <QTimer>
@@ -15,6 +17,15 @@ namespace {
 // files before the first one is on its way.
 constexpr int kAtOnce = 6;
 
+constexpr int kMostNamesTold = 5;
+
+Problem NotDone(const QString& label, bool isStarted, const Problem& cause)
+{
+    const QString what =
+        isStarted ? QStringLiteral("\" was still under way") : QStringLiteral("\" was not tried");
+    return {cause.exitCode, cause.code, QLatin1Char('"') + label + what, cause.why, cause.next};
+}
+
 } // namespace
 
 BatchCommand::BatchCommand(const Surroundings& surroundings)
@@ -27,13 +38,13 @@ void BatchCommand::AddItem(const QString& key, const QString& label)
     if (m_indexByKey.contains(key))
         return;
     m_indexByKey.insert(key, m_items.size());
-    m_items.append({label, 0, false, {}});
+    m_items.append({label, 0, false, false, {}});
     m_waiting.enqueue(key);
 }
 
 void BatchCommand::AddFailedItem(const QString& label, const Problem& problem)
 {
-    m_items.append({label, 0, false, {}});
+    m_items.append({label, 0, false, false, {}});
     NoteFailure(m_items.back(), problem);
 }
 
@@ -58,7 +69,9 @@ void BatchCommand::StartNext()
     if (m_waiting.isEmpty() || m_runningCount >= kAtOnce)
         return;
     ++m_runningCount;
-    StartItem(m_waiting.dequeue());
+    const QString key = m_waiting.dequeue();
+    m_items[m_indexByKey.value(key)].isStarted = true;
+    StartItem(key);
     Await();
     QTimer::singleShot(0, this, &BatchCommand::StartNext);
 }
@@ -136,6 +149,42 @@ void BatchCommand::End(Item& item)
     ++m_endedCount;
 }
 
+void BatchCommand::OnEnding(const Problem& problem)
+{
+    if (m_items.isEmpty())
+        AddUnnamedArguments();
+    QStringList unfinished;
+    for (Item& item : m_items) {
+        if (item.isEnded)
+            continue;
+        unfinished.append(item.label);
+        const Problem notDone = NotDone(item.label, item.isStarted, problem);
+        item.result = {{QStringLiteral("ok"), false}, {QStringLiteral("error"), ToJson(notDone)}};
+        End(item);
+    }
+    TellUnfinished(unfinished);
+}
+
+/// What the command line names, when the command ends before it could look for that.
+void BatchCommand::AddUnnamedArguments()
+{
+    for (const QByteArray& file : GetOptions().files)
+        AddItem(QString::fromUtf8(file), QString::fromUtf8(file));
+    for (const QString& document : GetOptions().documents)
+        AddItem(document, document);
+}
+
+void BatchCommand::TellUnfinished(const QStringList& labels) const
+{
+    if (labels.isEmpty() || m_items.size() == 1)
+        return;
+    const QString names = labels.size() > kMostNamesTold
+                              ? QString()
+                              : QStringLiteral(": ") + ToPrintable(labels.join(QStringLiteral(", ")));
+    GetConsole().Warn(QStringLiteral("The command has ended before %1 of %2 arguments were done%3.")
+                          .arg(QString::number(labels.size()), QString::number(m_items.size()), names));
+}
+
 ExitCode BatchCommand::Outcome() const
 {
     if (m_problems.isEmpty())
@@ -149,10 +198,8 @@ ExitCode BatchCommand::Outcome() const
 QJsonObject BatchCommand::Results() const
 {
     QJsonArray results;
-    for (const Item& item : m_items) {
-        if (item.isEnded)
-            results.append(item.result);
-    }
+    for (const Item& item : m_items)
+        results.append(item.result);
     return {{QStringLiteral("results"), results}};
 }
 

@@ -39,6 +39,9 @@ protected:
     void SetFailed(const QString& key, const Problem& problem);
 
     [[nodiscard]] QJsonObject Results() const override;
+
+    /// Gives every argument that has no result yet one that says why, and tells how many there are.
+    void OnEnding(const Problem& problem) override;
     void ShowWaiting(int seconds) override;
 
 private:
@@ -46,12 +49,15 @@ private:
     {
         QString label;
         int percent = 0;
+        bool isStarted = false;
         bool isEnded = false;
         QJsonObject result;
     };
 
     void StartNext();
     void DrawBar(const QString& text);
+    void AddUnnamedArguments();
+    void TellUnfinished(const QStringList& labels) const;
     void End(Item& item);
     void NoteFailure(Item& item, const Problem& problem);
     [[nodiscard]] Item* Running(const QString& key);

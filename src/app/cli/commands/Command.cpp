@@ -64,6 +64,8 @@ void Command::OnOperationFailed(const OperationFailure& failure)
     OnPreparationFailed(DescribeFailure(failure.operation, {}, failure.failure));
 }
 
+void Command::OnEnding(const Problem& /*problem*/) {}
+
 void Command::OnPreparationFailed(const Problem& problem)
 {
     Fail(problem);
@@ -123,6 +125,8 @@ void Command::Finish(ExitCode exitCode, const std::optional<Problem>& problem)
     if (std::exchange(m_isFinished, true))
         return;
     StopWaiting();
+    if (problem)
+        OnEnding(*problem);
     QJsonObject document = Results();
     document.insert(QStringLiteral("ok"), exitCode == ExitCode::Done);
     document.insert(QStringLiteral("command"), GetOptions().command);

@@ -54,6 +54,10 @@ protected:
     /// What the command has to say in JSON form, beside "ok", "command" and "error".
     [[nodiscard]] virtual QJsonObject Results() const { return {}; }
 
+    /// The command ends because of @p problem. To be overridden to account for what has not been done; called
+    /// once, before Results.
+    virtual void OnEnding(const Problem& problem);
+
     /// Any failure that the session tells of. Those of a sign-in or a refresh that the command waits for end
     /// the command, others pass.
     virtual void OnOperationFailed(const OperationFailure& failure);

@@ -2,10 +2,13 @@
 
 #include "../Console.h"
 #include "../FailureText.h"
+#include "../Locations.h"
 #include "../Options.h"
 #include "../PrintableText.h"
 
 #include <support/PathText.h>
+
+#include <QTimer>
 
 #include <filesystem>
 #include <variant>
@@ -53,17 +56,35 @@ std::optional<Problem> CheckFile(const QByteArray& argument)
     return std::nullopt;
 }
 
+QString FileNameOf(const QString& path)
+{
+    return ToText(ToPath(path).filename());
+}
+
+QString IdOf(const PDF::FileInfo& document)
+{
+    return QString::fromStdString(document.GetId());
+}
+
+QString NameOf(const PDF::FileInfo& document)
+{
+    const auto cloudInfo = document.GetCloudInfo();
+    return QString::fromStdString(cloudInfo ? cloudInfo->GetFileName() : std::string());
+}
+
 } // namespace
 
 UploadCommand::UploadCommand(const Surroundings& surroundings)
     : BatchCommand(surroundings)
+    , m_storedContent(surroundings.session,
+                      ToText(surroundings.locations.cacheFolder / "local-hashes.sqlite"))
 {
     const OrvaneCloudManager& cloud = Session().Cloud();
     connect(&cloud, &OrvaneCloudManager::UploadingProgressValueChanged, this, &UploadCommand::SetProgress);
     connect(&cloud, &OrvaneCloudManager::UploadingFinished, this,
             [this](const std::shared_ptr<PDF::FileInfo>& document) { OnUploaded(*document); });
     connect(&cloud, &OrvaneCloudManager::UploadingCanceled, this, [this](const QString& path) {
-        SetFailed(path, DescribeFailure(Operation::Upload, LabelOf(path), {FailureCode::Canceled, {}}));
+        SetNotStored(path, {FailureCode::Canceled, {}});
     });
 }
 
@@ -71,10 +92,15 @@ void UploadCommand::Start()
 {
     for (const QByteArray& argument : GetOptions().files)
         AddFile(argument);
-    if (IsAnythingToDo())
-        SignInThen([this] { Run(); });
-    else
+    if (!IsAnythingToDo()) {
         Run();
+        return;
+    }
+    const auto run = [this] {
+        m_storedContent.ReadList();
+        Run();
+    };
+    SignInThen([this, run] { RefreshThen(run); });
 }
 
 void UploadCommand::AddFile(const QByteArray& argument)
@@ -93,35 +119,84 @@ QString UploadCommand::RealPath(const QString& path)
 
 void UploadCommand::StartItem(const QString& key)
 {
-    m_pathByRealPath.insert(RealPath(key), key);
+    QStringList& keys = m_keysByName[FileNameOf(key)];
+    keys.append(key);
+    if (keys.size() == 1)
+        StartFile(key);
+}
+
+void UploadCommand::StartFile(const QString& key)
+{
+    const QString realPath = RealPath(key);
+    if (const auto document = m_storedContent.Find(FileNameOf(key), realPath)) {
+        Skip(key, document);
+        return;
+    }
+    m_pathByRealPath.insert(realPath, key);
     SetProgress(key, 0);
     Session().Cloud().Upload(key);
+}
+
+void UploadCommand::StartNextOfName(const QString& key)
+{
+    const auto keys = m_keysByName.find(FileNameOf(key));
+    if (keys == m_keysByName.end() || keys->front() != key)
+        return;
+    keys->removeFirst();
+    if (keys->isEmpty())
+        m_keysByName.erase(keys);
+    else
+        QTimer::singleShot(0, this, [this, next = keys->front()] { StartFile(next); });
 }
 
 void UploadCommand::OnOperationFailed(const OperationFailure& failure)
 {
     if (failure.operation == Operation::Upload)
-        SetFailed(failure.subject,
-                  DescribeFailure(failure.operation, LabelOf(failure.subject), failure.failure));
+        SetNotStored(failure.subject, failure.failure);
     else
         BatchCommand::OnOperationFailed(failure);
+}
+
+void UploadCommand::SetNotStored(const QString& key, const Social::Failure& failure)
+{
+    SetFailed(key, DescribeFailure(Operation::Upload, LabelOf(key), failure));
+    StartNextOfName(key);
 }
 
 void UploadCommand::OnUploaded(const PDF::FileInfo& document)
 {
     const auto path = m_pathByRealPath.take(QString::fromStdString(document.GetPath().utf8string()));
-    const auto cloudInfo = document.GetCloudInfo();
-    const QString name = QString::fromStdString(cloudInfo ? cloudInfo->GetFileName() : std::string());
-    const QString id = QString::fromStdString(document.GetId());
-
-    GetConsole().Print(ToPrintable(name) + QLatin1Char('\t') + ToPrintable(id));
+    const QString name = NameOf(document);
+    m_storedContent.Add(document);
+    SetStored(path, document, false);
     if (ToPath(path).filename() != ToPath(name))
         GetConsole().Tell(
             QStringLiteral(
                 "\"%1\" is called \"%2\" in the cloud: its own name is taken or not allowed there.")
                 .arg(ToPrintable(LabelOf(path)), ToPrintable(name)));
-    SetDone(path,
-            {{QStringLiteral("id"), id}, {QStringLiteral("name"), name}, {QStringLiteral("path"), path}});
+}
+
+void UploadCommand::Skip(const QString& key, const std::shared_ptr<PDF::FileInfo>& document)
+{
+    if (document->GetPath().empty()) {
+        document->SetPath(ioPath::from(RealPath(key)), document->GetCloudInfo()->GetMd5Hash());
+        Session().Documents().Update(document);
+    }
+    SetStored(key, *document, true);
+    GetConsole().Tell(QStringLiteral("\"%1\" is already in the cloud with the same content.")
+                          .arg(ToPrintable(LabelOf(key))));
+}
+
+void UploadCommand::SetStored(const QString& key, const PDF::FileInfo& document, bool isSkipped)
+{
+    const QString id = IdOf(document);
+    const QString name = NameOf(document);
+    GetConsole().Print(ToPrintable(name) + QLatin1Char('\t') + ToPrintable(id));
+    SetDone(key, {{QStringLiteral("id"), id},
+                  {QStringLiteral("name"), name},
+                  {QStringLiteral("path"), key},
+                  {QStringLiteral("skipped"), isSkipped}});
+    StartNextOfName(key);
 }
 
 } // namespace Orvane::CommandLine
