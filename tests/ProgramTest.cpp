@@ -61,6 +61,7 @@ TEST_F(ProgramTest, RefusesWhatMakesNoSenseOrWouldLoseSomething)
                              {"list --cloud https://ada:p/w@host/", kUsage, "address"},
                              {"list --ca-file a.pdf", kUsage, "a.pdf"},
                              {"list --user ada:pw", kUsage, "colon"},
+                             {"upload --data= a.pdf folder.pdf", kUsage, "--data="},
                              {"list --cloud missing", kNotFound, "cloud"},
                              {"list --token-file missing", kSignInNeeded, "token"},
                              {"list --data a.pdf", kLocalDisk, "data folder"},
@@ -77,6 +78,8 @@ TEST_F(ProgramTest, RefusesWhatMakesNoSenseOrWouldLoseSomething)
     }
     user.RunShell("\"$ORVANE\" upload \"$(printf 'x\\377.pdf')\""_q, kUsage);
     user.RunShell("\"$ORVANE\" quota > /dev/full"_q, kLocalDisk);
+    for (const QString& option : Words("--cloud --data --user --token-file --ca-file --to"))
+        user.Run({"download"_q, "a.pdf"_q, option, {}}, kUsage);
     EXPECT_EQ(user.FilesIn(user.Work({})), files);
     EXPECT_EQ(user.FilesIn(user.Cloud()), Words("a.pdf broken.pdf"));
     EXPECT_EQ(user.Read(user.Work("a.pdf"_q)), "changed here");
@@ -263,7 +266,8 @@ TEST_F(ProgramTest, LeavesNothingOfAnInterruptedTransfer)
 TEST_F(ProgramTest, WatchesUntilItIsInterrupted)
 {
     user.Write(user.Cloud("a.pdf"_q), PdfOf("a.pdf"_q));
-    const auto watch = user.Start(Words("watch --interval 1 --json"));
+    const auto watch =
+        user.Start({"-c"_q, "trap '' INT; exec \"$ORVANE\" watch --interval 1 --json"_q}, "sh"_q);
     const auto nextEvent = [&watch] {
         EXPECT_TRUE(QTest::qWaitFor([&] { return watch->canReadLine(); }, kLongestRunInMs));
         const auto event = QJsonDocument::fromJson(watch->readLine());
@@ -273,6 +277,7 @@ TEST_F(ProgramTest, WatchesUntilItIsInterrupted)
     EXPECT_THAT(user.Run("list", kConflict).err, HasSubstr("in use"));
     user.Write(user.Cloud("b.pdf"_q), PdfOf("b.pdf"_q));
     EXPECT_EQ(nextEvent(), "added b.pdf"_q);
+    kill(static_cast<pid_t>(watch->processId()), SIGINT); // ignored from outside
     QFile::remove(user.Cloud("a.pdf"_q));
     EXPECT_EQ(nextEvent(), "removed a.pdf"_q);
     watch->terminate();

@@ -91,20 +91,26 @@ TEST(TokenTest, TakesAPasswordAsItIsAndABearerTokenAsItCanBeSent)
 TEST(DocumentNamesTest, FindsByIdThenByUniqueName)
 {
     const std::pair<QString, QString> documents[] = {
-        {"1"_q, "a.pdf"_q}, {"2"_q, "a.pdf"_q}, {"3"_q, "b.pdf"_q}, {"b.pdf"_q, "c.pdf"_q}};
+        {"1"_q, "a.pdf"_q},         {"2"_q, "a.pdf"_q},   {"3"_q, "b.pdf"_q},  {"b.pdf"_q, "c.pdf"_q},
+        {"\u202e4"_q, "d\u202e"_q}, {"5"_q, "e\u202e"_q}, {"6"_q, "e\u202e"_q}};
     QVector<DocumentRow> rows;
     for (const auto& [id, name] : documents) {
         rows.append(DocumentRow());
         rows.last().id = id;
         rows.last().name = name;
     }
-    for (const auto& [text, id] : {TextCase{"2"_q, "2"_q}, {"c.pdf"_q, "b.pdf"_q}, {"b.pdf"_q, "b.pdf"_q}})
+    for (const auto& [text, id] : {TextCase{"2"_q, "2"_q},
+                                   {"c.pdf"_q, "b.pdf"_q},
+                                   {"b.pdf"_q, "b.pdf"_q},
+                                   {"d\\u{202e}"_q, "\u202e4"_q},
+                                   {"\\u{202e}4"_q, "\u202e4"_q}})
         EXPECT_EQ(std::get<DocumentRow>(FindDocument(rows, text)).id, id);
 
     const auto problemOf = [&](const QString& text) { return std::get<Problem>(FindDocument(rows, text)); };
     EXPECT_EQ(problemOf("A.pdf"_q).exitCode, ExitCode::NotFound);
     EXPECT_EQ(problemOf("a.pdf"_q).exitCode, ExitCode::Usage);
     EXPECT_TRUE(problemOf("a.pdf"_q).next.contains("1, 2"_q));
+    EXPECT_TRUE(problemOf("e\\u{202e}"_q).next.contains("5, 6"_q));
 }
 
 } // namespace

@@ -1,8 +1,11 @@
 #include "DocumentNames.h"
 
+#include "PrintableText.h"
+
 #include <QStringList>
 
 #include <algorithm>
+#include <iterator>
 
 namespace Orvane::CommandLine {
 
@@ -24,28 +27,39 @@ Problem AmbiguousName(const QString& text, const QStringList& ids)
             QStringLiteral("Name it by its id, one of: ") + ids.join(QStringLiteral(", "))};
 }
 
+using TextOf = QString (*)(const DocumentRow& row);
+
+/// What a text may be, from the most to the least exact: the printed form can be typed where the exact one
+/// cannot.
+constexpr TextOf kMeanings[] = {
+    [](const DocumentRow& row) { return row.id; },
+    [](const DocumentRow& row) { return row.name; },
+    [](const DocumentRow& row) { return ToPrintable(row.id); },
+    [](const DocumentRow& row) { return ToPrintable(row.name); },
+};
+
+QStringList IdsOf(const QVector<DocumentRow>& rows)
+{
+    QStringList ids;
+    for (const DocumentRow& row : rows)
+        ids.append(row.id);
+    return ids;
+}
+
 } // namespace
 
 std::variant<DocumentRow, Problem> FindDocument(const QVector<DocumentRow>& rows, const QString& text)
 {
-    const auto byId =
-        std::find_if(rows.begin(), rows.end(), [&](const DocumentRow& row) { return row.id == text; });
-    if (byId != rows.end())
-        return *byId;
-
-    QVector<DocumentRow> named;
-    QStringList ids;
-    for (const DocumentRow& row : rows) {
-        if (row.name == text) {
-            named.append(row);
-            ids.append(row.id);
-        }
+    for (const TextOf textOf : kMeanings) {
+        QVector<DocumentRow> meant;
+        std::copy_if(rows.begin(), rows.end(), std::back_inserter(meant),
+                     [&](const DocumentRow& row) { return textOf(row) == text; });
+        if (meant.size() == 1)
+            return meant.front();
+        if (!meant.isEmpty())
+            return AmbiguousName(text, IdsOf(meant));
     }
-    if (named.isEmpty())
-        return NoSuchDocument(text);
-    if (named.size() > 1)
-        return AmbiguousName(text, ids);
-    return named.front();
+    return NoSuchDocument(text);
 }
 
 } // namespace Orvane::CommandLine

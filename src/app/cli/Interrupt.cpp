@@ -21,15 +21,31 @@ extern "C" void OnInterruptSignal(int number)
     std::signal(number, OnInterruptSignal); // some systems reset it
 }
 
+/// "nohup", and a shell for what it runs in the background, ask to be spared in this way.
+bool IsIgnored([[maybe_unused]] int number)
+{
+#ifdef Q_OS_UNIX
+    struct sigaction present = {};
+    return sigaction(number, nullptr, &present) == 0 && present.sa_handler == SIG_IGN;
+#else
+    return false;
+#endif
+}
+
+void Catch(int number)
+{
+    if (!IsIgnored(number))
+        std::signal(number, OnInterruptSignal);
+}
+
 } // namespace
 
 void CatchInterrupts()
 {
-    std::signal(SIGINT, OnInterruptSignal);
-    std::signal(SIGTERM, OnInterruptSignal);
+    Catch(SIGINT);
+    Catch(SIGTERM);
 #ifdef Q_OS_UNIX
-    if (std::signal(SIGHUP, OnInterruptSignal) == SIG_IGN)
-        std::signal(SIGHUP, SIG_IGN); // "nohup" asks to be spared in this way
+    Catch(SIGHUP);
 #endif
 }
 

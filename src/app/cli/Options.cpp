@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
+#include <cstring>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -59,7 +60,8 @@ as a bearer token. Neither name nor secret may stand in the address. http:// is 
 unless --allow-insecure-http says otherwise: anyone on the way can then read the token.
 
 Environment: ORVANE_CLOUD, ORVANE_CLOUD_USER, ORVANE_CLOUD_CA_FILE and ORVANE_CLOUD_DATA stand for --cloud,
---user, --ca-file and --data. ORVANE_CLOUD_TOKEN holds the token where there is no --token-file.
+--user, --ca-file and --data, unless they are empty. ORVANE_CLOUD_TOKEN holds the token where there is no
+--token-file.
 
 Exit codes: 0 done, 1 failed, 2 usage, 3 not found, 4 sign-in needed, 5 network or cloud trouble,
 6 conflict (something stands in the way), 7 cloud is full, 8 local disk, 130 interrupted. With several files
@@ -98,6 +100,25 @@ bool AreAllUtf8(const std::vector<std::string>& texts)
                        [](const std::string& text) { return IsUtf8(ToBytes(text)); });
 }
 
+/// An empty text, as from a variable that is not set, would silently mean the default.
+CLI::Validator NotEmpty()
+{
+    return CLI::Validator(
+        [](const std::string& text) { return text.empty() ? "it is empty" : std::string(); }, std::string());
+}
+
+/// "--cloud=" would take the next argument for its value.
+const char* FindOptionWithoutValue(int argc, const char* const* argv)
+{
+    const auto* end =
+        std::find_if(argv, argv + argc, [](const char* text) { return !std::strcmp(text, "--"); });
+    const auto* found = std::find_if(argv, end, [](const char* text) {
+        const char* sign = std::strchr(text, '=');
+        return std::strncmp(text, "--", 2) == 0 && sign && sign[1] == '\0';
+    });
+    return found == end ? nullptr : *found;
+}
+
 } // namespace
 
 Parser::Parser()
@@ -122,17 +143,22 @@ void Parser::DefineGlobalOptions()
         ->add_option("--cloud", m_raw->cloud,
                      "The cloud's address: a folder, file:///folder, or https://host/collection/")
         ->type_name("ADDRESS")
+        ->check(NotEmpty())
         ->envname("ORVANE_CLOUD");
     m_app->add_option("--data", m_raw->data, "Where the list, settings, logs and cache are kept")
         ->type_name("FOLDER")
+        ->check(NotEmpty())
         ->envname("ORVANE_CLOUD_DATA");
     m_app->add_option("--user", m_raw->user, "Whose password the token is (default: it is a bearer token)")
         ->type_name("NAME")
+        ->check(NotEmpty())
         ->envname("ORVANE_CLOUD_USER");
     m_app->add_option("--token-file", m_raw->tokenFile, "File whose first line is the token or the password")
-        ->type_name("FILE");
+        ->type_name("FILE")
+        ->check(NotEmpty());
     m_app->add_option("--ca-file", m_raw->caFile, "Certificates to trust instead of the system's (PEM)")
         ->type_name("FILE")
+        ->check(NotEmpty())
         ->envname("ORVANE_CLOUD_CA_FILE");
     m_app->add_flag("--allow-insecure-http", m_raw->isInsecureHttpAllowed,
                     "Send the token over http:// to other machines");
@@ -189,7 +215,8 @@ void Parser::DefineDownload()
                                        "  orvane-cloud download report.pdf --to ~/Documents --overwrite");
     AddDocuments(download);
     download.add_option("--to", m_raw->target, "Where to put them (default: the current folder)")
-        ->type_name("FOLDER");
+        ->type_name("FOLDER")
+        ->check(NotEmpty());
     AddOverwrite(download);
 }
 
@@ -210,7 +237,8 @@ void Parser::DefinePreview()
         ->check(CLI::IsMember({"small", "medium", "large"}).description(""))
         ->type_name("small|medium|large");
     preview.add_option("--to", m_raw->target, "The picture's file (default: NAME-SIZE.png in this folder)")
-        ->type_name("FILE");
+        ->type_name("FILE")
+        ->check(NotEmpty());
     AddOverwrite(preview);
 }
 
@@ -249,6 +277,8 @@ void Parser::AddOverwrite(CLI::App& command)
 
 std::variant<Options, Information, Problem> Parser::Parse(int argc, const char* const* argv)
 {
+    if (const char* option = FindOptionWithoutValue(argc, argv))
+        return UsageProblem(FromUtf8(option) + QStringLiteral(": it is empty"));
     try {
         m_app->parse(argc, argv);
         return ToOptions();
