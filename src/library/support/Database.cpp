@@ -188,9 +188,9 @@ fs::path FreeNameForSettingAside(const fs::path& file)
 void RefuseUnfinishedChange(const fs::path& file)
 {
     for (const char* suffix : {"-journal", "-wal"}) {
-        std::error_code isMissing;
-        const auto size = fs::file_size(WithSuffix(file, suffix), isMissing);
-        if (!isMissing && size > 0)
+        std::error_code error;
+        const auto size = fs::file_size(WithSuffix(file, suffix), error);
+        if (error != std::errc::no_such_file_or_directory && (error || size > 0))
             Fail(file, Reason::Unusable, "a change that was cut off cannot be undone");
     }
 }
@@ -257,9 +257,15 @@ void Renew(const fs::path& file, const fs::path& aside, const Schema& schema,
 {
     const auto fresh = WithSuffix(file, ".new");
     fs::remove(fresh);
-    fill(*TryToOpen(fresh, schema));
-    KeepAs(aside, file);
-    fs::rename(fresh, file);
+    try {
+        fill(*TryToOpen(fresh, schema));
+        KeepAs(aside, file);
+        fs::rename(fresh, file);
+    } catch (...) {
+        std::error_code ignored;
+        fs::remove(fresh, ignored);
+        throw;
+    }
 }
 
 OpenedDatabase Replace(const fs::path& file, const Schema& schema, const CarryOver& carryOver)
@@ -267,8 +273,9 @@ OpenedDatabase Replace(const fs::path& file, const Schema& schema, const CarryOv
     RefuseUnfinishedChange(file);
     const auto image = ImageOf(file);
     const auto why = Judge(*image, schema, file);
-    const auto aside = FreeNameForSettingAside(file);
+    fs::path aside;
     try {
+        aside = FreeNameForSettingAside(file);
         if (carryOver && IsOfSchema(*image, schema))
             Renew(file, aside, schema, [&](SQLite::Database& fresh) { carryOver(*image, fresh); });
         else
