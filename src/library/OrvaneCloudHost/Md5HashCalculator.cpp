@@ -4,12 +4,23 @@
 #include <support/PathText.h>
 
 namespace Orvane::PDF::Cloud {
+namespace {
+
+// The end of one transfer asks several times, one after the other, about a file that has just been written.
+Support::HashMemorySettings Settings()
+{
+    Support::HashMemorySettings settings;
+    settings.youngFileMemory = std::chrono::milliseconds(100);
+    return settings;
+}
+
+} // namespace
 
 class Md5HashCalculator::Private
 {
 public:
     explicit Private(const QString& databaseFile)
-        : memory(Support::ToPath(databaseFile))
+        : memory(Support::ToPath(databaseFile), Settings())
     {}
 
     Support::HashMemory memory;

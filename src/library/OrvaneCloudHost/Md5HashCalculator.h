@@ -12,7 +12,7 @@ namespace Orvane::PDF::Cloud {
 
 /// MD5 hashes as 32 lower-case hexadecimal digits, read in constant memory. The hash of a file is remembered
 /// for as long as its device, inode, size, modification and change time stay the same, so that asking again
-/// reads nothing; that of a file changed in the last 3 s is not. Thread-safe.
+/// reads nothing; that of a file changed in the last 3 s for a tenth of a second. Thread-safe.
 class ORVANE_HOST_EXPORT Md5HashCalculator : public IHashCalculator
 {
 public:

@@ -119,11 +119,23 @@ public:
 
     std::string Recall(const std::string& path, const FileStamp& stamp);
     void Remember(const std::string& path, const FileStamp& stamp, const std::string& md5);
+    void RememberBriefly(const std::string& path, const FileStamp& stamp, const std::string& md5);
     void Flush();
 
     bool IsWorthRemembering(const FileStamp& stamp) const { return IsSettled(stamp, m_settings.now()); }
 
 private:
+    using Clock = std::chrono::steady_clock;
+
+    struct Young
+    {
+        std::string path;
+        FileStamp stamp;
+        std::string md5;
+        Clock::time_point time;
+    };
+
+    bool IsOfYoung(const std::string& path, const FileStamp& stamp) const;
     void ReadOnce();
     void NoteUse(const std::string& path, Entry& entry);
     void MakeRoom();
@@ -137,11 +149,14 @@ private:
     std::unique_ptr<SQLite::Database> m_database;
     Entries m_entries;
     std::vector<std::string> m_unsaved;
+    Young m_young; // the latest
 };
 
 std::string HashMemory::Private::Recall(const std::string& path, const FileStamp& stamp)
 {
     const std::lock_guard lock(m_mutex);
+    if (IsOfYoung(path, stamp))
+        return m_young.md5;
     ReadOnce();
     const auto found = m_entries.find(path);
     if (found == m_entries.end() || found->second.stamp != stamp)
@@ -160,6 +175,19 @@ void HashMemory::Private::Remember(const std::string& path, const FileStamp& sta
     m_unsaved.push_back(path);
     if (m_unsaved.size() >= kMostUnsaved)
         Save();
+}
+
+void HashMemory::Private::RememberBriefly(const std::string& path, const FileStamp& stamp,
+                                          const std::string& md5)
+{
+    const std::lock_guard lock(m_mutex);
+    m_young = {path, stamp, md5, Clock::now()};
+}
+
+bool HashMemory::Private::IsOfYoung(const std::string& path, const FileStamp& stamp) const
+{
+    return m_young.path == path && m_young.stamp == stamp &&
+           Clock::now() - m_young.time < m_settings.youngFileMemory;
 }
 
 void HashMemory::Private::Flush()
@@ -240,8 +268,12 @@ std::string HashMemory::HashOf(const std::string& utf8File, const IsCanceled& is
     const auto md5 = Md5OfContent(std::filesystem::u8path(utf8File), isCanceled);
     if (!md5)
         return {};
-    if (d->IsWorthRemembering(*before) && StampOf(utf8File) == before)
+    if (StampOf(utf8File) != before)
+        return ToHex(*md5);
+    if (d->IsWorthRemembering(*before))
         d->Remember(utf8File, *before, *md5);
+    else
+        d->RememberBriefly(utf8File, *before, *md5);
     return ToHex(*md5);
 }
 

@@ -16,11 +16,15 @@ struct HashMemorySettings
     std::size_t capacity = 200'000;
 
     std::function<std::chrono::system_clock::time_point()> now = std::chrono::system_clock::now;
+
+    /// For how long the latest hash counts of a file that is too young to be remembered.
+    std::chrono::milliseconds youngFileMemory{0};
 };
 
 /// MD5 hashes of local files, remembered between runs for as long as the file's stamp (device, inode, size,
 /// modification and change time) stays the same, so that asking again costs one stat. A file that changed
-/// during hashing, or less than 3 s before, is hashed but not remembered. Thread-safe.
+/// during hashing, or less than 3 s before, is hashed but not remembered (but for youngFileMemory).
+/// Thread-safe.
 class HashMemory
 {
 public:
