@@ -1,7 +1,11 @@
 #include <OrvaneCloudHost/CloudSession.h>
 
+#include "support/PdfSamples.h"
+
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
+#include <QImage>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
@@ -31,6 +35,16 @@ QByteArray Read(const QString& path)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("unreadable");
 }
 
+/// The files in a folder, each as "name=content ".
+std::string Contents(const QString& folder)
+{
+    std::string contents;
+    for (const QFileInfo& file : QDir(folder).entryInfoList(QDir::Files | QDir::Hidden, QDir::Name))
+        contents +=
+            (file.fileName() + QLatin1Char('=')).toStdString() + Read(file.filePath()).toStdString() + ' ';
+    return contents;
+}
+
 /// Sessions over one folder cloud and one data folder.
 class CloudSessionTest : public testing::Test
 {
@@ -49,8 +63,10 @@ protected:
         setup.cloudAddress = QUrl::fromLocalFile(CloudPath({})).toString();
         setup.dataFolder = m_root.filePath(QStringLiteral("data"));
         m_session = std::make_unique<CloudSession>(setup);
-        QObject::connect(m_session.get(), &CloudSession::OperationFailed,
-                         [this](const auto& failure) { m_failures.push_back(failure); });
+        QObject::connect(m_session.get(), &CloudSession::OperationFailed, [this](const auto& failure) {
+            if (failure.operation != Operation::Preview) // not all documents here are PDF
+                m_failures.push_back(failure);
+        });
     }
 
     void SignIn()
@@ -134,6 +150,134 @@ TEST_F(CloudSessionTest, TellsTheReasonOfAFailureOnce)
     EXPECT_EQ(m_failures[0].subject, missing);
     EXPECT_EQ(m_failures[0].failure.code, FailureCode::LocalDisk);
     EXPECT_FALSE(m_failures[0].failure.detail.isEmpty());
+}
+
+struct DownloadCase
+{
+    const char* folder;
+    ExistingFile existingFile;
+    const char* before;    ///< what is in other.pdf
+    const char* localCopy; ///< where the local copy is then
+    const char* after;     ///< what is in the folder then
+};
+
+TEST_F(CloudSessionTest, ADownloadDoesWithAnExistingFileWhatItIsTold)
+{
+    const DownloadCase cases[] = {
+        {"new", ExistingFile::Refuse, "", "new/other.pdf", "other.pdf=cloud "},
+        {"refuse", ExistingFile::Refuse, "mine", "new/other.pdf", "other.pdf=mine "},
+        {"keep", ExistingFile::KeepBoth, "mine", "keep/other (2).pdf", "other (2).pdf=cloud other.pdf=mine "},
+        {"replace", ExistingFile::Replace, "mine", "replace/other.pdf", "other.pdf=cloud "}};
+    Write(CloudPath(QStringLiteral("a.pdf")), "cloud");
+    SignIn();
+    Refresh();
+    for (const auto& [name, existingFile, before, localCopy, after] : cases) {
+        const auto folder = LocalPath(QString::fromLatin1(name));
+        QDir().mkpath(folder);
+        if (*before)
+            Write(folder + QStringLiteral("/other.pdf"), before);
+        QSignalSpy failed(&m_session->Cloud(), &OrvaneCloudManager::DownloadingFileRequestError);
+        QSignalSpy finished(&m_session->Cloud(), &OrvaneCloudManager::DownloadingFinished);
+        m_session->Download(QStringLiteral("a.pdf"),
+                            {QDir().relativeFilePath(folder), existingFile, QStringLiteral("other.pdf")});
+        EXPECT_TRUE(QTest::qWaitFor([&] { return failed.size() + finished.size() > 0; }, kLongEnough));
+        EXPECT_EQ(Contents(folder), after) << name;
+        EXPECT_EQ(Listed("a.pdf")->GetPath(),
+                  Orvane::ioPath::from(LocalPath(QString::fromLatin1(localCopy))));
+        EXPECT_EQ(Listed("a.pdf")->GetCloudStatus(), FileInfo::CloudStatus::Synchronized) << name;
+    }
+    m_session->Download(QStringLiteral("a.pdf"),
+                        {m_root.path(), ExistingFile::Replace, QStringLiteral("../out.pdf")});
+    m_session->Download(QStringLiteral("unknown.pdf"), {m_root.path()});
+    ASSERT_EQ(m_failures.size(), 3u);
+    EXPECT_EQ(m_failures[0].failure.code, FailureCode::Conflict);
+    EXPECT_EQ(m_failures[1].failure.code, FailureCode::InvalidRequest);
+    EXPECT_EQ(m_failures[2].failure.code, FailureCode::NotFound);
+}
+
+TEST_F(CloudSessionTest, ADownloadThatDoesNotArriveChangesNothing)
+{
+    const auto local = LocalPath(QStringLiteral("a.pdf"));
+    Write(local, "mine");
+    SignIn();
+    std::shared_ptr<FileInfo> own; // the list's very object
+    QObject::connect(&m_session->Cloud(), &OrvaneCloudManager::UploadingFinished,
+                     [&](const auto& document) { own = document; });
+    Await(&OrvaneCloudManager::UploadingFinished, [&] { m_session->Cloud().Upload(local); });
+    const auto copy = [this] { return Listed("a.pdf"); };
+    const auto expectUnchanged = [&] {
+        EXPECT_EQ(Read(local), "mine");
+        for (const auto& record : {own, copy()}) {
+            EXPECT_EQ(record->GetPath(), Orvane::ioPath::from(local));
+            EXPECT_EQ(record->GetCloudHashBeforeChange(), record->GetMd5Hash());
+            EXPECT_EQ(record->GetCloudStatus(), FileInfo::CloudStatus::Synchronized);
+        }
+    };
+    auto& cloud = m_session->Cloud();
+    const std::function<void()> cancels[] = {[&] { cloud.CancelDownloading(own); },
+                                             [&] { cloud.CancelDownloading(copy()); },
+                                             [&] { m_session->CancelDownload(QStringLiteral("a.pdf")); }};
+    for (const auto& cancel : cancels) {
+        for (const auto& record : {own, copy()}) {
+            QSignalSpy canceled(&cloud, &OrvaneCloudManager::DownloadingCanceled);
+            const auto seen = QObject::connect(&cloud, &OrvaneCloudManager::DownloadingCanceled,
+                                               [&](const auto&) { expectUnchanged(); });
+            cloud.Download(record, m_root.filePath(QStringLiteral("local")));
+            EXPECT_EQ(record->GetPath(), Orvane::ioPath::from(local));
+            EXPECT_EQ(copy()->GetCloudStatus(), FileInfo::CloudStatus::Syncing);
+            cancel();
+            EXPECT_EQ(canceled.size(), 1);
+            expectUnchanged();
+            QObject::disconnect(seen);
+        }
+    }
+    Await(&OrvaneCloudManager::DownloadingFileRequestError,
+          [&] { cloud.Download(own, m_root.filePath(QStringLiteral("missing folder"))); });
+    expectUnchanged();
+    cloud.CancelDownloading(own); // nothing runs
+    expectUnchanged();
+}
+
+TEST_F(CloudSessionTest, ADocumentIsSyncingWhileItIsReplaced)
+{
+    const auto local = LocalPath(QStringLiteral("a.pdf"));
+    Write(local, "mine");
+    SignIn();
+    Await(&OrvaneCloudManager::UploadingFinished, [&] { m_session->Cloud().Upload(local); });
+    QList<int> states;
+    QObject::connect(&m_session->Documents(), qOverload<int>(&AbstractFileManager::FileUpdated),
+                     [&](int row) { states.append(m_session->Documents().GetDocumentState(row)); });
+    Write(local, "mine, changed");
+    Await(&OrvaneCloudManager::UploadingFinished, [&] { m_session->Cloud().Upload(Listed("a.pdf")); });
+    ASSERT_FALSE(states.isEmpty());
+    EXPECT_EQ(FileInfo::CloudStatus(states.first()), FileInfo::CloudStatus::Syncing);
+    EXPECT_EQ(FileInfo::CloudStatus(states.last()), FileInfo::CloudStatus::Synchronized);
+}
+
+TEST_F(CloudSessionTest, KeepsPicturesToTheUserAndOnlyThoseOfListedDocuments)
+{
+    const QString name = QString(80, QChar(0x20AC)) + QStringLiteral(".pdf");
+    const QByteArray pdf = Orvane::Tests::OnePagePdf(200, 300, "content");
+    for (const QString& document : {name, QStringLiteral("b.pdf")})
+        Write(CloudPath(document), pdf);
+    SignIn();
+    QSignalSpy settled(m_session.get(), &CloudSession::PreviewsSettled);
+    Refresh();
+    ASSERT_TRUE(!settled.empty() || settled.wait(kLongEnough));
+
+    const auto picture = Listed(name.toUtf8())->GetPreviewsSet().at(FileInfo::PreviewSize::Large);
+    const QFileInfo file(QString::fromStdString(picture.utf8string()));
+    EXPECT_TRUE(file.filePath().startsWith(m_root.filePath(QStringLiteral("data/cache/"))));
+    EXPECT_EQ(QImage(file.filePath()).height(), 191);
+    const auto forOthers = QFile::ReadGroup | QFile::ReadOther | QFile::ExeGroup | QFile::ExeOther;
+    EXPECT_FALSE(file.permissions() & forOthers);
+    EXPECT_FALSE(QFileInfo(file.path()).permissions() & forOthers);
+    const auto pictures = [&file] { return file.dir().entryList({QStringLiteral("*.png")}).size(); };
+    EXPECT_EQ(pictures(), 6);
+
+    QFile::remove(CloudPath(name));
+    Refresh();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return pictures() == 3; }));
 }
 
 TEST_F(CloudSessionTest, RefreshingTenThousandDocumentsKeepsEveryLocalCopy)

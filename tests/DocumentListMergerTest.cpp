@@ -3,6 +3,7 @@
 
 #include <OrvaneCloud/OrvaneCloudFilesManager.h>
 #include <OrvaneCloudHost/DocumentListMerger.h>
+#include <OrvaneCloudHost/RunningTransfers.h>
 
 #include <QSignalSpy>
 #include <QTest>
@@ -77,7 +78,8 @@ protected:
 
     std::shared_ptr<FakeStorage> m_storage = std::make_shared<FakeStorage>(m_journal);
     PDF::Cloud::OrvaneCloudFilesManager m_documents{m_storage, m_fileSystem, m_hashes};
-    DocumentListMerger m_merger{*m_manager, m_documents};
+    PDF::Cloud::RunningTransfers m_transfers;
+    DocumentListMerger m_merger{*m_manager, m_documents, m_transfers};
     QSignalSpy m_merged{&m_merger, &DocumentListMerger::Merged};
     QSignalSpy m_settled{&m_merger, &DocumentListMerger::PreviewsSettled};
 };
@@ -133,17 +135,43 @@ TEST_F(DocumentListMergerTest, NothingLeavesOnAListingThatFails)
     EXPECT_TRUE(m_merged.empty());
 }
 
-TEST_F(DocumentListMergerTest, WhatIsBeingTransferredStays)
+TEST_F(DocumentListMergerTest, WhatIsBeingTransferredStaysAndWhatReturnsHasItsLocalCopyAgain)
 {
-    AddLocal("down");
-    AddLocal("up");
-    m_documents.Add(CloudDocument("gone", "gone"));
-    const auto listing = StartListing();
-    m_manager->Download(m_documents.GetFileInfo("down"_q), "/folder"_q);
-    m_manager->Upload(m_documents.GetFileInfo("up"_q));
-    Answer(listing, {});
+    for (const auto* id : {"down", "up"})
+        AddLocal(id);
+    m_manager->Upload(Document()); // refused, and not counted
+    const auto downloaded = m_documents.GetFileInfo("down"_q);
+    m_transfers.Begin(1, {"down", downloaded});
+    m_transfers.Begin(2, {"", nullptr, ioPath("/local/up"_s)});
+    const auto leave = [this](const char* expected) {
+        Answer(StartListing(), {});
+        Settle();
+        EXPECT_EQ(Listed().join(QLatin1Char(' ')), QLatin1String(expected));
+    };
+    leave("down up");
+    m_transfers.End(1);
+    m_transfers.End(2);
+    leave("");
+
+    Answer(StartListing(), {"down"_q});
     Settle();
-    EXPECT_EQ(Listed(), QStringList({"down"_q, "up"_q}));
+    EXPECT_EQ(m_documents.GetFileInfo("down"_q)->GetPath(), ioPath("/local/down"_s));
+    EXPECT_EQ(m_documents.GetFileInfo("down"_q)->GetCloudHashBeforeChange(), "cloud hash");
+}
+
+TEST_F(DocumentListMergerTest, ADownloadBringsItsLocalCopyAloneAndEndsThatOfTheDocumentItReplaced)
+{
+    for (const auto* id : {"a", "b"})
+        AddLocal(id);
+    const auto newer = m_documents.GetFileInfo("a"_q);
+    newer->UpdateCloudInfo(CloudSide("a", "a", 5000, "newer hash"));
+    m_documents.Update(newer); // by a listing, while the download runs
+    const auto arrived = ListedDocument("a");
+    arrived->SetPath(ioPath("/local/b"_s), "newer hash");
+    Q_EMIT m_manager->DownloadingFinished(arrived);
+    EXPECT_EQ(m_documents.GetFileInfo("a"_q)->GetCloudInfo()->GetMd5Hash(), "newer hash");
+    EXPECT_EQ(m_documents.GetFileInfo("a"_q)->GetPath(), ioPath("/local/b"_s));
+    EXPECT_TRUE(m_documents.GetFileInfo("b"_q)->GetPath().empty());
 }
 
 TEST_F(DocumentListMergerTest, AnOldListingDoesNotUndoWhatHappenedSince)

@@ -1,28 +1,52 @@
 #include <OrvaneCloudHost/CloudSession.h>
 
-#include <OrvaneCloud/OrvaneCloudProtocolProxy.h>
 #include <OrvaneCloudHost/CloudAccountSettings.h>
 #include <OrvaneCloudHost/DocumentListMerger.h>
 #include <OrvaneCloudHost/FailureReporter.h>
 #include <OrvaneCloudHost/LocalFileSystem.h>
 #include <OrvaneCloudHost/Md5HashCalculator.h>
+#include <OrvaneCloudHost/PictureCleaner.h>
+#include <OrvaneCloudHost/PictureFolder.h>
+#include <OrvaneCloudHost/RunningTransfers.h>
+#include <OrvaneCloudHost/SessionCloudManager.h>
+#include <OrvaneCloudHost/SessionProtocol.h>
 #include <OrvaneCloudHost/SqliteCloudInfoStorage.h>
+#include <OrvaneCloudHost/SyncingMarker.h>
 #include <OrvaneCloudProtocol/OrvaneCloudProtocol.h>
+#include <support/PathText.h>
+
+#include <QCryptographicHash>
 
 namespace Orvane::PDF::Cloud {
 namespace {
 
+QString Absolute(const QString& folder)
+{
+    return Support::ToText(std::filesystem::absolute(Support::ToPath(folder)));
+}
+
 CloudSession::Setup WithDefaults(CloudSession::Setup setup)
 {
-    if (setup.authInfo.cacheFolder.isEmpty())
-        setup.authInfo.cacheFolder = setup.dataFolder + QStringLiteral("/cache");
+    setup.dataFolder = Absolute(setup.dataFolder);
+    auto& cacheFolder = setup.authInfo.cacheFolder;
+    cacheFolder = cacheFolder.isEmpty() ? setup.dataFolder + QStringLiteral("/cache") : Absolute(cacheFolder);
     return setup;
+}
+
+// One for each list: several lists, also of one cloud, may share a cache.
+std::filesystem::path PicturesOf(const CloudSession::Setup& setup)
+{
+    QCryptographicHash identity(QCryptographicHash::Sha256);
+    for (const auto& part : {setup.authInfo.userName, setup.cloudAddress, setup.dataFolder})
+        identity.addData(part.toUtf8().append('\0'));
+    return Support::ToPath(setup.authInfo.cacheFolder) / "pictures" /
+           identity.result().toHex().left(16).toStdString();
 }
 
 } // namespace
 
 // Destroyed from the last member to the first: the reports end, the requests are cancelled, the list is
-// saved, the client goes, the storage commits.
+// saved, the client goes, the storage commits. Signals reach the members in the order in which they stand.
 class CloudSession::Private
 {
 public:
@@ -31,11 +55,15 @@ public:
     const std::shared_ptr<SqliteCloudInfoStorage> storage;
     const std::shared_ptr<LocalFileSystem> fileSystem;
     const std::shared_ptr<Md5HashCalculator> hashCalculator;
-    const std::shared_ptr<OrvaneCloudProtocolProxy> protocol;
+    const PictureFolder pictures;
+    RunningTransfers transfers;
+    const std::shared_ptr<SessionProtocol> protocol;
     OrvaneCloudFilesManager documents;
-    OrvaneCloudManager cloud;
+    SessionCloudManager cloud;
+    SyncingMarker syncing;
     DocumentListMerger merger;
     FailureReporter reporter;
+    PictureCleaner pictureCleaner;
 
 private:
     [[nodiscard]] bool IsListed(const FileInfo& document) const;
@@ -47,14 +75,18 @@ CloudSession::Private::Private(const Setup& setup)
     , fileSystem(std::make_shared<LocalFileSystem>())
     , hashCalculator(std::make_shared<Md5HashCalculator>(setup.authInfo.cacheFolder +
                                                          QStringLiteral("/local-hashes.sqlite")))
-    , protocol(std::make_shared<OrvaneCloudProtocolProxy>(setup.authInfo, setup.cloudAddress.toStdString()))
+    , pictures(PicturesOf(setup))
+    , protocol(std::make_shared<SessionProtocol>(setup.authInfo, setup.cloudAddress.toStdString(), transfers))
     , documents(storage, fileSystem, hashCalculator)
-    , cloud(protocol, hashCalculator, fileSystem,
-            std::make_shared<CloudAccountSettings>(setup.dataFolder + QStringLiteral("/settings.ini")))
-    , merger(cloud, documents)
+    , cloud({protocol, hashCalculator, fileSystem,
+             std::make_shared<CloudAccountSettings>(setup.dataFolder + QStringLiteral("/settings.ini"))},
+            pictures)
+    , syncing(cloud, documents, transfers, *fileSystem)
+    , merger(cloud, documents, transfers)
     , reporter(
           cloud, [this](Social::Operation operation) { return protocol->Client().LastFailure(operation); },
           [this](const FileInfo& document) { return IsListed(document); })
+    , pictureCleaner(documents, pictures)
 {}
 
 bool CloudSession::Private::IsListed(const FileInfo& document) const
@@ -107,6 +139,26 @@ void CloudSession::SignIn(const QString& token)
     // A sign-in without any token never reaches the client.
     const bool isTokenMissing = token.isEmpty() && !IsTokenNeeded();
     d->cloud.Authorization(isTokenMissing ? QStringLiteral("none needed") : token);
+}
+
+void CloudSession::Download(const std::shared_ptr<FileInfo>& document, const DownloadTarget& target)
+{
+    d->cloud.Download(document, target);
+}
+
+void CloudSession::Download(const QString& documentId, const DownloadTarget& target)
+{
+    if (const auto document = d->documents.GetFileInfo(documentId))
+        return Download(document, target);
+    const Social::Failure failure{Social::FailureCode::NotFound,
+                                  QStringLiteral("the list holds no such document")};
+    Q_EMIT OperationFailed({Social::Operation::Download, documentId, failure});
+}
+
+void CloudSession::CancelDownload(const QString& documentId)
+{
+    if (const auto document = d->transfers.DownloadOf(documentId.toStdString()))
+        d->cloud.CancelDownloading(document);
 }
 
 QString CloudSession::StorageNotice() const

@@ -3,6 +3,7 @@
 #include <OAuth2.h>
 #include <OrvaneCloud/OrvaneCloudFilesManager.h>
 #include <OrvaneCloud/OrvaneCloudManager.h>
+#include <OrvaneCloudHost/DownloadTarget.h>
 #include <OrvaneCloudProtocol/CloudGuarantees.h>
 #include <OrvaneCloudProtocol/Failure.h>
 
@@ -18,11 +19,15 @@ namespace Orvane::PDF::Cloud {
 /// client, the document list and the cloud manager, with the connections between the two.
 ///
 /// - A retrieved list is merged into the document list: new documents are added, known ones updated with
-/// their
-///   local copies kept, and those that the cloud no longer holds leave the list, unless they are being
+///   their local copies kept, and those that the cloud no longer holds leave the list, unless they are being
 ///   transferred. A failed listing changes nothing.
 /// - Finished uploads and downloads update the list, removals leave it, previews that arrive are stored in
-/// it.
+///   it, in a private folder below AuthInfo::cacheFolder.
+/// - A listed document is Syncing while it is downloaded or replaced, or its local copy is uploaded.
+/// - A download that fails or is cancelled, whoever started it, changes no record and no file. Cloud() so
+///   differs from a manager without a session in three things: a record gets its new path when the document
+///   has arrived, not when its download starts; CancelDownloading deletes nothing; and pictures do not lie in
+///   the temporary folder.
 /// - The reason of every failure is announced, in order, before the manager's own signal has returned.
 ///
 /// Lives on the thread of the event loop. Merging happens in short slices between other events. Destroying
@@ -37,7 +42,8 @@ public:
         /// "file:///folder" or "https://host/collection/": any that the protocol client understands.
         QString cloudAddress;
 
-        /// Where the document list and the settings are kept. Made when missing.
+        /// Where the document list and the settings are kept. Made when missing. This and the cache folder
+        /// may be relative to the current folder of the process at the time.
         QString dataFolder;
 
         /// AuthInfo::cacheFolder also holds the remembered hashes of local copies.
@@ -76,6 +82,24 @@ public:
 
     /// Signs in. The outcome is the manager's AuthorizationCompleted or AuthorizationFailed.
     void SignIn(const QString& token = {});
+
+    /// Downloads a document. Cloud() reports it, as it reports its own downloads: DownloadingStarted,
+    /// progress, and one of DownloadingFinished (whose record has the path of the new file), -Canceled and
+    /// -FileRequestError. Until it is finished the list, the record and all files stay as they are; then the
+    /// new file is the document's local copy. Throws a plain std::exception for a null record.
+    ///
+    /// Failures are those of Cloud().Download, and Conflict for what is there already (ExistingFile::Refuse),
+    /// LocalDisk for something there that is no file (ExistingFile::Replace), InvalidRequest for a file name
+    /// that is no plain name.
+    void Download(const std::shared_ptr<FileInfo>& document, const DownloadTarget& target);
+
+    /// The same for a document of the list. One that the list does not hold is reported by OperationFailed
+    /// alone (NotFound).
+    void Download(const QString& documentId, const DownloadTarget& target);
+
+    /// Cancels the document's oldest running download: DownloadingCanceled is emitted inside the call. No
+    /// file is deleted. Does nothing when none is running.
+    void CancelDownload(const QString& documentId);
 
     /// A message for people when the stored list was damaged and has been set aside; empty otherwise.
     [[nodiscard]] QString StorageNotice() const;

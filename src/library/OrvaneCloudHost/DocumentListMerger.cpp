@@ -2,6 +2,8 @@
 
 #include <OrvaneCloud/OrvaneCloudFilesManager.h>
 #include <OrvaneCloud/OrvaneCloudManager.h>
+#include <OrvaneCloudHost/LocalCopies.h>
+#include <OrvaneCloudHost/RunningTransfers.h>
 
 #include <QElapsedTimer>
 #include <QScopedValueRollback>
@@ -51,18 +53,12 @@ void GiveLocalSide(FileInfo& listed, const FileInfo& known)
     listed.SetPreviewsSet(Overlaid(known.GetPreviewsSet(), listed.GetPreviewsSet()));
 }
 
-template <typename Container, typename Key>
-void EraseOne(Container& container, const Key& key)
-{
-    const auto found = container.find(key);
-    if (found != container.end())
-        container.erase(found);
-}
-
 } // namespace
 
-DocumentListMerger::DocumentListMerger(OrvaneCloudManager& cloud, OrvaneCloudFilesManager& documents)
+DocumentListMerger::DocumentListMerger(OrvaneCloudManager& cloud, OrvaneCloudFilesManager& documents,
+                                       const RunningTransfers& transfers)
     : m_documents(documents)
+    , m_transfers(transfers)
 {
     m_nextSlice.setSingleShot(true);
     connect(&m_nextSlice, &QTimer::timeout, this, &DocumentListMerger::WorkOneSlice);
@@ -84,32 +80,16 @@ void DocumentListMerger::FollowListings(const OrvaneCloudManager& cloud)
 void DocumentListMerger::FollowTransfers(const OrvaneCloudManager& cloud)
 {
     using Cloud = OrvaneCloudManager;
-    const auto endUpload = [this] { --m_uploadsUnderWay; };
-    connect(&cloud, &Cloud::UploadingStarted, this, [this] { ++m_uploadsUnderWay; });
-    connect(&cloud, &Cloud::UploadingCanceled, this, endUpload);
-    connect(&cloud, &Cloud::UploadingFileRequestError, this, endUpload);
-    connect(&cloud, &Cloud::UploadingFinished, this, endUpload);
     connect(&cloud, &Cloud::UploadingFinished, this, [this](const Document& document) {
         Touch(document->GetId());
         Keep(document);
     });
-
-    const auto endDownload = [this](const std::shared_ptr<const FileInfo>& document) {
-        EraseOne(m_downloadingIds, document->GetId());
-    };
-    connect(&cloud, &Cloud::DownloadingStarted, this,
-            [this](const Document& document) { m_downloadingIds.insert(document->GetId()); });
-    connect(&cloud, &Cloud::DownloadingCanceled, this, endDownload);
-    connect(&cloud, &Cloud::DownloadingFileRequestError, this, endDownload);
     connect(&cloud, &Cloud::DownloadingFinished, this,
-            [this, endDownload](const std::shared_ptr<const FileInfo>& document) {
-                endDownload(document);
-                Keep(std::make_shared<FileInfo>(*document));
-            });
-
+            [this](const std::shared_ptr<const FileInfo>& document) { KeepLocalCopy(*document); });
     connect(&cloud, &Cloud::RemoveFileFinished, this, [this](const Document& document) {
         Touch(document->GetId());
         m_documents.Remove(document);
+        m_departed.erase(document->GetId());
     });
 }
 
@@ -214,7 +194,7 @@ void DocumentListMerger::MergeNext(Merge& merge)
     const auto known = Known(listed->GetId());
     if (!known) {
         ++merge.added;
-        m_documents.Add(listed);
+        AddListed(listed);
         return;
     }
     if (!IsSameVersion(*known, *listed))
@@ -222,6 +202,19 @@ void DocumentListMerger::MergeNext(Merge& merge)
     GiveLocalSide(*listed, *known);
     if (!HasSameCloudSide(*known, *listed) || !known->GetPath().empty())
         m_documents.Update(listed); // also hashes the local copy, which may have changed
+}
+
+void DocumentListMerger::AddListed(const Document& listed)
+{
+    const auto departed = m_departed.extract(listed->GetId());
+    listed->SetIsSyncingInProgress(m_transfers.IsRunning(listed->GetId()));
+    if (departed && listed->GetPath().empty()) {
+        const auto& known = *departed.mapped();
+        listed->SetPath(known.GetPath(), known.GetMd5Hash(), known.GetCloudHashBeforeChange());
+    }
+    m_documents.Add(listed);
+    if (departed)
+        m_documents.Update(listed); // hashes the local copy
 }
 
 // At one time, because rows move while the removal is under way.
@@ -243,6 +236,8 @@ void DocumentListMerger::RemoveNextIfUnlisted(Merge& merge)
     if (!document || IsInTransfer(*document))
         return;
     ++merge.removed;
+    if (!document->GetPath().empty())
+        m_departed[id] = document;
     m_documents.Remove(document);
 }
 
@@ -268,10 +263,38 @@ void DocumentListMerger::StorePreviews(const Document& document)
 
 void DocumentListMerger::Keep(const Document& document)
 {
+    document->SetIsSyncingInProgress(m_transfers.IsRunning(document->GetId()));
     if (Known(document->GetId()))
         m_documents.Update(document);
     else
         m_documents.Add(document);
+}
+
+// The cloud side of a record whose download began long ago may be older than the list's.
+void DocumentListMerger::KeepLocalCopy(const FileInfo& downloaded)
+{
+    ForgetReplacedCopies(downloaded);
+    const auto known = Known(downloaded.GetId());
+    if (!known)
+        return Keep(std::make_shared<FileInfo>(downloaded));
+    known->SetPath(downloaded.GetPath(), downloaded.GetMd5Hash());
+    m_documents.Update(known);
+}
+
+// A download has replaced the local copy of another document. Left in the list, it would pass for a change of
+// that document, and be uploaded as one. Taking the record out is what deletes the stored path, too.
+void DocumentListMerger::ForgetReplacedCopies(const FileInfo& downloaded)
+{
+    for (const auto& id : IdsWithLocalCopyAt(downloaded.GetPath(), m_documents)) {
+        const auto known = Known(id);
+        const bool isReplaced = known && id != downloaded.GetId() && known->GetCloudInfo() &&
+                                known->GetCloudInfo()->GetMd5Hash() != downloaded.GetMd5Hash();
+        if (!isReplaced)
+            continue;
+        m_documents.Remove(known);
+        known->SetPath(ioPath(), {}, {});
+        m_documents.Add(known);
+    }
 }
 
 // What a listing asked for before now says of this document no longer counts.
@@ -286,8 +309,8 @@ void DocumentListMerger::Touch(const std::string& id)
 // taken for gone. The next listing will tell.
 bool DocumentListMerger::IsInTransfer(const FileInfo& document) const
 {
-    return m_downloadingIds.count(document.GetId()) != 0 ||
-           (m_uploadsUnderWay > 0 && !document.GetPath().empty());
+    return m_transfers.IsRunning(document.GetId()) ||
+           (m_transfers.IsAnyUpload() && !document.GetPath().empty());
 }
 
 DocumentListMerger::Document DocumentListMerger::Known(const std::string& id) const

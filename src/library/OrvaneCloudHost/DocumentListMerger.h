@@ -8,6 +8,7 @@
 #include <QTimer>
 
 #include <deque>
+#include <map>
 #include <memory>
 #include <optional>
 #include <set>
@@ -18,19 +19,22 @@ namespace Orvane::PDF::Cloud {
 
 class OrvaneCloudFilesManager;
 class OrvaneCloudManager;
+class RunningTransfers;
 
 /// Keeps a document list in step with what the cloud manager reports: retrieved lists, finished transfers,
 /// removals, previews. Long work is done in slices of a few milliseconds, one a turn of the event loop.
 ///
 /// Absence is taken for removal only when a complete listing that succeeded does not hold a document, and
-/// nothing has happened to that document since the listing was asked for.
+/// nothing has happened to that document since the listing was asked for. A document that leaves in this way
+/// and comes back later has the local copy that it had.
 class DocumentListMerger : public QObject
 {
     Q_OBJECT
 
 public:
-    /// Both must outlive the merger.
-    DocumentListMerger(OrvaneCloudManager& cloud, OrvaneCloudFilesManager& documents);
+    /// All must outlive the merger.
+    DocumentListMerger(OrvaneCloudManager& cloud, OrvaneCloudFilesManager& documents,
+                       const RunningTransfers& transfers);
 
 Q_SIGNALS:
     void Merged(int added, int updated, int removed);
@@ -63,12 +67,15 @@ private:
     [[nodiscard]] bool WorkOneStep();
     void WorkOn(Merge& merge);
     void MergeNext(Merge& merge);
+    void AddListed(const Document& listed);
     [[nodiscard]] std::deque<QString> IdsOfDocuments() const;
     void RemoveNextIfUnlisted(Merge& merge);
     void EndMerge();
     void StorePreviews(const Document& document);
 
     void Keep(const Document& document);
+    void KeepLocalCopy(const FileInfo& downloaded);
+    void ForgetReplacedCopies(const FileInfo& downloaded);
     void Touch(const std::string& id);
     [[nodiscard]] bool IsInTransfer(const FileInfo& document) const;
     [[nodiscard]] Document Known(const std::string& id) const;
@@ -80,6 +87,7 @@ private:
     };
 
     OrvaneCloudFilesManager& m_documents;
+    const RunningTransfers& m_transfers;
     QTimer m_nextSlice;
     bool m_isWorking = false;
 
@@ -87,8 +95,7 @@ private:
     std::set<std::string> m_touchedIds; // since the oldest listing under way was asked for
     std::deque<Merge> m_merges;
 
-    int m_uploadsUnderWay = 0;
-    std::multiset<std::string> m_downloadingIds;
+    std::map<std::string, Document> m_departed; // with their local copies, by id
 
     QHash<const FileInfo*, PreviewRequests> m_previewsUnderWay;
     std::deque<Document> m_withNewPreviews;

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <FileInfo.h>
+
+#include <QPixmap>
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace Orvane::PDF::Cloud {
+
+/// The preview pictures of one cloud's documents, as PNG files in a folder that only the user can look into.
+/// Nobody else may write there. Files are named by document and size, so that a new picture replaces the old.
+class PictureFolder
+{
+public:
+    /// Makes nothing yet.
+    explicit PictureFolder(std::filesystem::path folder);
+
+    /// The path of the stored picture; nothing when it could not be written whole.
+    [[nodiscard]] std::optional<ioPath> Store(const std::string& documentId, FileInfo::PreviewSize size,
+                                              const QPixmap& picture) const;
+
+    void Remove(const std::string& documentId) const;
+
+    /// Removes the pictures of all other documents, and what a crash has left. Reads the folder once a day.
+    void SweepOnceADay(const std::vector<std::string>& documentIds) const;
+
+private:
+    void Make() const;
+
+    const std::filesystem::path m_folder;
+};
+
+} // namespace Orvane::PDF::Cloud

@@ -1,0 +1,39 @@
+#include <OrvaneCloudHost/RunningTransfers.h>
+
+#include <algorithm>
+
+namespace Orvane::PDF::Cloud {
+
+void RunningTransfers::Begin(long long ticket, const Transfer& transfer)
+{
+    m_transfers.emplace(ticket, transfer);
+    Q_EMIT Began(ticket, transfer);
+}
+
+void RunningTransfers::End(long long ticket)
+{
+    if (m_transfers.erase(ticket) > 0)
+        m_ended.push_back(ticket);
+}
+
+bool RunningTransfers::IsRunning(const std::string& documentId) const
+{
+    return std::any_of(m_transfers.begin(), m_transfers.end(),
+                       [&](const auto& entry) { return entry.second.documentId == documentId; });
+}
+
+bool RunningTransfers::IsAnyUpload() const
+{
+    return std::any_of(m_transfers.begin(), m_transfers.end(),
+                       [](const auto& entry) { return !entry.second.download; });
+}
+
+std::shared_ptr<FileInfo> RunningTransfers::DownloadOf(const std::string& documentId) const
+{
+    const auto found = std::find_if(m_transfers.begin(), m_transfers.end(), [&](const auto& entry) {
+        return entry.second.download && entry.second.documentId == documentId;
+    });
+    return found == m_transfers.end() ? nullptr : found->second.download;
+}
+
+} // namespace Orvane::PDF::Cloud

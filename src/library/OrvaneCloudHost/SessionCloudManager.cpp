@@ -1,0 +1,144 @@
+#include <OrvaneCloudHost/SessionCloudManager.h>
+
+#include <OrvaneCloudHost/KeptLocalSide.h>
+#include <OrvaneCloudHost/PictureFolder.h>
+#include <OrvaneCloudHost/SessionProtocol.h>
+#include <OrvaneCloudProtocol/OrvaneCloudProtocol.h>
+#include <support/PathText.h>
+
+#include <glog/logging.h>
+
+#include <optional>
+
+namespace Orvane::PDF::Cloud {
+namespace {
+
+namespace fs = std::filesystem;
+using Keys = Social::OrvaneCloudProtocol;
+
+bool IsPlainName(const fs::path& name)
+{
+    return name == name.filename() && !name.empty() && name != "." && name != "..";
+}
+
+// The absolute path of the file to write; empty when the target names none.
+QString FileOf(const FileInfo& document, const DownloadTarget& target)
+{
+    const auto cloudInfo = document.GetCloudInfo();
+    if (!cloudInfo)
+        return {};
+    const auto name =
+        target.fileName.isEmpty() ? fs::u8path(cloudInfo->GetFileName()) : Support::ToPath(target.fileName);
+    std::error_code error;
+    const auto folder = fs::absolute(Support::ToPath(target.folder), error);
+    return error || !IsPlainName(name) ? QString() : Support::ToText(folder / name);
+}
+
+} // namespace
+
+SessionCloudManager::SessionCloudManager(const Collaborators& collaborators, const PictureFolder& pictures)
+    : OrvaneCloudManager(collaborators.protocol, collaborators.hashCalculator, collaborators.fileSystem,
+                         collaborators.settings)
+    , m_use(collaborators)
+    , m_pictures(pictures)
+{
+    // The first receiver of all: the others find the record whole.
+    connect(this, &SessionCloudManager::DownloadingCanceled, this, [this] {
+        if (m_hidden)
+            m_hidden->GiveBack();
+    });
+}
+
+SessionCloudManager::~SessionCloudManager()
+{
+    for (const auto ticket : qAsConst(m_previewTickets))
+        m_use.protocol->cancelOperation(ticket);
+}
+
+void SessionCloudManager::Download(const Document& document, const QString& folder)
+{
+    Download(document, DownloadTarget{folder, ExistingFile::Replace});
+}
+
+void SessionCloudManager::Download(const Document& document, const DownloadTarget& target)
+{
+    if (!document)
+        return OrvaneCloudManager::Download(document, target.folder); // throws
+    std::optional<KeptLocalSide> before;
+    const SessionProtocol::DownloadOrder order{
+        document, FileOf(*document, target), target.existingFile, [&] { before.emplace(document); },
+        [this, document](RequestResult result) { PrepareForResult(document, result); }};
+    m_use.protocol->DownloadAs(order, [&] { OrvaneCloudManager::Download(order.document, target.folder); });
+    if (before)
+        before->GiveBack();
+}
+
+// The manager is about to copy the record, and to delete the file at its path when the download was
+// cancelled.
+void SessionCloudManager::PrepareForResult(const Document& document, RequestResult result)
+{
+    if (result == RequestResult::Canceled)
+        m_hidden = HideLocalSide(document);
+    if (result != RequestResult::Success)
+        return;
+    const auto file = m_use.protocol->Client().LastDownloadedFile();
+    const auto path = m_use.fileSystem->NormalizePath(ioPath::from(file));
+    document->SetPath(path, m_use.hashCalculator->CalculateFileHash(path));
+}
+
+void SessionCloudManager::CancelDownloading(const Document& document)
+{
+    if (!document || !m_use.protocol->loggedIn())
+        return OrvaneCloudManager::CancelDownloading(document); // says why
+    const auto hidden = m_hidden = HideLocalSide(document);
+    OrvaneCloudManager::CancelDownloading(document);
+    hidden->GiveBack(); // nothing ran, so there was no signal
+}
+
+std::shared_ptr<KeptLocalSide> SessionCloudManager::HideLocalSide(const Document& document)
+{
+    const auto kept = std::make_shared<KeptLocalSide>(document);
+    document->SetPath(ioPath(), std::string());
+    return kept;
+}
+
+void SessionCloudManager::RetrieveFilePreview(const Document& document, FileInfo::PreviewSize previewSize,
+                                              const QSize& size)
+{
+    const bool isPossible = m_use.protocol->loggedIn() && document &&
+                            document->GetCloudStatus() != FileInfo::CloudStatus::NotUploaded;
+    if (!isPossible)
+        return OrvaneCloudManager::RetrieveFilePreview(document, previewSize, size); // says why
+
+    Q_EMIT RetrieveFilePreviewStarted(document, previewSize);
+    const auto ticket = m_use.protocol->retrievePreview(
+        {{Keys::ID, QString::fromStdString(document->GetId())},
+         {Keys::FILE_PREVIEW_HEIGHT, QString::number(size.height())},
+         {Keys::FILE_PREVIEW_WIDTH, QString::number(size.width())}},
+        [this, document, previewSize](long long answered, RequestResult result, const QPixmap& image) {
+            if (m_previewTickets.remove(answered))
+                OnPreview(document, previewSize, result, image);
+        });
+    if (ticket != Social::INVALID_TICKET) {
+        m_previewTickets.insert(ticket);
+        return;
+    }
+    const auto message = QStringLiteral("Retrieve file preview failed");
+    LOG(ERROR) << message.toStdString();
+    Q_EMIT RetrieveFilePreviewError(document, previewSize, message);
+}
+
+void SessionCloudManager::OnPreview(const Document& document, FileInfo::PreviewSize previewSize,
+                                    RequestResult result, const QPixmap& image)
+{
+    auto& cloudInfo = document->GetRedactableCloudInfo();
+    const auto stored = result == RequestResult::Success && cloudInfo
+                            ? m_pictures.Store(document->GetId(), previewSize, image)
+                            : std::nullopt;
+    if (!stored) // the manager reports it: it cannot save an empty picture
+        return OnRetrieveFilePreviewCompleted(document, previewSize, result, QPixmap());
+    cloudInfo->SetPreviewPathBySize(*stored, previewSize);
+    Q_EMIT RetrieveFilePreviewFinished(document, previewSize);
+}
+
+} // namespace Orvane::PDF::Cloud

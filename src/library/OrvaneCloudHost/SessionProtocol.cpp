@@ -1,0 +1,93 @@
+#include <OrvaneCloudHost/SessionProtocol.h>
+
+#include <OrvaneCloudProtocol/OrvaneCloudProtocol.h>
+
+#include <QScopedValueRollback>
+
+#include <utility>
+
+namespace Orvane::PDF::Cloud {
+namespace {
+
+using Social::RequestResult;
+using Keys = Social::OrvaneCloudProtocol;
+
+QString NameOf(ExistingFile existingFile)
+{
+    switch (existingFile) {
+    case ExistingFile::Refuse:
+        return QStringLiteral("refuse");
+    case ExistingFile::KeepBoth:
+        return QStringLiteral("keep_both");
+    case ExistingFile::Replace:
+        break;
+    }
+    return QStringLiteral("replace");
+}
+
+} // namespace
+
+SessionProtocol::SessionProtocol(const Social::OAuth2::AuthInfo& authInfo, const std::string& address,
+                                 RunningTransfers& transfers)
+    : OrvaneCloudProtocolProxy(authInfo, address)
+    , m_transfers(transfers)
+{}
+
+// A receiver of the manager's first signal may order another download in between.
+void SessionProtocol::DownloadAs(const DownloadOrder& order, const std::function<void()>& startDownload)
+{
+    const QScopedValueRollback<const DownloadOrder*> current(m_order, &order);
+    startDownload();
+}
+
+void SessionProtocol::cancelOperation(long long ticket)
+{
+    OrvaneCloudProtocolProxy::cancelOperation(ticket);
+    m_transfers.End(ticket);
+}
+
+long long SessionProtocol::downloadFile(const FileFieldData& file, Files::OnResult&& onResult,
+                                        OnProgress&& onProgress)
+{
+    const auto* order = std::exchange(m_order, nullptr);
+    if (!order)
+        return OrvaneCloudProtocolProxy::downloadFile(file, std::move(onResult), std::move(onProgress));
+    return StartOrdered(*order, file, std::move(onResult), std::move(onProgress));
+}
+
+long long SessionProtocol::StartOrdered(const DownloadOrder& order, FileFieldData file,
+                                        Files::OnResult&& onResult, OnProgress&& onProgress)
+{
+    file.fields.insert(Keys::FILE_NAME, order.file);
+    file.fields.insert(Keys::EXISTING_FILE, NameOf(order.existingFile));
+    auto end = [this, beforeResult = order.beforeResult,
+                onResult = std::move(onResult)](long long ticket, RequestResult result) {
+        m_transfers.End(ticket);
+        beforeResult(result);
+        onResult(ticket, result);
+    };
+    const auto ticket = OrvaneCloudProtocolProxy::downloadFile(file, std::move(end), std::move(onProgress));
+    if (ticket == Social::INVALID_TICKET)
+        return ticket;
+    m_transfers.Begin(ticket, {order.document->GetId(), order.document});
+    order.onStarted();
+    return ticket;
+}
+
+long long SessionProtocol::uploadFile(const QString& localPath, const QMap<QString, QString>& parameters,
+                                      OnUploaded&& onResult, OnProgress&& onProgress)
+{
+    auto end = [this, onResult = std::move(onResult)](long long ticket, RequestResult result,
+                                                      const Social::OrvaneCloudSharingResult& answer) {
+        m_transfers.End(ticket);
+        onResult(ticket, result, answer);
+    };
+    const auto ticket =
+        OrvaneCloudProtocolProxy::uploadFile(localPath, parameters, std::move(end), std::move(onProgress));
+    if (ticket != Social::INVALID_TICKET)
+        m_transfers.Begin(ticket,
+                          {parameters.value(Keys::ID).toStdString(), nullptr, ioPath::from(localPath)});
+    return ticket;
+}
+
+} // namespace Orvane::PDF::Cloud

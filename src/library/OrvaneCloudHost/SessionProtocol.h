@@ -1,0 +1,49 @@
+#pragma once
+
+#include <OrvaneCloud/OrvaneCloudProtocolProxy.h>
+#include <OrvaneCloudHost/DownloadTarget.h>
+#include <OrvaneCloudHost/RunningTransfers.h>
+
+#include <QString>
+
+#include <functional>
+
+namespace Orvane::PDF::Cloud {
+
+/// The protocol of a session: keeps account of the transfers, and lets a download be ordered in more detail
+/// than the manager's request can say.
+class SessionProtocol : public OrvaneCloudProtocolProxy
+{
+public:
+    /// A download whose request the manager is about to make.
+    struct DownloadOrder
+    {
+        std::shared_ptr<PDF::FileInfo> document;
+        QString file; ///< the absolute path to write; a download with an empty one does not start
+        ExistingFile existingFile;
+        std::function<void()> onStarted;                         ///< before the manager has the ticket
+        std::function<void(Social::RequestResult)> beforeResult; ///< before the manager has the result
+    };
+
+    /// @p transfers must outlive the protocol.
+    SessionProtocol(const Social::OAuth2::AuthInfo& authInfo, const std::string& address,
+                    RunningTransfers& transfers);
+
+    /// Runs @p startDownload, in which the manager starts the download that @p order describes.
+    void DownloadAs(const DownloadOrder& order, const std::function<void()>& startDownload);
+
+    void cancelOperation(long long ticket) override;
+    long long downloadFile(const FileFieldData& file, Files::OnResult&& onResult,
+                           OnProgress&& onProgress) override;
+    long long uploadFile(const QString& localPath, const QMap<QString, QString>& parameters,
+                         OnUploaded&& onResult, OnProgress&& onProgress) override;
+
+private:
+    [[nodiscard]] long long StartOrdered(const DownloadOrder& order, FileFieldData file,
+                                         Files::OnResult&& onResult, OnProgress&& onProgress);
+
+    RunningTransfers& m_transfers;
+    const DownloadOrder* m_order = nullptr; // until its download has started
+};
+
+} // namespace Orvane::PDF::Cloud

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <IFileSystem.h>
+#include <OrvaneCloudHost/RunningTransfers.h>
+
+#include <QObject>
+
+#include <map>
+#include <string>
+#include <vector>
+
+namespace Orvane::PDF::Cloud {
+
+class OrvaneCloudFilesManager;
+class OrvaneCloudManager;
+
+/// Keeps the syncing flags of listed documents: set from the moment when a transfer has started until the
+/// manager tells of its end. It concerns the document that is downloaded or replaced, and those whose local
+/// copy is uploaded.
+class SyncingMarker : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// All must outlive the marker. Receivers that connect to @p cloud later see the flags cleared.
+    SyncingMarker(const OrvaneCloudManager& cloud, OrvaneCloudFilesManager& documents,
+                  RunningTransfers& transfers, IFileSystem& fileSystem);
+
+private:
+    void FollowEnds(const OrvaneCloudManager& cloud);
+    void Mark(long long ticket, const RunningTransfers::Transfer& transfer);
+    void ClearEnded();
+    void SetSyncing(const std::string& id, bool isSyncing);
+    [[nodiscard]] bool IsMarked(const std::string& id) const;
+
+    OrvaneCloudFilesManager& m_documents;
+    RunningTransfers& m_transfers;
+    IFileSystem& m_fileSystem;
+    std::map<long long, std::vector<std::string>> m_markedIds; // by ticket
+};
+
+} // namespace Orvane::PDF::Cloud
