@@ -51,6 +51,7 @@ TEST_F(ProgramTest, RefusesWhatMakesNoSenseOrWouldLoseSomething)
     user.Write(user.Work("a.pdf"_q), "changed here");
     user.Write(user.Work("folder.pdf/a.pdf/inner"_q), {});
     user.Write(user.Cloud("broken.pdf"_q), "no PDF at all");
+    user.RunShell("mkfifo pipe; ln -s gone link.png; mkdir links; ln -s gone links/a.pdf"_q);
     const QStringList files = user.FilesIn(user.Work({}));
     const RunCase cases[] = {{"remove a.pdf", kUsage, "--yes"},
                              {"preview broken.pdf", kFailed, "broken.pdf"},
@@ -65,6 +66,9 @@ TEST_F(ProgramTest, RefusesWhatMakesNoSenseOrWouldLoseSomething)
                              {"list --cloud missing", kNotFound, "cloud"},
                              {"list --token-file missing", kSignInNeeded, "token"},
                              {"list --data a.pdf", kLocalDisk, "data folder"},
+                             {"preview a.pdf --overwrite --to pipe", kConflict, "ordinary"},
+                             {"preview a.pdf --overwrite --to link.png", kConflict, "ordinary"},
+                             {"download a.pdf --overwrite --to links", kConflict, "ordinary"},
                              {"download a.pdf", kConflict, "--overwrite"},
                              {"download a.pdf --overwrite --to folder.pdf", kConflict, "folder"},
                              {"download a.pdf --to /sys", kLocalDisk, "a.pdf"}};
@@ -92,7 +96,8 @@ TEST_F(ProgramTest, KeepsDocumentsFromUploadToRemoval)
     EXPECT_EQ(stored["path"_q], user.Work("A.pdf"_q));
 
     user.Write(user.Work("A.pdf"_q), "changed here");
-    user.Run("download A.pdf --overwrite");
+    user.RunShell("mkdir links; ln -s ../A.pdf links"_q);
+    user.Run("download A.pdf --overwrite --to links");
     EXPECT_EQ(user.Read(user.Work("A.pdf"_q)), PdfOf("A.pdf"_q));
 
     user.Write(user.Work("sub/A.pdf"_q), "another");

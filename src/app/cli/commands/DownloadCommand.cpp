@@ -6,6 +6,7 @@
 #include "../Options.h"
 #include "../PrintableText.h"
 #include "../SafeFileName.h"
+#include "../TargetObstacle.h"
 
 #include <support/PathText.h>
 
@@ -13,6 +14,7 @@ namespace Orvane::CommandLine {
 
 namespace filesystem = std::filesystem;
 using PDF::FileInfo;
+using PDF::Cloud::ExistingFile;
 using PDF::Cloud::OrvaneCloudManager;
 using Social::FailureCode;
 using Social::Operation;
@@ -34,19 +36,6 @@ Problem TargetProblem(const QString& name, const char* why, const char* next)
     return {ExitCode::Conflict, QStringLiteral("conflict"),
             QStringLiteral("Could not download \"") + name + QLatin1Char('"'), QString::fromLatin1(why),
             QString::fromLatin1(next)};
-}
-
-FileInfo::CloudInfo Renamed(const FileInfo::CloudInfo& info, const QString& fileName)
-{
-    return {info.GetId(),         fileName.toStdString(), info.GetSize(),
-            info.IsPrivate(),     info.GetDownloadUrl(),  info.GetCreatedAt(),
-            info.GetModifyTime(), info.GetLifeTime(),     info.GetMd5Hash()};
-}
-
-QString NameOf(const FileInfo& document)
-{
-    const auto cloudInfo = document.GetCloudInfo();
-    return cloudInfo ? QString::fromStdString(cloudInfo->GetFileName()) : QString();
 }
 
 QString IdOf(const FileInfo& document)
@@ -98,77 +87,65 @@ void DownloadCommand::AddDocuments()
 
 void DownloadCommand::AddDocument(const DocumentRow& row)
 {
-    if (m_downloads.contains(row.id))
+    if (m_fileNames.contains(row.id))
         return;
     const QString fileName = ToSafeFileName(row.name);
     if (const auto problem = CheckTarget(row, fileName)) {
         AddFailedItem(row.name, *problem);
         return;
     }
-    Download download;
-    download.listed = Session().Documents().GetFileInfo(row.id);
-    download.request = std::make_shared<FileInfo>(*download.listed);
-    if (fileName != row.name)
-        download.request->UpdateCloudInfo(Renamed(*download.listed->GetCloudInfo(), fileName));
-    m_fileNames.insert(fileName);
-    m_downloads.insert(row.id, download);
+    m_fileNames.insert(row.id, fileName);
+    m_takenNames.insert(fileName);
     AddItem(row.id, row.name);
 }
 
 std::optional<Problem> DownloadCommand::CheckTarget(const DocumentRow& row, const QString& fileName) const
 {
     const filesystem::path target = m_folder / ToPath(fileName);
-    std::error_code error;
-    const filesystem::file_status status = filesystem::symlink_status(target, error);
     if (target.parent_path() != m_folder)
         return TargetProblem(row.name, "its name leads out of the folder", "Rename it in the cloud.");
-    if (m_fileNames.contains(fileName))
+    if (m_takenNames.contains(fileName))
         return TargetProblem(row.name, "another document of the same name goes to the same folder",
                              "Download them one by one, into folders of their own.");
-    if (filesystem::is_directory(status))
-        return TargetProblem(row.name, "a folder of that name is already there",
-                             "Choose another place with --to FOLDER.");
-    if (filesystem::exists(status) && !GetOptions().isOverwritingAllowed)
-        return TargetProblem(row.name, "a file of that name is already there",
-                             "Replace it with --overwrite, or choose another place with --to FOLDER.");
-    return std::nullopt;
+    return CheckObstacle(row.name, fileName);
+}
+
+std::optional<Problem> DownloadCommand::CheckObstacle(const QString& name, const QString& fileName) const
+{
+    const auto obstacle = FindObstacle(m_folder / ToPath(fileName), GetOptions().isOverwritingAllowed);
+    return obstacle ? std::make_optional(TargetProblem(name, obstacle->why, obstacle->next)) : std::nullopt;
 }
 
 void DownloadCommand::StartItem(const QString& key)
 {
     SetProgress(key, 0);
-    Session().Cloud().Download(m_downloads.value(key).request, ToText(m_folder));
+    const auto existingFile =
+        GetOptions().isOverwritingAllowed ? ExistingFile::Replace : ExistingFile::Refuse;
+    Session().Download(key, {ToText(m_folder), existingFile, m_fileNames.value(key)});
 }
 
 void DownloadCommand::OnOperationFailed(const OperationFailure& failure)
 {
-    if (failure.operation == Operation::Download)
-        SetFailed(failure.subject,
-                  DescribeFailure(failure.operation, LabelOf(failure.subject), failure.failure));
-    else
+    if (failure.operation != Operation::Download) {
         BatchCommand::OnOperationFailed(failure);
+        return;
+    }
+    const QString name = LabelOf(failure.subject);
+    const auto obstacle = failure.failure.code == FailureCode::Conflict
+                              ? CheckObstacle(name, m_fileNames.value(failure.subject))
+                              : std::nullopt;
+    SetFailed(failure.subject,
+              obstacle ? *obstacle : DescribeFailure(failure.operation, name, failure.failure));
 }
 
 void DownloadCommand::OnDownloaded(const FileInfo& document)
 {
     const QString id = IdOf(document);
-    const QString path = ToText(m_folder / ToPath(NameOf(document)));
+    const QString path = QString::fromStdString(document.GetPath().utf8string());
     GetConsole().Print(ToPrintable(path));
-    RestoreCloudSide(id);
     SetDone(
         id,
         {{QStringLiteral("id"), id}, {QStringLiteral("name"), LabelOf(id)}, {QStringLiteral("path"), path}});
-}
-
-/// The list has taken over the safe name together with the local copy: it gets the cloud's own name back.
-void DownloadCommand::RestoreCloudSide(const QString& id)
-{
-    const Download download = m_downloads.value(id);
-    const auto known = Session().Documents().GetFileInfo(id);
-    if (!known || NameOf(*download.listed) == NameOf(*download.request))
-        return;
-    known->UpdateCloudInfo(*download.listed->GetCloudInfo());
-    Session().Documents().Update(known);
 }
 
 } // namespace Orvane::CommandLine

@@ -7,7 +7,6 @@
 #include <QSet>
 
 #include <filesystem>
-#include <memory>
 
 namespace Orvane::CommandLine {
 
@@ -26,18 +25,12 @@ private:
     void AddDocuments();
     void AddDocument(const DocumentRow& row);
     [[nodiscard]] std::optional<Problem> CheckTarget(const DocumentRow& row, const QString& fileName) const;
+    [[nodiscard]] std::optional<Problem> CheckObstacle(const QString& name, const QString& fileName) const;
     void OnDownloaded(const PDF::FileInfo& document);
-    void RestoreCloudSide(const QString& id);
-
-    struct Download
-    {
-        std::shared_ptr<PDF::FileInfo> listed;  ///< as the list has it
-        std::shared_ptr<PDF::FileInfo> request; ///< the same, under a name that is safe here
-    };
 
     std::filesystem::path m_folder;
-    QHash<QString, Download> m_downloads;
-    QSet<QString> m_fileNames; ///< taken by documents of this run
+    QHash<QString, QString> m_fileNames; ///< safe here, by document id
+    QSet<QString> m_takenNames;          ///< by documents of this run
 };
 
 } // namespace Orvane::CommandLine

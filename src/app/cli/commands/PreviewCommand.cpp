@@ -3,14 +3,17 @@
 #include "../Console.h"
 #include "../DocumentNames.h"
 #include "../FailureText.h"
+#include "../Locations.h"
 #include "../Options.h"
 #include "../PrintableText.h"
 #include "../SafeFileName.h"
+#include "../TargetObstacle.h"
 
+#include <support/PartFile.h>
 #include <support/PathText.h>
+#include <support/TemporaryJournal.h>
 
 #include <QFile>
-#include <QSaveFile>
 
 namespace Orvane::CommandLine {
 
@@ -103,22 +106,13 @@ void PreviewCommand::Request(const DocumentRow& row)
     const FileInfo::PreviewSize size = GetOptions().previewSize;
     const QString target = GetOptions().target;
     m_target = filesystem::absolute(ToPath(target.isEmpty() ? DefaultTarget(row.name, size) : target));
-    if (!IsTargetFree())
+    if (const auto obstacle = FindObstacle(m_target, GetOptions().isOverwritingAllowed)) {
+        FailAt(*obstacle);
         return;
+    }
     const int pixels = PixelsOf(size);
     Await();
     Session().Cloud().RetrieveFilePreview(Session().Documents().GetFileInfo(row.id), size, {pixels, pixels});
-}
-
-bool PreviewCommand::IsTargetFree()
-{
-    std::error_code error;
-    const bool isThere = filesystem::exists(filesystem::symlink_status(m_target, error));
-    if (!isThere || (GetOptions().isOverwritingAllowed && !filesystem::is_directory(m_target, error)))
-        return true;
-    Fail(PictureProblem(m_target, ExitCode::Conflict, "conflict", QStringLiteral("it is already there"),
-                        "Replace it with --overwrite, or choose another file with --to FILE."));
-    return false;
 }
 
 void PreviewCommand::OnPreview(const FileInfo& document, FileInfo::PreviewSize size)
@@ -134,19 +128,48 @@ void PreviewCommand::OnPreview(const FileInfo& document, FileInfo::PreviewSize s
 void PreviewCommand::Save(const filesystem::path& picture)
 {
     QFile source(ToText(picture));
-    QSaveFile target(ToText(m_target));
-    const bool isWritten = source.open(QIODevice::ReadOnly) && target.open(QIODevice::WriteOnly) &&
-                           target.write(source.readAll()) == source.size() && target.commit();
-    if (!isWritten) {
-        const QString why =
-            target.error() == QFileDevice::NoError ? source.errorString() : target.errorString();
-        Fail(PictureProblem(m_target, ExitCode::LocalDisk, "local-disk", why,
-                            "Check that the folder is there and that you may write to it."));
+    const QByteArray content = source.open(QIODevice::ReadOnly) ? source.readAll() : QByteArray();
+    if (content.isEmpty()) {
+        FailToWrite(source.errorString());
+        return;
+    }
+    try {
+        Place(content);
+    } catch (const filesystem::filesystem_error& error) {
+        FailToWrite(QString::fromStdString(error.code().message()));
+    }
+}
+
+void PreviewCommand::Place(const QByteArray& content)
+{
+    const bool isOverwritingAllowed = GetOptions().isOverwritingAllowed;
+    const filesystem::path file = filesystem::weakly_canonical(m_target); // where a link leads to
+    Support::TemporaryJournal journal(GetLocations().cacheFolder / "temporaries");
+    Support::PartFile part(file.parent_path(), journal);
+    part.Write(content.constData(), static_cast<std::size_t>(content.size()));
+    part.Finish();
+    const auto obstacle = FindObstacle(m_target, isOverwritingAllowed);
+    if (!obstacle && isOverwritingAllowed)
+        part.Replace(file);
+    else if (obstacle || !part.BecomeNew(file)) {
+        FailAt(obstacle.value_or(TargetObstacle{"something has just been made there", "Try again."}));
         return;
     }
     m_isSaved = true;
     GetConsole().Print(ToPrintable(ToText(m_target)));
     Finish(ExitCode::Done);
+}
+
+void PreviewCommand::FailAt(const TargetObstacle& obstacle)
+{
+    Fail(PictureProblem(m_target, ExitCode::Conflict, "conflict", QString::fromLatin1(obstacle.why),
+                        obstacle.next));
+}
+
+void PreviewCommand::FailToWrite(const QString& why)
+{
+    Fail(PictureProblem(m_target, ExitCode::LocalDisk, "local-disk", why,
+                        "Check that the folder is there and that you may write to it."));
 }
 
 void PreviewCommand::OnOperationFailed(const OperationFailure& failure)

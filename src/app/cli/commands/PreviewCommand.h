@@ -4,9 +4,10 @@
 #include "Command.h"
 
 #include <filesystem>
-#include <memory>
 
 namespace Orvane::CommandLine {
+
+struct TargetObstacle;
 
 /// Takes the document from the stored list where that knows it: a refresh would put the pictures of all
 /// documents before this one.
@@ -25,9 +26,11 @@ private:
     [[nodiscard]] bool TryKnownDocument();
     void TryListedDocument();
     void Request(const DocumentRow& row);
-    [[nodiscard]] bool IsTargetFree();
     void OnPreview(const PDF::FileInfo& document, PDF::FileInfo::PreviewSize size);
     void Save(const std::filesystem::path& picture);
+    void Place(const QByteArray& content);
+    void FailAt(const TargetObstacle& obstacle);
+    void FailToWrite(const QString& why);
 
     DocumentRow m_row;
     std::filesystem::path m_target;
