@@ -278,6 +278,14 @@ TEST_F(CloudSessionTest, KeepsPicturesToTheUserAndOnlyThoseOfListedDocuments)
     QFile::remove(CloudPath(name));
     Refresh();
     EXPECT_TRUE(QTest::qWaitFor([&] { return pictures() == 3; }));
+    const auto document = Listed("b.pdf");
+    Await(&OrvaneCloudManager::RemoveFileFinished, [&] { m_session->Cloud().RemoveFile(document); });
+    Await(&OrvaneCloudManager::RetrieveFilePreviewFinished, [&] { // it was on the way
+        Write(CloudPath(QStringLiteral("b.pdf")), pdf);
+        m_session->Cloud().RetrieveFilePreview(document, FileInfo::PreviewSize::Small, {40, 40});
+    });
+    EXPECT_EQ(m_session->Close(), QString());
+    EXPECT_EQ(pictures(), 0);
 }
 
 TEST_F(CloudSessionTest, RefreshingTenThousandDocumentsKeepsEveryLocalCopy)

@@ -26,23 +26,25 @@ PictureCleaner::PictureCleaner(const OrvaneCloudFilesManager& documents, const P
 {
     using Removed = void (AbstractFileManager::*)(const std::shared_ptr<const FileInfo>&);
     m_soon.setSingleShot(true);
-    connect(&m_soon, &QTimer::timeout, this, &PictureCleaner::RemovePicturesOfLeft);
+    connect(&m_soon, &QTimer::timeout, this, [this] { RemovePicturesOf(std::exchange(m_justLeftIds, {})); });
     connect(&documents, static_cast<Removed>(&AbstractFileManager::FileRemoved), this,
             [this](const std::shared_ptr<const FileInfo>& document) {
                 m_leftIds.insert(document->GetId());
+                m_justLeftIds.insert(document->GetId());
                 m_soon.start(0);
             });
 }
 
+// Pictures that were on the way when their document left have come since.
 PictureCleaner::~PictureCleaner()
 {
-    RemovePicturesOfLeft();
+    RemovePicturesOf(m_leftIds);
     m_pictures.SweepOnceADay(IdsIn(m_documents));
 }
 
-void PictureCleaner::RemovePicturesOfLeft()
+void PictureCleaner::RemovePicturesOf(const std::set<std::string>& ids) const
 {
-    for (const auto& id : std::exchange(m_leftIds, {})) {
+    for (const auto& id : ids) {
         if (!m_documents.GetFileInfo(QString::fromStdString(id)))
             m_pictures.Remove(id);
     }

@@ -11,8 +11,8 @@ namespace Orvane::PDF::Cloud {
 class OrvaneCloudFilesManager;
 class PictureFolder;
 
-/// Removes the pictures of documents that have left the list: soon after they have left, and once a day, at
-/// the end of its life, those that an earlier run could not remove.
+/// Removes the pictures of documents that have left the list: soon after they have left, once more at the
+/// end of its life, and then, once a day, those that an earlier run could not remove.
 class PictureCleaner : public QObject
 {
     Q_OBJECT
@@ -23,11 +23,12 @@ public:
     ~PictureCleaner() override;
 
 private:
-    void RemovePicturesOfLeft();
+    void RemovePicturesOf(const std::set<std::string>& ids) const;
 
     const OrvaneCloudFilesManager& m_documents;
     const PictureFolder& m_pictures;
-    std::set<std::string> m_leftIds;
+    std::set<std::string> m_leftIds; // since the construction
+    std::set<std::string> m_justLeftIds;
     QTimer m_soon;
 };
 
