@@ -56,12 +56,13 @@ protected:
         Open();
     }
 
-    void Open()
+    void Open(const QString& dataFolder = QStringLiteral("data"))
     {
         m_session.reset();
         CloudSession::Setup setup;
         setup.cloudAddress = QUrl::fromLocalFile(CloudPath({})).toString();
-        setup.dataFolder = m_root.filePath(QStringLiteral("data"));
+        setup.dataFolder = m_root.filePath(dataFolder);
+        setup.authInfo.cacheFolder = m_root.filePath(QStringLiteral("cache"));
         m_session = std::make_unique<CloudSession>(setup);
         QObject::connect(m_session.get(), &CloudSession::OperationFailed, [this](const auto& failure) {
             if (failure.operation != Operation::Preview) // not all documents here are PDF
@@ -81,6 +82,15 @@ protected:
         QSignalSpy refreshed(m_session.get(), &CloudSession::DocumentsRefreshed);
         m_session->Cloud().RetrieveFilesList();
         ASSERT_TRUE(refreshed.wait(kLongEnough));
+    }
+
+    [[nodiscard]] QFileInfo RefreshForPicture(const char* id)
+    {
+        QSignalSpy settled(m_session.get(), &CloudSession::PreviewsSettled);
+        Refresh();
+        EXPECT_TRUE(!settled.empty() || settled.wait(kLongEnough));
+        const auto picture = Listed(id)->GetPreviewsSet().at(FileInfo::PreviewSize::Large);
+        return QFileInfo(QString::fromStdString(picture.utf8string()));
     }
 
     template <typename Signal, typename Action>
@@ -261,13 +271,8 @@ TEST_F(CloudSessionTest, KeepsPicturesToTheUserAndOnlyThoseOfListedDocuments)
     for (const QString& document : {name, QStringLiteral("b.pdf")})
         Write(CloudPath(document), pdf);
     SignIn();
-    QSignalSpy settled(m_session.get(), &CloudSession::PreviewsSettled);
-    Refresh();
-    ASSERT_TRUE(!settled.empty() || settled.wait(kLongEnough));
-
-    const auto picture = Listed(name.toUtf8())->GetPreviewsSet().at(FileInfo::PreviewSize::Large);
-    const QFileInfo file(QString::fromStdString(picture.utf8string()));
-    EXPECT_TRUE(file.filePath().startsWith(m_root.filePath(QStringLiteral("data/cache/"))));
+    const QFileInfo file = RefreshForPicture(name.toUtf8());
+    EXPECT_TRUE(file.filePath().startsWith(m_root.filePath(QStringLiteral("cache/"))));
     EXPECT_EQ(QImage(file.filePath()).height(), 191);
     const auto forOthers = QFile::ReadGroup | QFile::ReadOther | QFile::ExeGroup | QFile::ExeOther;
     EXPECT_FALSE(file.permissions() & forOthers);
@@ -284,8 +289,10 @@ TEST_F(CloudSessionTest, KeepsPicturesToTheUserAndOnlyThoseOfListedDocuments)
         Write(CloudPath(QStringLiteral("b.pdf")), pdf);
         m_session->Cloud().RetrieveFilePreview(document, FileInfo::PreviewSize::Small, {40, 40});
     });
-    EXPECT_EQ(m_session->Close(), QString());
+    Open(QStringLiteral("data of another cloud"));
     EXPECT_EQ(pictures(), 0);
+    SignIn();
+    EXPECT_NE(RefreshForPicture("b.pdf").path(), file.path());
 }
 
 TEST_F(CloudSessionTest, RefreshingTenThousandDocumentsKeepsEveryLocalCopy)

@@ -15,6 +15,8 @@ namespace fs = std::filesystem;
 
 constexpr auto kSweptName = "swept"; // as old as the latest sweep
 constexpr std::chrono::hours kSweepInterval{24};
+constexpr auto kPartSuffix = ".part"; // while it is written
+constexpr char kSeparator = '-';      // of document and size
 
 // An id can be longer than a file name.
 std::string StemOf(const std::string& documentId)
@@ -26,7 +28,7 @@ std::string StemOf(const std::string& documentId)
 
 std::string NameOf(const std::string& documentId, FileInfo::PreviewSize size)
 {
-    return StemOf(documentId) + '-' + FileInfo::previewSizetoString(size) + ".png";
+    return StemOf(documentId) + kSeparator + FileInfo::previewSizetoString(size) + ".png";
 }
 
 QByteArray PngOf(const QPixmap& picture)
@@ -57,7 +59,7 @@ std::optional<ioPath> PictureFolder::Store(const std::string& documentId, FileIn
         return std::nullopt;
     const auto target = m_folder / NameOf(documentId, size);
     auto part = target;
-    part += ".part";
+    part += kPartSuffix;
     std::error_code error;
     try {
         Make();
@@ -93,17 +95,23 @@ void PictureFolder::SweepOnceADay(const std::vector<std::string>& documentIds) c
     const bool isDue = error || fs::file_time_type::clock::now() - latestSweep > kSweepInterval;
     if (!isDue || !fs::is_directory(m_folder, error))
         return;
+    Sweep(documentIds);
+    std::ofstream(m_folder / kSweptName);
+}
+
+void PictureFolder::Sweep(const std::vector<std::string>& documentIds) const
+{
     std::unordered_set<std::string> stems;
     for (const auto& id : documentIds)
         stems.insert(StemOf(id));
+    std::error_code error, ignored;
     for (auto entry = fs::directory_iterator(m_folder, error); !error && entry != fs::directory_iterator();
          entry.increment(error)) {
         const auto name = entry->path().filename().u8string();
-        std::error_code ignored;
-        if (name.find(".part") != std::string::npos || stems.count(name.substr(0, name.find('-'))) == 0)
+        const bool isPart = entry->path().extension() == kPartSuffix;
+        if (isPart || stems.count(name.substr(0, name.find(kSeparator))) == 0)
             fs::remove(entry->path(), ignored);
     }
-    std::ofstream(m_folder / kSweptName);
 }
 
 } // namespace Orvane::PDF::Cloud

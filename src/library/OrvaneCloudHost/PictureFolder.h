@@ -30,6 +30,7 @@ public:
 
 private:
     void Make() const;
+    void Sweep(const std::vector<std::string>& documentIds) const;
 
     const std::filesystem::path m_folder;
 };

@@ -111,14 +111,7 @@ void SessionCloudManager::RetrieveFilePreview(const Document& document, FileInfo
         return OrvaneCloudManager::RetrieveFilePreview(document, previewSize, size); // says why
 
     Q_EMIT RetrieveFilePreviewStarted(document, previewSize);
-    const auto ticket = m_use.protocol->retrievePreview(
-        {{Keys::ID, QString::fromStdString(document->GetId())},
-         {Keys::FILE_PREVIEW_HEIGHT, QString::number(size.height())},
-         {Keys::FILE_PREVIEW_WIDTH, QString::number(size.width())}},
-        [this, document, previewSize](long long answered, RequestResult result, const QPixmap& image) {
-            if (m_previewTickets.remove(answered))
-                OnPreview(document, previewSize, result, image);
-        });
+    const auto ticket = RequestPreview(document, previewSize, size);
     if (ticket != Social::INVALID_TICKET) {
         m_previewTickets.insert(ticket);
         return;
@@ -126,6 +119,19 @@ void SessionCloudManager::RetrieveFilePreview(const Document& document, FileInfo
     const auto message = QStringLiteral("Retrieve file preview failed");
     LOG(ERROR) << message.toStdString();
     Q_EMIT RetrieveFilePreviewError(document, previewSize, message);
+}
+
+long long SessionCloudManager::RequestPreview(const Document& document, FileInfo::PreviewSize previewSize,
+                                              const QSize& size)
+{
+    return m_use.protocol->retrievePreview(
+        {{Keys::ID, QString::fromStdString(document->GetId())},
+         {Keys::FILE_PREVIEW_HEIGHT, QString::number(size.height())},
+         {Keys::FILE_PREVIEW_WIDTH, QString::number(size.width())}},
+        [this, document, previewSize](long long answered, RequestResult result, const QPixmap& image) {
+            if (m_previewTickets.remove(answered))
+                OnPreview(document, previewSize, result, image);
+        });
 }
 
 void SessionCloudManager::OnPreview(const Document& document, FileInfo::PreviewSize previewSize,

@@ -52,6 +52,8 @@ private:
 
     void PrepareForResult(const Document& document, RequestResult result);
     [[nodiscard]] std::shared_ptr<KeptLocalSide> HideLocalSide(const Document& document);
+    [[nodiscard]] long long RequestPreview(const Document& document, FileInfo::PreviewSize previewSize,
+                                           const QSize& size);
     void OnPreview(const Document& document, FileInfo::PreviewSize previewSize, RequestResult result,
                    const QPixmap& image);
 
