@@ -141,6 +141,17 @@ TEST_F(CloudSessionTest, CarriesADocumentUpAndBackAndRemembersItAfterARestart)
     EXPECT_EQ(Read(back + QStringLiteral("/a.pdf")), "%PDF-1.4 content");
     EXPECT_EQ(Listed("a.pdf")->GetCloudStatus(), FileInfo::CloudStatus::Synchronized);
 
+    const auto away = m_root.filePath(QStringLiteral("away"));
+    QFile::rename(CloudPath(QStringLiteral("a.pdf")), away);
+    Refresh();
+    EXPECT_EQ(m_session->Documents().FilesCount(), 0);
+    Open();
+    SignIn();
+    QFile::rename(away, CloudPath(QStringLiteral("a.pdf")));
+    Refresh();
+    EXPECT_EQ(Listed("a.pdf")->GetPath().utf8string(), (back + QStringLiteral("/a.pdf")).toStdString());
+    EXPECT_EQ(Listed("a.pdf")->GetCloudStatus(), FileInfo::CloudStatus::Synchronized);
+
     Await(&OrvaneCloudManager::RemoveFileFinished,
           [this] { m_session->Cloud().RemoveFile(Listed("a.pdf")); });
     EXPECT_FALSE(QFile::exists(CloudPath(QStringLiteral("a.pdf"))));

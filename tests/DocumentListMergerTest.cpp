@@ -2,6 +2,7 @@
 #include "support/FakeStorage.h"
 
 #include <OrvaneCloud/OrvaneCloudFilesManager.h>
+#include <OrvaneCloudHost/DepartedCopies.h>
 #include <OrvaneCloudHost/DocumentListMerger.h>
 #include <OrvaneCloudHost/RunningTransfers.h>
 
@@ -79,7 +80,9 @@ protected:
     std::shared_ptr<FakeStorage> m_storage = std::make_shared<FakeStorage>(m_journal);
     PDF::Cloud::OrvaneCloudFilesManager m_documents{m_storage, m_fileSystem, m_hashes};
     PDF::Cloud::RunningTransfers m_transfers;
-    DocumentListMerger m_merger{*m_manager, m_documents, m_transfers};
+    std::shared_ptr<FakeStorage> m_departedStorage = std::make_shared<FakeStorage>(m_journal);
+    PDF::Cloud::DepartedCopies m_departed{[this] { return m_departedStorage; }, false};
+    DocumentListMerger m_merger{*m_manager, m_documents, m_transfers, m_departed};
     QSignalSpy m_merged{&m_merger, &DocumentListMerger::Merged};
     QSignalSpy m_settled{&m_merger, &DocumentListMerger::PreviewsSettled};
 };
@@ -152,6 +155,14 @@ TEST_F(DocumentListMergerTest, WhatIsBeingTransferredStaysAndWhatReturnsHasItsLo
     m_transfers.End(1);
     m_transfers.End(2);
     leave("");
+
+    m_departedStorage->m_records["up"]["departed_on"] = "20000";
+    PDF::Cloud::DepartedCopies ofLaterRun([this] { return m_departedStorage; }, true);
+    EXPECT_FALSE(ofLaterRun.GiveBack(*ListedDocument("up"))) << "too long ago";
+    const auto inLaterRun = ListedDocument("down");
+    EXPECT_TRUE(ofLaterRun.GiveBack(*inLaterRun));
+    EXPECT_EQ(inLaterRun->GetPath(), ioPath("/local/down"_s));
+    EXPECT_TRUE(m_departedStorage->m_records.empty());
 
     Answer(StartListing(), {"down"_q});
     Settle();

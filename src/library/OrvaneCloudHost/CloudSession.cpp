@@ -1,6 +1,7 @@
 #include <OrvaneCloudHost/CloudSession.h>
 
 #include <OrvaneCloudHost/CloudAccountSettings.h>
+#include <OrvaneCloudHost/DepartedCopies.h>
 #include <OrvaneCloudHost/DocumentListMerger.h>
 #include <OrvaneCloudHost/FailureReporter.h>
 #include <OrvaneCloudHost/LocalFileSystem.h>
@@ -43,6 +44,13 @@ std::filesystem::path PicturesOf(const CloudSession::Setup& setup)
            identity.result().toHex().left(16).toStdString();
 }
 
+DepartedCopies OpenDepartedCopies(const CloudSession::Setup& setup)
+{
+    const auto file = setup.dataFolder + QStringLiteral("/departed.sqlite");
+    return {[file] { return std::make_shared<SqliteCloudInfoStorage>(file); },
+            std::filesystem::exists(Support::ToPath(file))};
+}
+
 } // namespace
 
 // Destroyed from the last member to the first: the reports end, the requests are cancelled, the list is
@@ -61,6 +69,7 @@ public:
     OrvaneCloudFilesManager documents;
     SessionCloudManager cloud;
     SyncingMarker syncing;
+    DepartedCopies departedCopies;
     DocumentListMerger merger;
     FailureReporter reporter;
     PictureCleaner pictureCleaner;
@@ -82,7 +91,8 @@ CloudSession::Private::Private(const Setup& setup)
              std::make_shared<CloudAccountSettings>(setup.dataFolder + QStringLiteral("/settings.ini"))},
             pictures)
     , syncing(cloud, documents, transfers, *fileSystem)
-    , merger(cloud, documents, transfers)
+    , departedCopies(OpenDepartedCopies(setup))
+    , merger(cloud, documents, transfers, departedCopies)
     , reporter(
           cloud, [this](Social::Operation operation) { return protocol->Client().LastFailure(operation); },
           [this](const FileInfo& document) { return IsListed(document); })

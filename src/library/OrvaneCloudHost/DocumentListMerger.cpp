@@ -2,6 +2,7 @@
 
 #include <OrvaneCloud/OrvaneCloudFilesManager.h>
 #include <OrvaneCloud/OrvaneCloudManager.h>
+#include <OrvaneCloudHost/DepartedCopies.h>
 #include <OrvaneCloudHost/LocalCopies.h>
 #include <OrvaneCloudHost/RunningTransfers.h>
 
@@ -56,9 +57,10 @@ void GiveLocalSide(FileInfo& listed, const FileInfo& known)
 } // namespace
 
 DocumentListMerger::DocumentListMerger(OrvaneCloudManager& cloud, OrvaneCloudFilesManager& documents,
-                                       const RunningTransfers& transfers)
+                                       const RunningTransfers& transfers, DepartedCopies& departedCopies)
     : m_documents(documents)
     , m_transfers(transfers)
+    , m_departedCopies(departedCopies)
 {
     m_nextSlice.setSingleShot(true);
     connect(&m_nextSlice, &QTimer::timeout, this, &DocumentListMerger::WorkOneSlice);
@@ -89,7 +91,7 @@ void DocumentListMerger::FollowTransfers(const OrvaneCloudManager& cloud)
     connect(&cloud, &Cloud::RemoveFileFinished, this, [this](const Document& document) {
         Touch(document->GetId());
         m_documents.Remove(document);
-        m_departed.erase(document->GetId());
+        m_departedCopies.Forget(document->GetId());
     });
 }
 
@@ -206,14 +208,10 @@ void DocumentListMerger::MergeNext(Merge& merge)
 
 void DocumentListMerger::AddListed(const Document& listed)
 {
-    const auto departed = m_departed.extract(listed->GetId());
+    const bool hadLocalCopy = m_departedCopies.GiveBack(*listed);
     listed->SetIsSyncingInProgress(m_transfers.IsRunning(listed->GetId()));
-    if (departed && listed->GetPath().empty()) {
-        const auto& known = *departed.mapped();
-        listed->SetPath(known.GetPath(), known.GetMd5Hash(), known.GetCloudHashBeforeChange());
-    }
     m_documents.Add(listed);
-    if (departed)
+    if (hadLocalCopy)
         m_documents.Update(listed); // hashes the local copy
 }
 
@@ -236,8 +234,7 @@ void DocumentListMerger::RemoveNextIfUnlisted(Merge& merge)
     if (!document || IsInTransfer(*document))
         return;
     ++merge.removed;
-    if (!document->GetPath().empty())
-        m_departed[id] = document;
+    m_departedCopies.Remember(*document);
     m_documents.Remove(document);
 }
 

@@ -8,7 +8,6 @@
 #include <QTimer>
 
 #include <deque>
-#include <map>
 #include <memory>
 #include <optional>
 #include <set>
@@ -17,6 +16,7 @@
 
 namespace Orvane::PDF::Cloud {
 
+class DepartedCopies;
 class OrvaneCloudFilesManager;
 class OrvaneCloudManager;
 class RunningTransfers;
@@ -34,7 +34,7 @@ class DocumentListMerger : public QObject
 public:
     /// All must outlive the merger.
     DocumentListMerger(OrvaneCloudManager& cloud, OrvaneCloudFilesManager& documents,
-                       const RunningTransfers& transfers);
+                       const RunningTransfers& transfers, DepartedCopies& departedCopies);
 
 Q_SIGNALS:
     void Merged(int added, int updated, int removed);
@@ -88,14 +88,13 @@ private:
 
     OrvaneCloudFilesManager& m_documents;
     const RunningTransfers& m_transfers;
+    DepartedCopies& m_departedCopies;
     QTimer m_nextSlice;
     bool m_isWorking = false;
 
     int m_listingsUnderWay = 0;
     std::set<std::string> m_touchedIds; // since the oldest listing under way was asked for
     std::deque<Merge> m_merges;
-
-    std::map<std::string, Document> m_departed; // with their local copies, by id
 
     QHash<const FileInfo*, PreviewRequests> m_previewsUnderWay;
     std::deque<Document> m_withNewPreviews;
