@@ -39,7 +39,10 @@ void StoredContent::Add(const QString& id, const QString& name, const QString& l
 
 std::shared_ptr<FileInfo> StoredContent::Find(const QString& fileName, const QString& realPath)
 {
-    for (const QString& id : m_idsByName.values(fileName) + m_idsByLocalPath.values(realPath)) {
+    const QStringList namesakes = m_idsByName.values(fileName);
+    if (namesakes.isEmpty())
+        return nullptr;
+    for (const QString& id : namesakes + QStringList(m_idsByLocalPath.values(realPath))) {
         const auto document = m_session.Documents().GetFileInfo(id);
         if (document && IsContentOf(*document, realPath))
             return document;

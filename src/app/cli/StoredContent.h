@@ -5,6 +5,7 @@
 
 #include <QMultiHash>
 #include <QString>
+#include <QStringList>
 
 #include <memory>
 
@@ -25,9 +26,9 @@ public:
     /// Learns of one more.
     void Add(const PDF::FileInfo& document);
 
-    /// The document that has the file's name, or the file as its local copy, and whose content in the cloud
-    /// is the file's. Null when there is none, and when the cloud does not say what it holds. Reads the file
-    /// when the sizes are equal.
+    /// The document that has the file's name and, in the cloud, the file's content. Where other content has
+    /// the name, the document that got a number instead: the file is its local copy. Null when there is none,
+    /// and when the cloud does not say what it holds. Reads the file when the sizes are equal.
     ///
     /// @param realPath  as the list has the paths of local copies
     [[nodiscard]] std::shared_ptr<PDF::FileInfo> Find(const QString& fileName, const QString& realPath);

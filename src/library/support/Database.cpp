@@ -225,7 +225,7 @@ std::string Judge(SQLite::Database& image, const Schema& schema, const fs::path&
     } catch (const UselessFile& useless) {
         return useless.what();
     }
-    Fail(file, Reason::Unusable, "reading it failed on the way");
+    Fail(file, Reason::Unusable, "a part of it could not be read");
 }
 
 // A cut file is opened as well from here on.
