@@ -263,22 +263,53 @@ TEST_F(FolderTransportTest, ADiskThatTakesNoMoreLeavesNothingBehind)
     EXPECT_THAT(NamesIn(local), ElementsAre("a.pdf"));
 }
 
-TEST_F(FolderTransportTest, AnEmptyFolderOfAnotherFileSystemInItsPlaceIsNoEmptyCloud)
+TEST_F(FolderTransportTest, AnEmptyFolderOnAnotherDeviceInPlaceOfAFullOneIsAnErrorUntilItIsAccepted)
 {
     const fs::path otherDisk = "/dev/shm";
     if (!fs::is_directory(otherDisk) || fs::space(otherDisk).capacity == fs::space(cloud).capacity)
         GTEST_SKIP() << "there is no second file system";
-    Write(cloud / "a.pdf", "x");
-    const fs::path place = scratch.Path() / "place";
-    fs::create_directory_symlink(cloud, place);
-    FolderTransport mounted({}, place, cache);
-    mounted.SignIn({}, job);
-
     const auto empty = otherDisk / Support::NewTemporaryName();
+    const fs::path place = scratch.Path() / "place";
+    const auto mount = [&](const fs::path& folder) {
+        fs::remove(place);
+        fs::create_directory_symlink(folder, place);
+    };
     fs::create_directory(empty);
-    fs::remove(place);
-    fs::create_directory_symlink(empty, place);
-    EXPECT_EQ(FailureOf([&] { mounted.List(job); }), FailureCode::NotFound);
+    Write(local / "b.pdf", "y");
+    OAuth2::AuthInfo account;
+    account.dataFolder = Support::ToText(scratch.Path() / "data");
+    const auto signIn = [&] {
+        auto client = std::make_unique<FolderTransport>(account, place, cache);
+        const auto failure = FailureOf([&] { client->SignIn({}, job); });
+        return std::make_pair(std::move(client), failure);
+    };
+
+    mount(cloud);
+    const auto first = signIn().first;
+    EXPECT_TRUE(first->List(job).isEmpty());
+    mount(empty);
+    EXPECT_EQ(signIn().second, std::nullopt) << "it was empty before";
+    mount(cloud);
+    EXPECT_EQ(signIn().second, std::nullopt);
+    EXPECT_EQ(FailureOf([&] { first->Store({local / "b.pdf", {}, {}}, job); }), std::nullopt);
+    mount(empty);
+    const auto [second, failure] = signIn();
+    EXPECT_EQ(failure, FailureCode::NotFound);
+    for (auto* const client : {first.get(), second.get()}) {
+        EXPECT_EQ(FailureOf([&] { client->List(job); }), FailureCode::NotFound);
+        EXPECT_EQ(FailureOf([&] { client->Store({local / "b.pdf", {}, {}}, job); }), FailureCode::NotFound);
+        EXPECT_EQ(FailureOf([&] { client->Remove(QStringLiteral("b.pdf"), job); }), FailureCode::NotFound);
+    }
+    EXPECT_THAT(NamesIn(empty), IsEmpty());
+    account.isEmptiedFolderAccepted = true;
+    EXPECT_EQ(signIn().second, std::nullopt);
+    EXPECT_EQ(FailureOf([&] { first->List(job); }), std::nullopt) << "everybody learns it";
+
+    mount(cloud);
+    first->List(job);
+    fs::remove(cloud / "b.pdf");
+    account.isEmptiedFolderAccepted = false;
+    EXPECT_EQ(signIn().second, std::nullopt) << "its owner has emptied it";
     fs::remove(empty);
 }
 

@@ -19,6 +19,15 @@ struct AuthInfo
     /// Folder for what the client remembers between runs (previews, hashes, what to sweep after a crash);
     /// empty for a folder of its own below the user's cache folder. Holds no secrets.
     QString cacheFolder;
+
+    /// Folder for what the client must not forget while the cloud is in use (what a folder cloud was when it
+    /// was last seen); empty for the cache folder. Holds no secrets.
+    QString dataFolder;
+
+    /// Says that a folder cloud which is empty now, and was not when it was last used, is right nevertheless.
+    /// Otherwise an empty folder on another device counts as a share that is not mounted
+    /// (FailureCode::NotFound). Holds for one such change.
+    bool isEmptiedFolderAccepted = false;
 };
 
 } // namespace Orvane::Social::OAuth2

@@ -7,6 +7,7 @@
 
 #include <QDateTime>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 
@@ -98,6 +99,16 @@ std::vector<std::string> FolderDocuments::Names(Job& job) const
             }
         }
         return names;
+    });
+}
+
+bool FolderDocuments::IsEmpty() const
+{
+    return OnSide(FileSide::Cloud, [&] {
+        const auto isDocument = [](const fs::directory_entry& entry) {
+            return IsDocumentName(entry.path().filename().string()) && StampOf(entry.path());
+        };
+        return std::none_of(fs::directory_iterator(m_folder), fs::directory_iterator(), isDocument);
     });
 }
 

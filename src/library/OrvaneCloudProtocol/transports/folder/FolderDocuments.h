@@ -28,6 +28,9 @@ public:
     /// The names of all members that may be documents. An error half-way fails the whole.
     [[nodiscard]] std::vector<std::string> Names(Job& job) const;
 
+    /// Whether there is no document.
+    [[nodiscard]] bool IsEmpty() const;
+
     /// The path that belongs to the id. Throws when it is no document's id.
     [[nodiscard]] std::filesystem::path PathOf(const QString& id) const;
 

@@ -10,6 +10,8 @@
 #include <support/PartFile.h>
 #include <support/PathText.h>
 
+#include <QCryptographicHash>
+
 #include <algorithm>
 #include <limits>
 
@@ -47,6 +49,17 @@ CloudError Conflict(const fs::path& path, const QString& reason)
     return CloudError(FailureCode::Conflict, Support::ToText(path) + QStringLiteral(": ") + reason);
 }
 
+/// Named by the address, because several clouds may share the folder.
+fs::path FileOfKnownFolder(const OAuth2::AuthInfo& authInfo, const fs::path& folder,
+                           const fs::path& cacheFolder)
+{
+    const auto address = QByteArray::fromStdString(folder.string());
+    const auto digits = QCryptographicHash::hash(address, QCryptographicHash::Sha256).toHex().left(16);
+    const auto dataFolder =
+        authInfo.dataFolder.isEmpty() ? cacheFolder : fs::absolute(Support::ToPath(authInfo.dataFolder));
+    return dataFolder / ("folder-" + digits.toStdString() + ".json");
+}
+
 /// A document that a change of ours has just made. Trouble with looking at it undoes nothing.
 Support::FileStamp StampOfOwn(const fs::path& path, qint64 size)
 {
@@ -67,6 +80,7 @@ FolderTransport::FolderTransport(const OAuth2::AuthInfo& authInfo, const fs::pat
     , m_documents(folder)
     , m_hashes(cacheFolder / "cloud-hashes.sqlite")
     , m_journal(cacheFolder / "temporaries")
+    , m_known(FileOfKnownFolder(authInfo, folder, cacheFolder), m_journal, authInfo.isEmptiedFolderAccepted)
 {}
 
 bool FolderTransport::IsDocumentId(const QString& id) const
@@ -91,7 +105,7 @@ QUrl FolderTransport::DownloadUrl(const QString& id) const
 
 void FolderTransport::SignIn(const QString&, Job& job)
 {
-    m_device = m_documents.RequireFolder();
+    RequireFolder();
     OnSide(FileSide::Cloud, [&] { fs::directory_iterator{m_documents.Folder()}; });
     job.ThrowIfCanceled();
     m_journal.Sweep();
@@ -110,31 +124,31 @@ QUrl FolderTransport::UserProfile(Job&)
 
 Transport::CloudFiles FolderTransport::List(Job& job)
 {
-    m_documents.RequireFolder();
+    const auto device = RequireFolder();
     CloudFiles files;
     for (const auto& name : m_documents.Names(job)) {
         if (const auto file = TryDescribe(m_documents.Folder() / name, job)) {
             files.append(*file);
         }
     }
-    RequireListable(files);
+    // A folder that went away meanwhile reads like one that was emptied.
+    if (RequireFolder() != device) {
+        throw CloudError(FailureCode::NotFound,
+                         Support::ToText(m_documents.Folder()) +
+                             QStringLiteral(": another folder has taken its place while it was listed"));
+    }
+    m_known.Note({device, files.isEmpty()});
     m_hashes.Flush();
     std::sort(files.begin(), files.end(),
               [](const auto& left, const auto& right) { return left.id < right.id; });
     return files;
 }
 
-void FolderTransport::RequireListable(const CloudFiles& files)
+FolderDocuments::Device FolderTransport::RequireFolder()
 {
-    // A folder that went away meanwhile reads like an empty one, and so does the mount point of a share that
-    // is no longer mounted.
     const auto device = m_documents.RequireFolder();
-    if (files.isEmpty() && device != m_device) {
-        throw CloudError(FailureCode::NotFound,
-                         Support::ToText(m_documents.Folder()) +
-                             QStringLiteral(": another, empty folder is in its place"));
-    }
-    m_device = device;
+    m_known.Require(m_documents.Folder(), device, [this] { return m_documents.IsEmpty(); });
+    return device;
 }
 
 std::optional<Transport::CloudFile> FolderTransport::TryDescribe(const fs::path& path, Job& job)
@@ -156,7 +170,7 @@ std::optional<Transport::CloudFile> FolderTransport::TryDescribe(const fs::path&
 
 Transport::CloudFile FolderTransport::Info(const QString& id, Job& job)
 {
-    m_documents.RequireFolder();
+    RequireFolder();
     const auto path = m_documents.PathOf(id);
     FolderDocuments::RequiredStampOf(path);
     if (const auto file = TryDescribe(path, job)) {
@@ -167,7 +181,7 @@ Transport::CloudFile FolderTransport::Info(const QString& id, Job& job)
 
 Transport::CloudFile FolderTransport::Store(const Upload& upload, Job& job)
 {
-    m_documents.RequireFolder();
+    RequireFolder();
     std::optional<SeenVersion> replaced;
     if (upload.replacedId.isEmpty()) {
         RequireNameOfNewDocument(upload.source);
@@ -183,9 +197,11 @@ Transport::CloudFile FolderTransport::Store(const Upload& upload, Job& job)
         throw Conflict(upload.source, QStringLiteral("is no longer what was to be uploaded"));
     }
     const std::lock_guard lock(m_changing);
+    const auto device = RequireFolder();
     const auto path = OnSide(FileSide::Cloud, [&] { return Publish(*part, upload, replaced, job); });
     const auto stamp = StampOfOwn(path, source.Size());
     m_seen.Note(path, stamp, md5, m_seen.Moment());
+    m_known.Note({device, false});
     return FolderDocuments::Describe(path, stamp, md5);
 }
 
@@ -261,7 +277,7 @@ bool FolderTransport::TryName(Support::PartFile& part, const fs::path& target, J
 
 fs::path FolderTransport::Fetch(const Download& download, Job& job)
 {
-    m_documents.RequireFolder();
+    RequireFolder();
     const auto path = m_documents.PathOf(download.id);
     const LocalTarget target(download);
     SourceFile source(path, FileSide::Cloud);
@@ -283,7 +299,7 @@ fs::path FolderTransport::Fetch(const Download& download, Job& job)
 
 void FolderTransport::Remove(const QString& id, Job& job)
 {
-    m_documents.RequireFolder();
+    RequireFolder();
     const auto path = m_documents.PathOf(id);
     const std::lock_guard lock(m_changing);
     if (const auto now = FolderDocuments::StampOf(path)) {
@@ -294,13 +310,15 @@ void FolderTransport::Remove(const QString& id, Job& job)
         }
     } else if (OnSide(FileSide::Cloud, [&] { return fs::exists(fs::symlink_status(path)); })) {
         throw CloudError(FailureCode::Refused, Support::ToText(path) + QStringLiteral(": not a document"));
+    } else {
+        RequireFolder(); // a folder that has gone meanwhile has removed nothing
     }
     m_seen.Forget(path);
 }
 
 Transport::QuotaValue FolderTransport::Quota(Job&)
 {
-    m_documents.RequireFolder();
+    RequireFolder();
     const auto space = OnSide(FileSide::Cloud, [&] { return fs::space(m_documents.Folder()); });
     const auto used = space.capacity - space.free;
     return {Kibibytes(used), Kibibytes(used + space.available)};
@@ -308,7 +326,7 @@ Transport::QuotaValue FolderTransport::Quota(Job&)
 
 QString FolderTransport::VersionTag(const QString& id, Job&)
 {
-    m_documents.RequireFolder();
+    RequireFolder();
     return FolderDocuments::VersionTagOf(FolderDocuments::RequiredStampOf(m_documents.PathOf(id)));
 }
 

@@ -3,11 +3,11 @@
 #include <OAuth2.h>
 #include <OrvaneCloudProtocol/transports/Transport.h>
 #include <OrvaneCloudProtocol/transports/folder/FolderDocuments.h>
+#include <OrvaneCloudProtocol/transports/folder/KnownFolder.h>
 #include <OrvaneCloudProtocol/transports/folder/SeenDocuments.h>
 #include <support/HashMemory.h>
 #include <support/TemporaryJournal.h>
 
-#include <atomic>
 #include <mutex>
 
 namespace Orvane::Support {
@@ -16,7 +16,8 @@ class PartFile;
 
 namespace Orvane::Social {
 
-/// A plain folder as the cloud: a share, a mounted drive, a folder of this machine. Any token opens it.
+/// A plain folder as the cloud: a share, a mounted drive, a folder of this machine. Any token opens it. All
+/// operations fail with NotFound while an empty folder on another device is in place of one with documents.
 class FolderTransport final : public Transport
 {
 public:
@@ -44,7 +45,9 @@ public:
 
 private:
     [[nodiscard]] std::optional<CloudFile> TryDescribe(const std::filesystem::path& path, Job& job);
-    void RequireListable(const CloudFiles& files);
+
+    /// Throws unless the folder is there, and is the one that it was.
+    FolderDocuments::Device RequireFolder();
 
     /// Throws Conflict when the document is no longer in the version that this client saw.
     void RequireSeen(const std::filesystem::path& path, const Support::FileStamp& now,
@@ -66,7 +69,7 @@ private:
     Support::TemporaryJournal m_journal;
     SeenDocuments m_seen;
     std::mutex m_changing; ///< held from the last look at a document to the change of it
-    std::atomic<FolderDocuments::Device> m_device{0};
+    KnownFolder m_known;
 };
 
 } // namespace Orvane::Social

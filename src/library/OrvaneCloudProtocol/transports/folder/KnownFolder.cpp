@@ -1,0 +1,112 @@
+#include <OrvaneCloudProtocol/transports/folder/KnownFolder.h>
+
+#include <OrvaneCloudProtocol/transports/FileFailure.h>
+#include <support/PartFile.h>
+#include <support/PathText.h>
+
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <fstream>
+#include <iterator>
+
+namespace Orvane::Social {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+const QString kDevice = QStringLiteral("device"); // as text: a JSON number has 53 bits
+const QString kIsEmpty = QStringLiteral("isEmpty");
+
+QByteArray JsonOf(const KnownFolder::State& state)
+{
+    const QJsonObject object{{kDevice, QString::number(state.device)}, {kIsEmpty, state.isEmpty}};
+    return QJsonDocument(object).toJson();
+}
+
+std::optional<KnownFolder::State> StateIn(const std::string& json)
+{
+    const auto object = QJsonDocument::fromJson(QByteArray::fromStdString(json)).object();
+    bool isNumber = false;
+    const auto device = object[kDevice].toString().toULongLong(&isNumber);
+    if (!isNumber || !object[kIsEmpty].isBool()) {
+        return std::nullopt;
+    }
+    return KnownFolder::State{device, object[kIsEmpty].toBool()};
+}
+
+} // namespace
+
+KnownFolder::KnownFolder(const fs::path& file, Support::TemporaryJournal& journal, bool isEmptyAccepted)
+    : m_file(file)
+    , m_journal(journal)
+    , m_isEmptyAccepted(isEmptyAccepted)
+{}
+
+void KnownFolder::Require(const fs::path& folder, Device device, const std::function<bool()>& isEmpty)
+{
+    const std::lock_guard lock(m_mutex);
+    if (m_known && m_known->device == device) {
+        return;
+    }
+    const auto known = Load(); // another client may have noted more
+    if (known && known->device == device) {
+        m_known = known;
+        return;
+    }
+    const State now{device, isEmpty()};
+    if (known && !known->isEmpty && now.isEmpty && !std::exchange(m_isEmptyAccepted, false)) {
+        throw CloudError(
+            FailureCode::NotFound,
+            Support::ToText(folder) +
+                QStringLiteral(": an empty folder is in place of the one that held documents; its "
+                               "drive or share is probably not mounted"));
+    }
+    Keep(now);
+}
+
+void KnownFolder::Note(const State& state)
+{
+    const std::lock_guard lock(m_mutex);
+    if (!m_known || m_known->device != state.device || m_known->isEmpty != state.isEmpty) {
+        Keep(state);
+    }
+}
+
+std::optional<KnownFolder::State> KnownFolder::Load() const
+{
+    return OnSide(FileSide::Local, [this]() -> std::optional<State> {
+        if (!Support::LookAt(m_file, Support::Links::Followed)) {
+            return std::nullopt;
+        }
+        std::ifstream stream(m_file, std::ios::binary);
+        const std::string text(std::istreambuf_iterator<char>(stream), {});
+        if (!stream) {
+            throw fs::filesystem_error("cannot read", m_file, std::make_error_code(std::errc::io_error));
+        }
+        return StateIn(text);
+    });
+}
+
+void KnownFolder::Keep(const State& state)
+{
+    m_known = state;
+    try {
+        Save(state);
+    } catch (const fs::filesystem_error&) {
+        return;
+    }
+}
+
+void KnownFolder::Save(const State& state) const
+{
+    fs::create_directories(m_file.parent_path());
+    Support::PartFile part(m_file.parent_path(), m_journal);
+    const auto json = JsonOf(state);
+    part.Write(json.constData(), static_cast<std::size_t>(json.size()));
+    part.Finish();
+    part.Replace(m_file);
+}
+
+} // namespace Orvane::Social
