@@ -23,7 +23,7 @@ namespace {
 
 QString Absolute(const QString& folder)
 {
-    return Support::ToText(std::filesystem::absolute(Support::ToPath(folder)));
+    return folder.isEmpty() ? folder : Support::ToText(std::filesystem::absolute(Support::ToPath(folder)));
 }
 
 CloudSession::Setup WithDefaults(CloudSession::Setup setup)

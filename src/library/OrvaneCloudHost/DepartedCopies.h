@@ -9,16 +9,17 @@
 
 namespace Orvane::PDF::Cloud {
 
-/// The local copies of documents that a listing has missed. A server may leave a document out for a moment,
-/// while somebody replaces it: when it is listed again, the list is to know its local copy as before. Kept
-/// for a month.
+/// The local copies of documents that a listing did not hold. A server may leave a document out of a listing
+/// while another client replaces it; when the document is listed again, it gets its local copy back. Entries
+/// are kept for a month.
 class DepartedCopies
 {
 public:
     /// Opens the storage; may throw StorageError, and then the copies are kept in memory only.
     using Open = std::function<std::shared_ptr<ICloudInfoStorage>()>;
 
-    /// Opens nothing before it is needed. @p isAnyStored: whether an earlier run may have stored something.
+    /// Calls @p open when it is first needed. @p isAnyStored: whether an earlier run may have stored
+    /// something.
     DepartedCopies(Open open, bool isAnyStored);
 
     /// A document without a local copy is ignored.

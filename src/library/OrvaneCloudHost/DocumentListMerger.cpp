@@ -267,7 +267,7 @@ void DocumentListMerger::Keep(const Document& document)
         m_documents.Add(document);
 }
 
-// The cloud side of a record whose download began long ago may be older than the list's.
+// Only the local side: the list's cloud side may be newer than that of a record whose download began earlier.
 void DocumentListMerger::KeepLocalCopy(const FileInfo& downloaded)
 {
     ForgetReplacedCopies(downloaded);
@@ -278,8 +278,9 @@ void DocumentListMerger::KeepLocalCopy(const FileInfo& downloaded)
     m_documents.Update(known);
 }
 
-// A download has replaced the local copy of another document. Left in the list, it would pass for a change of
-// that document, and be uploaded as one. Taking the record out is what deletes the stored path, too.
+// The download may have replaced the local copy of another document. If the list kept that path, the new
+// content would count as a local change of the other document and could be uploaded in its place. Removing
+// the record is the only way to delete its stored path.
 void DocumentListMerger::ForgetReplacedCopies(const FileInfo& downloaded)
 {
     for (const auto& id : IdsWithLocalCopyAt(downloaded.GetPath(), m_documents)) {

@@ -8,7 +8,7 @@
 
 namespace Orvane::PDF::Cloud {
 
-/// The local side of a record, to be given back to the record once.
+/// A copy of a record's local side, which can be given back to the record once.
 class KeptLocalSide
 {
 public:

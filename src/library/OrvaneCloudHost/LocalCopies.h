@@ -7,8 +7,8 @@
 
 namespace Orvane::PDF::Cloud {
 
-/// The ids of the documents whose local copy lies at @p path, a normalized path; none for an empty one. The
-/// list's paths are normalized, so texts are compared and the disk is not asked.
+/// The ids of the documents whose local copy is at @p path, a normalized path; none for an empty path.
+/// Compares texts without asking the file system, because the list's paths are normalized, too.
 [[nodiscard]] std::vector<std::string> IdsWithLocalCopyAt(const ioPath& path,
                                                           const AbstractFileManager& documents);
 

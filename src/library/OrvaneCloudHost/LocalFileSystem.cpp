@@ -24,8 +24,8 @@ bool CanNameAFile(const std::string& utf8)
     return !utf8.empty() && utf8.find('\0') == std::string::npos;
 }
 
-// Whether the system could not look, which says nothing about the file. Other errors are the path's own.
-bool CanPass(const std::error_code& error)
+// Whether the error says nothing about the file. The other errors come from the path itself.
+bool SaysNothing(const std::error_code& error)
 {
     return error != std::errc::too_many_symbolic_link_levels && error != std::errc::filename_too_long;
 }
@@ -162,7 +162,7 @@ bool LocalFileSystem::Exists(const ioPath& path)
         return true;
     std::error_code error;
     const auto status = fs::status(fs::u8path(utf8), error);
-    return fs::is_regular_file(status) || (status.type() == fs::file_type::none && CanPass(error));
+    return fs::is_regular_file(status) || (status.type() == fs::file_type::none && SaysNothing(error));
 }
 
 ioPath LocalFileSystem::NormalizePath(const ioPath& path)

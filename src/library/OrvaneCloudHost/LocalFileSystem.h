@@ -24,8 +24,8 @@ public:
     LocalFileSystem& operator=(const LocalFileSystem&) = delete;
 
     /// Whether a regular file, or a link to one, stands there. False for a folder, for the empty path, and
-    /// for a path with a NUL character in it. True when the system cannot look (permissions, a disk that
-    /// fails): not to be seen is not to be gone, and the list would forget the local copy.
+    /// for a path with a NUL character in it. True when the system cannot tell (no permission, an I/O error):
+    /// the list would otherwise forget the local copy.
     bool Exists(const ioPath& path) override;
 
     /// The absolute path without links, "." and "..", in which parts that do not exist stay as they are. A

@@ -19,7 +19,7 @@ std::vector<std::string> IdsIn(const OrvaneCloudFilesManager& documents)
 
 } // namespace
 
-// Not at once: a document may leave the list only to come back in another form.
+// Waits for the event loop, because a document may leave the list and return within one operation.
 PictureCleaner::PictureCleaner(const OrvaneCloudFilesManager& documents, const PictureFolder& pictures)
     : m_documents(documents)
     , m_pictures(pictures)
@@ -35,7 +35,7 @@ PictureCleaner::PictureCleaner(const OrvaneCloudFilesManager& documents, const P
             });
 }
 
-// Pictures that were on the way when their document left have come since.
+// Previews that were requested before their document left may have arrived since.
 PictureCleaner::~PictureCleaner()
 {
     RemovePicturesOf(m_leftIds);

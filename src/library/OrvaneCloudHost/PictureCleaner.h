@@ -11,8 +11,8 @@ namespace Orvane::PDF::Cloud {
 class OrvaneCloudFilesManager;
 class PictureFolder;
 
-/// Removes the pictures of documents that have left the list: soon after they have left, once more at the
-/// end of its life, and then, once a day, those that an earlier run could not remove.
+/// Removes the pictures of documents that have left the list: in the next turn of the event loop, and again
+/// in the destructor, which once a day also removes those of earlier runs.
 class PictureCleaner : public QObject
 {
     Q_OBJECT

@@ -41,7 +41,7 @@ bool IsWritten(const fs::path& file, const QByteArray& content)
 {
     std::ofstream stream(file, std::ios::binary | std::ios::trunc);
     stream.write(content.constData(), content.size());
-    stream.close(); // the last bytes may find the disk full
+    stream.close(); // writes the last bytes, which can fail on a full disk
     return !stream.fail();
 }
 
@@ -68,7 +68,7 @@ std::optional<ioPath> PictureFolder::Store(const std::string& documentId, FileIn
             fs::rename(part, target);
             return ioPath(target.u8string());
         }
-    } catch (const fs::filesystem_error&) { // the caller has words for it
+    } catch (const fs::filesystem_error&) { // the caller reports the failure
     }
     fs::remove(part, error);
     return std::nullopt;

@@ -11,12 +11,13 @@
 
 namespace Orvane::PDF::Cloud {
 
-/// The preview pictures of one cloud's documents, as PNG files in a folder that only the user can look into.
-/// Nobody else may write there. Files are named by document and size, so that a new picture replaces the old.
+/// The preview pictures of the documents of one list: PNG files in a folder that only the user can access.
+/// The object must be the only writer there. Files are named by document and size, so a new picture replaces
+/// the old one.
 class PictureFolder
 {
 public:
-    /// Makes nothing yet.
+    /// The folder is made when the first picture is stored.
     explicit PictureFolder(std::filesystem::path folder);
 
     /// The path of the stored picture; nothing when it could not be written whole.
@@ -25,7 +26,7 @@ public:
 
     void Remove(const std::string& documentId) const;
 
-    /// Removes the pictures of all other documents, and what a crash has left. Reads the folder once a day.
+    /// Removes the pictures of all other documents and the temporary files of a crash, at most once a day.
     void SweepOnceADay(const std::vector<std::string>& documentIds) const;
 
 private:

@@ -12,7 +12,8 @@
 
 namespace Orvane::PDF::Cloud {
 
-/// The uploads and downloads that the protocol has started and that have not ended, by their tickets.
+/// The uploads and downloads that are running, by ticket: the protocol has started them, and they have not
+/// ended.
 class RunningTransfers : public QObject
 {
     Q_OBJECT
@@ -27,8 +28,7 @@ public:
 
     void Begin(long long ticket, const Transfer& transfer);
 
-    /// A ticket that is not known is ignored. Nothing is announced: what listens to the manager hears of the
-    /// end from there.
+    /// Emits nothing, because the manager announces the end. An unknown ticket is ignored.
     void End(long long ticket);
 
     /// The tickets that have ended since the last call.

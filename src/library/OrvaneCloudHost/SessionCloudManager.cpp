@@ -42,7 +42,7 @@ SessionCloudManager::SessionCloudManager(const Collaborators& collaborators, con
     , m_use(collaborators)
     , m_pictures(pictures)
 {
-    // The first receiver of all: the others find the record whole.
+    // Connected first, so that every other receiver finds the record complete.
     connect(this, &SessionCloudManager::DownloadingCanceled, this, [this] {
         if (m_hidden)
             m_hidden->GiveBack();
@@ -73,8 +73,7 @@ void SessionCloudManager::Download(const Document& document, const DownloadTarge
         before->GiveBack();
 }
 
-// The manager is about to copy the record, and to delete the file at its path when the download was
-// cancelled.
+// The manager will copy the record next and, after a cancellation, delete the file at the record's path.
 void SessionCloudManager::PrepareForResult(const Document& document, RequestResult result)
 {
     if (result == RequestResult::Canceled)
@@ -89,10 +88,10 @@ void SessionCloudManager::PrepareForResult(const Document& document, RequestResu
 void SessionCloudManager::CancelDownloading(const Document& document)
 {
     if (!document || !m_use.protocol->loggedIn())
-        return OrvaneCloudManager::CancelDownloading(document); // says why
+        return OrvaneCloudManager::CancelDownloading(document); // reports why
     const auto hidden = m_hidden = HideLocalSide(document);
     OrvaneCloudManager::CancelDownloading(document);
-    hidden->GiveBack(); // nothing ran, so there was no signal
+    hidden->GiveBack(); // there is no signal when no download was running
 }
 
 std::shared_ptr<KeptLocalSide> SessionCloudManager::HideLocalSide(const Document& document)
@@ -108,7 +107,7 @@ void SessionCloudManager::RetrieveFilePreview(const Document& document, FileInfo
     const bool isPossible = m_use.protocol->loggedIn() && document &&
                             document->GetCloudStatus() != FileInfo::CloudStatus::NotUploaded;
     if (!isPossible)
-        return OrvaneCloudManager::RetrieveFilePreview(document, previewSize, size); // says why
+        return OrvaneCloudManager::RetrieveFilePreview(document, previewSize, size); // reports why
 
     Q_EMIT RetrieveFilePreviewStarted(document, previewSize);
     const auto ticket = RequestPreview(document, previewSize, size);
@@ -141,7 +140,7 @@ void SessionCloudManager::OnPreview(const Document& document, FileInfo::PreviewS
     const auto stored = result == RequestResult::Success && cloudInfo
                             ? m_pictures.Store(document->GetId(), previewSize, image)
                             : std::nullopt;
-    if (!stored) // the manager reports it: it cannot save an empty picture
+    if (!stored) // the base class reports the failure: it cannot save an empty picture
         return OnRetrieveFilePreviewCompleted(document, previewSize, result, QPixmap());
     cloudInfo->SetPreviewPathBySize(*stored, previewSize);
     Q_EMIT RetrieveFilePreviewFinished(document, previewSize);

@@ -13,11 +13,12 @@ class KeptLocalSide;
 class PictureFolder;
 class SessionProtocol;
 
-/// The cloud manager of a session. Signals, their order and the log are the manager's, but:
+/// The cloud manager of a session. Its signals, their order and its log lines are those of the base class.
+/// Two things differ:
 ///
-/// - A record takes the path of what is downloaded when it has arrived, and not before. What does not arrive
-///   leaves the record, and every file that was there before, as it was.
-/// - Pictures go to a private folder.
+/// - A record gets the path of a downloaded file when the document has arrived, and not before. A download
+///   that fails or is cancelled changes neither the record nor a file that existed before.
+/// - Preview pictures are stored in a private folder.
 class SessionCloudManager : public OrvaneCloudManager
 {
 public:

@@ -10,8 +10,8 @@
 
 namespace Orvane::PDF::Cloud {
 
-/// The protocol of a session: keeps account of the transfers, and lets a download be ordered in more detail
-/// than the manager's request can say.
+/// The protocol of a session: it records which transfers are running, and it takes orders for downloads,
+/// which say more than the manager's request can.
 class SessionProtocol : public OrvaneCloudProtocolProxy
 {
 public:
@@ -21,8 +21,8 @@ public:
         std::shared_ptr<PDF::FileInfo> document;
         QString file; ///< the absolute path to write; a download with an empty one does not start
         ExistingFile existingFile;
-        std::function<void()> onStarted;                         ///< before the manager has the ticket
-        std::function<void(Social::RequestResult)> beforeResult; ///< before the manager has the result
+        std::function<void()> onStarted;                         ///< before the manager gets the ticket
+        std::function<void(Social::RequestResult)> beforeResult; ///< before the manager gets the result
     };
 
     /// @p transfers must outlive the protocol.

@@ -14,9 +14,9 @@ namespace Orvane::PDF::Cloud {
 class OrvaneCloudFilesManager;
 class OrvaneCloudManager;
 
-/// Keeps the syncing flags of listed documents: set from the moment when a transfer has started until the
-/// manager tells of its end. It concerns the document that is downloaded or replaced, and those whose local
-/// copy is uploaded.
+/// Sets the syncing flags of listed documents when a transfer has started, and clears them when the manager
+/// announces its end. A transfer concerns the document that is downloaded or replaced, and every document
+/// whose local copy is uploaded.
 class SyncingMarker : public QObject
 {
     Q_OBJECT

@@ -17,7 +17,7 @@ struct HashMemorySettings
 
     std::function<std::chrono::system_clock::time_point()> now = std::chrono::system_clock::now;
 
-    /// For how long the latest hash counts of a file that is too young to be remembered.
+    /// How long the latest hash is kept when its file is too young to be remembered.
     std::chrono::milliseconds youngFileMemory{0};
 };
 
