@@ -22,7 +22,7 @@ struct AuthInfo
 
     /// Folder for what the client must not forget while the cloud is in use (what a folder cloud was when it
     /// was last seen); empty for the cache folder. Holds no secrets.
-    QString dataFolder;
+    QString dataFolder = {};
 
     /// Says that a folder cloud which is empty now, and was not when it was last used, is right nevertheless.
     /// Otherwise an empty folder on another device counts as a share that is not mounted

@@ -76,8 +76,8 @@ public:
     /// Whether SignIn wants a token from the user; a folder does not.
     [[nodiscard]] bool IsTokenNeeded() const;
 
-    /// What the cloud protects when several programs change it at once; nothing until that is known. See
-    /// OrvaneCloudProtocol::Guarantees.
+    /// What the server protects when several programs change the cloud at once; nothing until that is known.
+    /// See OrvaneCloudProtocol::Guarantees.
     [[nodiscard]] std::optional<Social::CloudGuarantees> Guarantees() const;
 
     /// Signs in. The outcome is the manager's AuthorizationCompleted or AuthorizationFailed.

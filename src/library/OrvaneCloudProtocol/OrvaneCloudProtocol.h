@@ -63,8 +63,8 @@ public:
     /// Whether a sign-in at this address wants a token from the user. A folder takes any text.
     [[nodiscard]] bool IsTokenNeeded() const;
 
-    /// What the cloud was found to protect when several programs change it at once; nothing until that has
-    /// been learnt, which the first upload to a WebDAV server does. Remembered between runs.
+    /// What a WebDAV server was found to protect when several programs change the cloud at once; nothing
+    /// until the first upload has learnt it, and for a folder. Remembered between runs.
     [[nodiscard]] std::optional<CloudGuarantees> Guarantees() const;
 
     void cancelOperation(long long ticket) override;

@@ -5,6 +5,7 @@
 #include "../Locations.h"
 #include "../Options.h"
 #include "../PrintableText.h"
+#include "../WebAddress.h"
 
 #include <support/PathText.h>
 
@@ -127,7 +128,8 @@ void StatusCommand::Show() const
     ShowLine("Signed in", SignInText());
     ShowLine("Documents", DocumentsText());
     ShowLine("Storage", QuotaText());
-    ShowLine("Protection", ProtectionText(Session().Guarantees()));
+    if (IsWebAddress(GetLocations().cloudAddress))
+        ShowLine("Protection", ProtectionText(Session().Guarantees()));
     ShowLine("Data folder", Support::ToText(GetLocations().dataFolder));
     ShowLine("Last problem", LastProblemText());
 }

@@ -78,7 +78,8 @@ public:
     /// Whether there is a collection under that id, if this shows at once. Called on the client's thread.
     [[nodiscard]] virtual bool IsCollection([[maybe_unused]] const QString& id) const { return false; }
 
-    /// What the cloud is known to protect; nothing until that has been learnt. Called on the client's thread.
+    /// What the cloud is known to protect; nothing until that has been learnt, and for a cloud of which it is
+    /// not learnt. Called on the client's thread.
     [[nodiscard]] virtual std::optional<CloudGuarantees> Guarantees() const { return std::nullopt; }
 
     /// Where the document with this id can be had from.

@@ -93,11 +93,6 @@ bool FolderTransport::IsCollection(const QString& id) const
     return TypeOf(m_documents.PathOf(id)) == fs::file_type::directory;
 }
 
-std::optional<CloudGuarantees> FolderTransport::Guarantees() const
-{
-    return CloudGuarantees{true, true};
-}
-
 QUrl FolderTransport::DownloadUrl(const QString& id) const
 {
     return AddressOfFile(m_documents.PathOf(id));

@@ -28,7 +28,6 @@ public:
     [[nodiscard]] int TransfersAtOnce() const override { return 2; }
     [[nodiscard]] bool IsDocumentId(const QString& id) const override;
     [[nodiscard]] bool IsCollection(const QString& id) const override;
-    [[nodiscard]] std::optional<CloudGuarantees> Guarantees() const override;
     [[nodiscard]] QUrl DownloadUrl(const QString& id) const override;
 
     void SignIn(const QString& token, Job& job) override;
