@@ -31,7 +31,8 @@ constexpr CodeTexts kCodes[] = {
      "Give --cloud a folder, or an address such as file:///home/me/cloud or https://host/collection/."},
     {FailureCode::NotFound, ExitCode::NotFound, "not-found", "the cloud is not there",
      "Check the address given with --cloud or ORVANE_CLOUD: a folder must exist and its drive be mounted, a "
-     "collection must exist on its server."},
+     "collection must exist on its server. If a folder has rightly lost all its documents, add "
+     "--accept-empty."},
     {FailureCode::Refused, ExitCode::CloudTrouble, "refused", "the cloud does not allow it",
      "Check that you have the right to read and write there."},
     {FailureCode::Conflict, ExitCode::Conflict, "conflict", "something has changed meanwhile",

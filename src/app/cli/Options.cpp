@@ -23,6 +23,7 @@ struct Parser::RawOptions
     std::string user;
     std::string caFile;
     bool isInsecureHttpAllowed = false;
+    bool isEmptiedFolderAccepted = false;
     bool isJson = false;
     bool isQuiet = false;
     bool isVerbose = false;
@@ -162,6 +163,8 @@ void Parser::DefineGlobalOptions()
         ->envname("ORVANE_CLOUD_CA_FILE");
     m_app->add_flag("--allow-insecure-http", m_raw->isInsecureHttpAllowed,
                     "Send the token over http:// to other machines");
+    m_app->add_flag("--accept-empty", m_raw->isEmptiedFolderAccepted,
+                    "Use a folder that has lost all its documents, though its drive may not be mounted");
     m_app->add_flag("--json", m_raw->isJson, "Print one JSON document on stdout, and nothing on stderr");
     m_app->add_flag("-q,--quiet", m_raw->isQuiet, "Print data and errors only");
     m_app->add_flag("-v,--verbose", m_raw->isVerbose, "Print log lines to stderr as well");
@@ -308,6 +311,7 @@ std::variant<Options, Information, Problem> Parser::ToOptions() const
     options.caFile = FromUtf8(m_raw->caFile);
     options.tokenFile = FromUtf8(m_raw->tokenFile);
     options.isInsecureHttpAllowed = m_raw->isInsecureHttpAllowed;
+    options.isEmptiedFolderAccepted = m_raw->isEmptiedFolderAccepted;
     options.isJson = m_raw->isJson;
     options.isQuiet = m_raw->isQuiet;
     options.isVerbose = m_raw->isVerbose;

@@ -28,6 +28,7 @@ struct Options
     QString data;    ///< folder; empty for the default
     QString tokenFile;
     bool isInsecureHttpAllowed = false;
+    bool isEmptiedFolderAccepted = false;
     bool isJson = false;
     bool isQuiet = false;
     bool isVerbose = false;

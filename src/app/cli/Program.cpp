@@ -82,6 +82,7 @@ CloudSession::Setup SetupFor(const Options& options, const Locations& locations)
     setup.authInfo.userName = options.user;
     setup.authInfo.caFile = options.caFile;
     setup.authInfo.isInsecureHttpAllowed = options.isInsecureHttpAllowed;
+    setup.authInfo.isEmptiedFolderAccepted = options.isEmptiedFolderAccepted;
     setup.authInfo.cacheFolder = ToText(locations.cacheFolder);
     return setup;
 }
