@@ -59,12 +59,14 @@ std::int64_t CreationSecondsOf([[maybe_unused]] const fs::path& path, const Supp
     return SecondsOf(stamp.modified);
 }
 
-bool IsAbandoned(const fs::directory_entry& entry)
+bool IsAbandoned(const fs::path& file)
 {
+    if (!Support::IsTemporaryName(file.filename().string())) {
+        return false;
+    }
     std::error_code error;
-    const auto written = fs::last_write_time(entry.path(), error);
-    return !error && Support::IsTemporaryName(entry.path().filename().string()) &&
-           fs::file_time_type::clock::now() - written > kAbandonedAfter;
+    const auto written = fs::last_write_time(file, error);
+    return !error && fs::file_time_type::clock::now() - written > kAbandonedAfter;
 }
 
 } // namespace
@@ -163,7 +165,7 @@ void FolderDocuments::SweepOldTemporaries() const
 {
     std::error_code error;
     for (fs::directory_iterator entry(m_folder, error), end; !error && entry != end; entry.increment(error)) {
-        if (IsAbandoned(*entry)) {
+        if (IsAbandoned(entry->path())) {
             std::error_code ignored;
             fs::remove(entry->path(), ignored);
         }
