@@ -29,8 +29,10 @@ QString Absolute(const QString& folder)
 CloudSession::Setup WithDefaults(CloudSession::Setup setup)
 {
     setup.dataFolder = Absolute(setup.dataFolder);
-    auto& cacheFolder = setup.authInfo.cacheFolder;
-    cacheFolder = cacheFolder.isEmpty() ? setup.dataFolder + QStringLiteral("/cache") : Absolute(cacheFolder);
+    auto& client = setup.authInfo;
+    client.dataFolder = client.dataFolder.isEmpty() ? setup.dataFolder : Absolute(client.dataFolder);
+    client.cacheFolder = client.cacheFolder.isEmpty() ? setup.dataFolder + QStringLiteral("/cache")
+                                                      : Absolute(client.cacheFolder);
     return setup;
 }
 

@@ -46,7 +46,8 @@ public:
         /// may be relative to the current folder of the process at the time.
         QString dataFolder;
 
-        /// AuthInfo::cacheFolder also holds the remembered hashes of local copies.
+        /// AuthInfo::cacheFolder also holds the remembered hashes of local copies. Its default is the folder
+        /// "cache" in dataFolder; that of AuthInfo::dataFolder is dataFolder itself.
         Social::OAuth2::AuthInfo authInfo;
     };
 
