@@ -257,6 +257,16 @@ TEST_F(CloudSessionTest, ADownloadThatDoesNotArriveChangesNothing)
     expectUnchanged();
     cloud.CancelDownloading(own); // nothing runs
     expectUnchanged();
+
+    Await(&OrvaneCloudManager::DownloadingFinished, [&] { // two at once: the first is cancelled
+        cloud.Download(own, m_root.filePath(QStringLiteral("local")));
+        m_session->Download(QStringLiteral("a.pdf"), {m_root.path()});
+        m_session->CancelDownload(QStringLiteral("a.pdf"));
+        EXPECT_EQ(copy()->GetCloudStatus(), FileInfo::CloudStatus::Syncing);
+    });
+    EXPECT_EQ(copy()->GetPath(), Orvane::ioPath::from(m_root.filePath(QStringLiteral("a.pdf"))));
+    EXPECT_EQ(copy()->GetCloudStatus(), FileInfo::CloudStatus::Synchronized);
+    EXPECT_EQ(Read(local), "mine");
 }
 
 TEST_F(CloudSessionTest, ADocumentIsSyncingWhileItIsReplaced)
@@ -284,6 +294,10 @@ TEST_F(CloudSessionTest, KeepsPicturesToTheUserAndOnlyThoseOfListedDocuments)
     SignIn();
     const QFileInfo file = RefreshForPicture(name.toUtf8());
     EXPECT_TRUE(file.filePath().startsWith(m_root.filePath(QStringLiteral("cache/"))));
+    QFile::link(QStringLiteral("/dev/full"), file.filePath() + QStringLiteral(".part"));
+    Await(&OrvaneCloudManager::RetrieveFilePreviewError, [&] {
+        m_session->Cloud().RetrieveFilePreview(Listed(name.toUtf8()), FileInfo::PreviewSize::Large, {9, 9});
+    });
     EXPECT_EQ(QImage(file.filePath()).height(), 191);
     const auto forOthers = QFile::ReadGroup | QFile::ReadOther | QFile::ExeGroup | QFile::ExeOther;
     EXPECT_FALSE(file.permissions() & forOthers);
