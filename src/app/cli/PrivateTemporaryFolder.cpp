@@ -21,9 +21,8 @@ void SweepIfAbandoned(const QFileInfo& folder)
 {
     if (folder.lastModified().secsTo(QDateTime::currentDateTime()) < kYoungestAbandonedInSeconds)
         return;
-    QLockFile lock(folder.filePath() + kLockName);
-    lock.setStaleLockTime(0);
-    if (lock.tryLock())
+    Support::FileLock lock(Support::ToPath(folder.filePath() + kLockName));
+    if (lock.Take() == Support::FileLock::Result::Taken)
         QDir(folder.filePath()).removeRecursively();
 }
 
@@ -54,16 +53,12 @@ PrivateTemporaryFolder::PrivateTemporaryFolder(const std::filesystem::path& pare
     if (!m_folder.isValid())
         throw std::filesystem::filesystem_error("cannot make a folder for temporary files", parent,
                                                 std::make_error_code(std::errc::permission_denied));
-    m_lock = std::make_unique<QLockFile>(m_folder.path() + kLockName);
-    m_lock->setStaleLockTime(0);
-    m_lock->tryLock();
+    m_lock = std::make_unique<Support::FileLock>(Support::ToPath(m_folder.path() + kLockName));
+    (void)m_lock->Take();
     UseForTemporaryFiles(m_folder.path().toUtf8());
     SweepAbandoned(ToText(parent));
 }
 
-PrivateTemporaryFolder::~PrivateTemporaryFolder()
-{
-    m_lock->unlock();
-}
+PrivateTemporaryFolder::~PrivateTemporaryFolder() = default;
 
 } // namespace Orvane::CommandLine

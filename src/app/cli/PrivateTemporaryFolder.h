@@ -1,6 +1,7 @@
 #pragma once
 
-#include <QLockFile>
+#include <support/FileLock.h>
+
 #include <QTemporaryDir>
 
 #include <filesystem>
@@ -20,7 +21,7 @@ public:
 
 private:
     QTemporaryDir m_folder;
-    std::unique_ptr<QLockFile> m_lock; // tells other runs that this folder is in use
+    std::unique_ptr<Support::FileLock> m_lock; // tells other runs that this folder is in use
 };
 
 } // namespace Orvane::CommandLine

@@ -4,13 +4,14 @@
 #include "PackedRecord.h"
 
 #include <support/Database.h>
+#include <support/FileLock.h>
 #include <support/PathText.h>
 #include <support/Statement.h>
 
-#include <QFile>
-#include <QLockFile>
+#include <QCoreApplication>
 #include <QMetaObject>
 #include <QObject>
+#include <QSysInfo>
 
 #include <glog/logging.h>
 
@@ -22,6 +23,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using Support::DatabaseError;
+using Support::FileLock;
 using Documents = std::map<std::string, PackedRecord>;
 
 constexpr Support::Schema kSchema{0x4F724369, // "OrCi"
@@ -33,7 +35,7 @@ constexpr Support::Schema kSchema{0x4F724369, // "OrCi"
                                   " PRIMARY KEY (document_id, key)"
                                   ") WITHOUT ROWID"};
 
-constexpr int kLockTimeoutMs = 2000;
+constexpr std::chrono::milliseconds kLockTimeout{2000};
 
 // Below SQLite's own limit, so that one value can never keep all others from being written.
 constexpr std::size_t kLargestRow = std::size_t{512} * 1024 * 1024;
@@ -55,48 +57,34 @@ StorageError::Reason ToStorageReason(DatabaseError::Reason reason)
     return StorageError::Reason::Unusable;
 }
 
-std::string HolderOf(const QLockFile& lock)
+std::string OwnSignature()
 {
-    qint64 processId = 0;
-    QString host;
-    QString program;
-    if (!lock.getLockInfo(&processId, &host, &program))
-        return "another program";
     return QStringLiteral("%1 (process %2 on %3)")
-        .arg(program, QString::number(processId), host)
+        .arg(QCoreApplication::applicationName(), QString::number(QCoreApplication::applicationPid()),
+             QSysInfo::machineHostName())
         .toStdString();
 }
 
-[[noreturn]] void FailToLock(const QLockFile& lock, const fs::path& file)
-{
-    const auto subject = "The document list \"" + file.u8string() + '"';
-    switch (lock.error()) {
-    case QLockFile::LockFailedError:
-        throw StorageError(StorageError::Reason::Locked, subject + " is in use by " + HolderOf(lock));
-    case QLockFile::PermissionError:
-        throw StorageError(StorageError::Reason::NotWritable,
-                           subject + " cannot be opened, because its folder cannot be written");
-    case QLockFile::NoError:
-    case QLockFile::UnknownError:
-        break;
-    }
-    throw StorageError(StorageError::Reason::Unusable,
-                       subject + " cannot be opened, because no lock file can be made beside it");
-}
-
-// Says who holds the file. A name that the locale's charset cannot say is beyond Qt's reach; then SQLite's
-// own lock has to do, which keeps others out as well but does not know their names.
-std::unique_ptr<QLockFile> LockBeside(const fs::path& file)
+// Says who holds the file, which SQLite's own lock does not know. That one is all there is on a file system
+// that has no locks of this kind.
+std::unique_ptr<FileLock> LockBeside(const fs::path& file)
 {
     auto path = file;
     path += ".lock";
-    const auto name = Support::ToText(path);
-    if (Support::ToPath(QFile::decodeName(QFile::encodeName(name))) != path)
-        return nullptr;
-    auto lock = std::make_unique<QLockFile>(name);
-    lock->setStaleLockTime(0);
-    if (!lock->tryLock(kLockTimeoutMs))
-        FailToLock(*lock, file);
+    auto lock = std::make_unique<FileLock>(path);
+    const auto subject = "The document list \"" + file.u8string() + '"';
+    switch (lock->Take(kLockTimeout)) {
+    case FileLock::Result::Taken:
+        lock->SignAs(OwnSignature());
+        break;
+    case FileLock::Result::HeldElsewhere:
+        throw StorageError(StorageError::Reason::Locked, subject + " is in use by " + lock->Signature());
+    case FileLock::Result::NotWritable:
+        throw StorageError(StorageError::Reason::NotWritable,
+                           subject + " cannot be opened, because its folder cannot be written");
+    case FileLock::Result::Unsupported:
+        break;
+    }
     return lock;
 }
 
@@ -173,7 +161,7 @@ private:
     void Report(const QString& cause);
 
     const fs::path m_file;
-    std::unique_ptr<QLockFile> m_lock; // outlives the database
+    std::unique_ptr<FileLock> m_lock; // outlives the database
     std::unique_ptr<SQLite::Database> m_database;
 
     // As they will stand in the database once everything pending is written.

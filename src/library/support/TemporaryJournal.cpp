@@ -2,7 +2,6 @@
 
 #include <support/PathText.h>
 
-#include <QLockFile>
 #include <QRandomGenerator>
 #include <QUuid>
 
@@ -30,13 +29,6 @@ constexpr std::chrono::hours kLongestWait{30 * 24};
 bool IsLowerHexDigit(char character)
 {
     return (character >= '0' && character <= '9') || (character >= 'a' && character <= 'f');
-}
-
-std::unique_ptr<QLockFile> LockOf(const fs::path& journal)
-{
-    auto lock = std::make_unique<QLockFile>(ToText(fs::path(journal).replace_extension(".lock")));
-    lock->setStaleLockTime(0);
-    return lock;
 }
 
 std::string NewName(std::string_view suffix)
@@ -205,8 +197,8 @@ bool TemporaryJournal::IsOpen()
     }
     std::error_code ignored;
     fs::create_directories(m_folder, ignored);
-    auto lock = LockOf(m_journal);
-    if (!lock->tryLock(0)) {
+    auto lock = std::make_unique<FileLock>(m_journal);
+    if (lock->Take() != FileLock::Result::Taken) {
         return false;
     }
     m_lock = std::move(lock);
@@ -237,8 +229,8 @@ void TemporaryJournal::Sweep(const Remove& remove)
 
 void TemporaryJournal::SweepOne(const fs::path& journal, const Remove& remove)
 {
-    const auto lock = LockOf(journal);
-    if (!lock->tryLock(0)) {
+    FileLock lock(journal);
+    if (lock.Take() != FileLock::Result::Taken) {
         return;
     }
     bool isDone = true;

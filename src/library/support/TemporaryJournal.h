@@ -1,5 +1,6 @@
 #pragma once
 
+#include <support/FileLock.h>
 #include <support/HeldFile.h>
 
 #include <filesystem>
@@ -10,8 +11,6 @@
 #include <set>
 #include <string>
 #include <string_view>
-
-class QLockFile;
 
 namespace Orvane::Support {
 
@@ -61,8 +60,8 @@ private:
     const std::filesystem::path m_journal;
     std::mutex m_mutex;
     std::set<std::filesystem::path::string_type> m_temporaries;
-    std::unique_ptr<QLockFile> m_lock;
-    std::ofstream m_stream; ///< to the journal, while there is a lock
+    std::unique_ptr<FileLock> m_lock; ///< on the journal
+    std::ofstream m_stream;           ///< to the journal, while there is a lock
 };
 
 } // namespace Orvane::Support
