@@ -9,6 +9,7 @@
 #include <gmock/gmock.h>
 
 #include <csignal>
+#include <future>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -187,6 +188,27 @@ TEST_F(FolderTransportTest, WhatIsPutThereInTheLastMomentStays)
     }
     EXPECT_TRUE(Support::IsSameVersion(*Support::StampOf(file), theirs));
     EXPECT_THAT(NamesIn(cloud), ElementsAre("a.pdf"));
+}
+
+TEST_F(FolderTransportTest, OfTwoClientsThatReplaceOneDocumentAtOnceOneIsRefused)
+{
+    FolderTransport rival({}, cloud, scratch.Path() / "other cache");
+    const QString id = QStringLiteral("a.pdf");
+    for (int round = 0; round < 50; ++round) {
+        Write(cloud / "a.pdf", "old");
+        const auto replaceBy = [&](FolderTransport& client, const char* name) {
+            Write(local / name, name);
+            (void)client.Info(id, job);
+            return [&, name] { return FailureOf([&] { client.Store({local / name, id, {}}, job); }); };
+        };
+        const auto mine = replaceBy(transport, "mine");
+        const auto theirs = replaceBy(rival, "theirs");
+        auto outcome = std::async(std::launch::async, theirs);
+        const bool isMine = !mine();
+        EXPECT_EQ(outcome.get(), isMine ? std::make_optional(FailureCode::Conflict) : std::nullopt);
+        EXPECT_EQ(Read(cloud / "a.pdf"), isMine ? "mine" : "theirs");
+        EXPECT_THAT(NamesIn(cloud), ElementsAre("a.pdf"));
+    }
 }
 
 TEST_F(FolderTransportTest, WhatCannotBeLookedAtIsNotGone)

@@ -60,6 +60,13 @@ fs::path FileOfKnownFolder(const OAuth2::AuthInfo& authInfo, const fs::path& fol
     return dataFolder / ("folder-" + digits.toStdString() + ".json");
 }
 
+void RequireExpected(const Transport::Upload& upload, const QString& md5)
+{
+    if (!upload.expectedMd5.isEmpty() && upload.expectedMd5.toLower() != md5) {
+        throw Conflict(upload.source, QStringLiteral("is no longer what was to be uploaded"));
+    }
+}
+
 /// A document that a change of ours has just made. Trouble with looking at it undoes nothing.
 Support::FileStamp StampOfOwn(const fs::path& path, qint64 size)
 {
@@ -188,9 +195,7 @@ Transport::CloudFile FolderTransport::Store(const Upload& upload, Job& job)
         return std::make_unique<Support::PartFile>(m_documents.Folder(), m_journal);
     });
     const QString md5 = source.CopyInto(*part, job);
-    if (!upload.expectedMd5.isEmpty() && upload.expectedMd5.toLower() != md5) {
-        throw Conflict(upload.source, QStringLiteral("is no longer what was to be uploaded"));
-    }
+    RequireExpected(upload, md5);
     const std::lock_guard lock(m_changing);
     const auto device = RequireFolder();
     const auto path = OnSide(FileSide::Cloud, [&] { return Publish(*part, upload, replaced, job); });
@@ -221,7 +226,7 @@ bool FolderTransport::IsSeen(const fs::path& path, const Support::FileStamp& now
 {
     const bool isSame = Support::IsSameVersion(now, seen.stamp);
     const bool isDoubtful = !isSame || !seen.isSettled || now.changed != seen.stamp.changed;
-    if (!isDoubtful || seen.md5.isEmpty()) {
+    if (!isDoubtful || seen.md5.isEmpty() || now.size != seen.stamp.size) {
         return isSame;
     }
     const auto md5 = m_hashes.HashOf(path, [&job] { return job.IsCanceled(); });
@@ -237,8 +242,8 @@ fs::path FolderTransport::Publish(Support::PartFile& part, const Upload& upload,
     }
     auto target = m_documents.PathOf(upload.replacedId);
     const auto now = FolderDocuments::RequiredStampOf(target);
-    RequireSeen(target, now, m_seen.Find(target).value_or(*replaced),
-                job); // other uploads may have replaced it
+    // Another upload of this client may have replaced it meanwhile.
+    RequireSeen(target, now, m_seen.Find(target).value_or(*replaced), job);
     job.Commit([&] {
         if (!part.ReplaceVersion(target, now)) {
             throw Conflict(target, QStringLiteral("is being changed by somebody else"));

@@ -13,8 +13,8 @@ class TemporaryJournal;
 
 namespace Orvane::Social {
 
-/// What the cloud's folder was when it was last used: on which device it lay, and whether it held documents.
-/// So the empty mount point of a share that is not mounted is not taken for an empty cloud. Kept in a file
+/// Remembers on which device the cloud's folder lay when it was last used, and whether it held documents, so
+/// that the empty mount point of a share that is not mounted is not taken for an empty cloud. Kept in a file
 /// between runs. Thread-safe.
 class KnownFolder
 {
