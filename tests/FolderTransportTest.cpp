@@ -332,6 +332,15 @@ TEST_F(FolderTransportTest, AnEmptyFolderOnAnotherDeviceInPlaceOfAFullOneIsAnErr
     fs::remove(cloud / "b.pdf");
     account.isEmptiedFolderAccepted = false;
     EXPECT_EQ(signIn().second, std::nullopt) << "its owner has emptied it";
+
+    const Support::HeldFile held{place / Support::NewHeldName(), place / "held.pdf", {}};
+    Write(held.path, "x");
+    TemporaryJournal(cache / "temporaries").Record(held); // by an owner that is no more
+    mount(empty);
+    transport.SignIn({}, job);
+    mount(cloud);
+    transport.SignIn({}, job);
+    EXPECT_THAT(NamesIn(cloud), ElementsAre("held.pdf")) << "forgotten while its share was away";
     fs::remove(empty);
 }
 

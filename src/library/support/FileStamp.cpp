@@ -40,6 +40,12 @@ std::int64_t Nanoseconds(const QDateTime& time)
 #ifdef Q_OS_UNIX
 namespace {
 
+[[noreturn]] void ThrowCannotLook(const std::filesystem::path& path)
+{
+    throw std::filesystem::filesystem_error("cannot look at", path,
+                                            std::error_code(errno, std::generic_category()));
+}
+
 std::optional<FileStamp> StampIn(const struct stat& status)
 {
     if (!S_ISREG(status.st_mode))
@@ -68,11 +74,17 @@ std::optional<FileStamp> LookAt(const std::filesystem::path& file, Links links)
     const auto look = links == Links::Followed ? &::stat : &::lstat;
     if (look(file.c_str(), &status) == 0)
         return StampIn(status);
-    const int error = errno;
-    if (error == ENOENT || error == ENOTDIR)
+    if (errno == ENOENT || errno == ENOTDIR)
         return std::nullopt;
-    throw std::filesystem::filesystem_error("cannot look at", file,
-                                            std::error_code(error, std::generic_category()));
+    ThrowCannotLook(file);
+}
+
+std::uint64_t DeviceOf(const std::filesystem::path& path)
+{
+    struct stat status = {};
+    if (::stat(path.c_str(), &status) != 0)
+        ThrowCannotLook(path);
+    return status.st_dev;
 }
 
 FileKind KindOf(const std::string& utf8Path)
@@ -108,6 +120,11 @@ FileKind KindOf(const std::string& utf8Path)
     if (std::filesystem::is_symlink(status))
         return FileKind::Link;
     return std::filesystem::is_regular_file(status) ? FileKind::RegularFile : FileKind::Neither;
+}
+
+std::uint64_t DeviceOf(const std::filesystem::path&)
+{
+    return 0;
 }
 #endif
 

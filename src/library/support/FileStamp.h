@@ -51,6 +51,10 @@ enum class Links
 /// it throws std::filesystem::filesystem_error when the system cannot tell.
 [[nodiscard]] std::optional<FileStamp> LookAt(const std::filesystem::path& file, Links links);
 
+/// The number of the device that the file or folder lies on; 0 where a system has none. Throws
+/// std::filesystem::filesystem_error.
+[[nodiscard]] std::uint64_t DeviceOf(const std::filesystem::path& path);
+
 /// What stands at a path of UTF-8 text without a NUL character, links not followed.
 enum class FileKind
 {

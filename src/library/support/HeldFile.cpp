@@ -46,7 +46,13 @@ bool PutBack(const HeldFile& held)
 bool IsAtHome(const HeldFile& held)
 {
     std::error_code ignored;
-    return fs::equivalent(held.path, held.home, ignored);
+    return !fs::is_symlink(held.home, ignored) && fs::equivalent(held.path, held.home, ignored);
+}
+
+bool IsItsFolderThere(const HeldFile& held)
+{
+    const auto device = DeviceOf(held.path.parent_path());
+    return held.device == 0 || held.device == device;
 }
 
 } // namespace
@@ -66,7 +72,7 @@ bool Settle(const HeldFile& held) noexcept
 {
     try {
         if (!fs::exists(fs::symlink_status(held.path)))
-            return fs::is_directory(held.home.parent_path());
+            return IsItsFolderThere(held);
         return IsDisposable(held) || IsAtHome(held) ? fs::remove(held.path) : PutBack(held);
     } catch (const fs::filesystem_error&) {
         return false;
@@ -79,7 +85,8 @@ bool RemoveVersion(const fs::path& path, const FileStamp& expected, TemporaryJou
     journal.Record(held);
     std::error_code error;
     fs::rename(path, held.path, error);
-    const bool isExpected = !error && IsDisposable(held);
+    const bool isExpected =
+        IsDisposable(held); // some servers report an error for a rename that they have done
     if (isExpected)
         fs::remove(held.path, error);
     if (Settle({held.path, path, {}, false}))

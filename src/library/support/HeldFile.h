@@ -22,6 +22,10 @@ struct HeldFile
 
     /// Whether an empty file at home is one that only keeps the name for this one.
     bool isHomeReserved = false;
+
+    /// The device of its folder, as the journal has it; 0 when not known. While another one is there, because
+    /// a share is not mounted perhaps, a file that is absent is not known to be gone.
+    std::uint64_t device = 0;
 };
 
 /// Whether the file has one of the disposable versions. A file that the system cannot look at has none.

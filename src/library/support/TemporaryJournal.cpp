@@ -20,7 +20,7 @@ constexpr std::string_view kNamePrefix = ".orvane-cloud-";
 constexpr std::string_view kTemporarySuffix = ".part";
 constexpr std::string_view kHeldSuffix = ".held";
 
-// Each begins an entry of three parts: path, home, disposable versions.
+// Each begins an entry of three parts: path, home, device with disposable versions.
 constexpr char kHeldMark = '>';
 constexpr char kReservedMark = '+'; // also: home is reserved
 constexpr std::size_t kRandomDigits = 16;
@@ -49,23 +49,34 @@ bool IsNameOfOurs(std::string_view fileName, std::string_view suffix)
            std::all_of(digits.begin(), digits.end(), &IsLowerHexDigit);
 }
 
-std::string TextOf(const std::vector<FileStamp>& versions)
+std::uint64_t DeviceOrNone(const fs::path& folder)
+{
+    try {
+        return DeviceOf(folder);
+    } catch (const fs::filesystem_error&) {
+        return 0;
+    }
+}
+
+std::string FiguresOf(const HeldFile& held)
 {
     std::ostringstream text;
-    for (const auto& version : versions) {
-        text << version.inode << ' ' << version.size << ' ' << version.modified << ' ';
+    text << DeviceOrNone(held.path.parent_path());
+    for (const auto& version : held.disposable) {
+        text << ' ' << version.inode << ' ' << version.size << ' ' << version.modified;
     }
     return text.str();
 }
 
-std::vector<FileStamp> VersionsIn(const std::string& text)
+HeldFile HeldIn(const std::string& path, const std::string& home, const std::string& figures)
 {
-    std::istringstream stream(text);
-    std::vector<FileStamp> versions;
+    HeldFile held{path.substr(1), home, {}, path.front() == kReservedMark};
+    std::istringstream stream(figures);
+    stream >> held.device;
     for (FileStamp version; stream >> version.inode >> version.size >> version.modified;) {
-        versions.push_back(version);
+        held.disposable.push_back(version);
     }
-    return versions;
+    return held;
 }
 
 bool BeginsHeld(const std::string& part)
@@ -104,8 +115,7 @@ Entries EntriesIn(const fs::path& journal)
         if (!BeginsHeld(*part)) {
             entries.temporaries.emplace_back(*part);
         } else if (parts.end() - part > 2) {
-            entries.held.push_back(
-                {part->substr(1), part[1], VersionsIn(part[2]), part->front() == kReservedMark});
+            entries.held.push_back(HeldIn(part[0], part[1], part[2]));
             part += 2;
         }
     }
@@ -163,8 +173,7 @@ void TemporaryJournal::Record(const fs::path& temporary)
 void TemporaryJournal::Record(const HeldFile& held)
 {
     const char mark = held.isHomeReserved ? kReservedMark : kHeldMark;
-    Note(held.path,
-         mark + held.path.string() + '\0' + held.home.string() + '\0' + TextOf(held.disposable) + '\0');
+    Note(held.path, mark + held.path.string() + '\0' + held.home.string() + '\0' + FiguresOf(held) + '\0');
 }
 
 void TemporaryJournal::Note(const fs::path& path, const std::string& entry)
@@ -242,7 +251,7 @@ void TemporaryJournal::SweepOne(const fs::path& journal, const Remove& remove)
     for (const auto& temporary : entries.temporaries) {
         isDone = (!IsTemporaryName(temporary.filename().string()) || remove(temporary)) && isDone;
     }
-    if (isDone || HasWaitedLong(journal)) {
+    if (isDone || (entries.held.empty() && HasWaitedLong(journal))) {
         std::error_code ignored;
         fs::remove(journal, ignored);
     }

@@ -46,7 +46,8 @@ public:
     using Remove = std::function<bool(const std::filesystem::path& temporary)>;
 
     /// Removes the temporary files of owners that are no more, and settles the files that they held. What
-    /// cannot be removed now, because a share is not mounted perhaps, stays recorded for a month.
+    /// cannot be removed now, because a share is not mounted perhaps, stays recorded for a month; a held file
+    /// stays recorded until it is settled.
     void Sweep() { Sweep(&RemoveFile); }
     void Sweep(const Remove& remove);
 

@@ -24,19 +24,6 @@ namespace fs = std::filesystem;
 
 constexpr std::chrono::hours kAbandonedAfter{24};
 
-FolderDocuments::Device DeviceOf([[maybe_unused]] const fs::path& folder)
-{
-#ifdef Q_OS_UNIX
-    struct stat status = {};
-    if (::stat(folder.c_str(), &status) != 0) {
-        ThrowFileError(FileSide::Cloud, folder, std::error_code(errno, std::generic_category()));
-    }
-    return status.st_dev;
-#else
-    return 0;
-#endif
-}
-
 QString Iso8601(std::int64_t secondsSinceEpoch)
 {
     return QDateTime::fromSecsSinceEpoch(secondsSinceEpoch, Qt::UTC).toString(Qt::ISODate);
@@ -80,7 +67,7 @@ FolderDocuments::Device FolderDocuments::RequireFolder() const
     std::error_code error;
     const auto status = fs::status(m_folder, error);
     if (status.type() == fs::file_type::directory) {
-        return DeviceOf(m_folder);
+        return OnSide(FileSide::Cloud, [this] { return Support::DeviceOf(m_folder); });
     }
     if (error && FailureCodeOf(FileSide::Cloud, error) != FailureCode::NotFound) {
         ThrowFileError(FileSide::Cloud, m_folder, error);
