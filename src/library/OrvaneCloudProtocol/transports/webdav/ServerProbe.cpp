@@ -74,20 +74,27 @@ DavResource ServerProbe::Look(const Sample& sample)
     return m_collection.RequiredDocument(name, m_collection.Find(name, m_job));
 }
 
-bool ServerProbe::IsSecondReplaced(Overwrite overwrite, const QByteArray& requiredTag)
+// Whatever is answered: what counts is what is there afterwards.
+void ServerProbe::TryMove(const std::string& from, const WebDavCollection::Destination& to)
 {
-    const auto& to = m_second.temporary->Name();
     try {
-        (void)m_collection.Move(m_first.temporary->Name(), {to, overwrite, requiredTag}, m_job);
-    } catch (const CloudError&) { // whatever was answered, what counts is what is there
+        (void)m_collection.Move(from, to, m_job);
+    } catch (const CloudError&) {
         m_job.ThrowIfCanceled();
     }
-    if (Look(m_second).size != static_cast<qint64>(m_first.content.size())) {
-        return false;
+}
+
+bool ServerProbe::IsSecondReplaced(Overwrite overwrite, const QByteArray& requiredTag)
+{
+    TryMove(m_first.temporary->Name(), {m_second.temporary->Name(), overwrite, requiredTag});
+    const auto size = Look(m_second).size;
+    const bool isReplaced = size ? size == static_cast<qint64>(m_first.content.size())
+                                 : !m_collection.Find(m_first.temporary->Name(), m_job);
+    if (isReplaced) {
+        m_first.temporary->Release();
+        m_second.content = m_first.content;
     }
-    m_first.temporary->Release();
-    m_second.content = m_first.content;
-    return true;
+    return isReplaced;
 }
 
 bool ServerProbe::KeepsOverwriteRule()
@@ -103,24 +110,24 @@ bool ServerProbe::HonoursIf()
            IsSecondReplaced(Overwrite::Yes, tag);
 }
 
-// XRootD takes the escapes for the name itself, and so another document for the one that is to be replaced.
+// XRootD takes the escapes for the name itself, and so another document for the one that is to be replaced. A
+// server that refuses them stores nothing under a wrong name.
 bool ServerProbe::ReadsEscapes()
 {
     auto moved = Unsent(m_second.content);
     const auto& name = moved.temporary->Name();
     moved.temporary->RecordStart();
-    (void)m_collection.Move(m_second.temporary->Name(), {name, Overwrite::No, {}, true}, m_job);
+    TryMove(m_second.temporary->Name(), {name, Overwrite::No, {}, true});
+    if (m_collection.Find(m_second.temporary->Name(), m_job)) {
+        return true;
+    }
     m_second.temporary->Release();
     if (m_collection.Find(name, m_job)) {
         m_second = std::move(moved);
         return true;
     }
-    try { // the sample is deleted under the name that it should have got
-        const auto literal = WebDavCollection::FullyEscaped(name).toStdString();
-        (void)m_collection.Move(literal, {name, Overwrite::No, {}}, m_job);
-    } catch (const CloudError&) {
-        m_job.ThrowIfCanceled();
-    }
+    // The sample is deleted under the name that it should have got.
+    TryMove(WebDavCollection::FullyEscaped(name).toStdString(), {name, Overwrite::No, {}});
     m_second = Send(kLong);
     return false;
 }

@@ -33,6 +33,8 @@ private:
     void SendBoth();
     [[nodiscard]] DavResource Look(const Sample& sample);
 
+    void TryMove(const std::string& from, const WebDavCollection::Destination& to);
+
     /// Tries to move the first sample to the name of the second, and returns whether that has happened.
     [[nodiscard]] bool IsSecondReplaced(WebDavCollection::Overwrite overwrite, const QByteArray& requiredTag);
     [[nodiscard]] bool KeepsOverwriteRule();
