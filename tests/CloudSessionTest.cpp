@@ -159,6 +159,29 @@ TEST_F(CloudSessionTest, CarriesADocumentUpAndBackAndRemembersItAfterARestart)
     EXPECT_TRUE(m_failures.empty());
 }
 
+TEST_F(CloudSessionTest, ChangesNothingThatHasChangedSinceTheListWasStored)
+{
+    SignIn();
+    const auto local = LocalPath(QStringLiteral("a.pdf"));
+    Write(local, "%PDF-1.4 mine");
+    Await(&OrvaneCloudManager::UploadingFinished, [&] { m_session->Cloud().Upload(local); });
+    Open();
+    SignIn();
+    Write(CloudPath(QStringLiteral("a.pdf")), "%PDF-1.4 ours"); // of the same size
+    Await(&OrvaneCloudManager::UploadingFileRequestError,
+          [this] { m_session->Cloud().Upload(Listed("a.pdf")); });
+    Await(&OrvaneCloudManager::RemovingFileError, [this] { m_session->Cloud().RemoveFile(Listed("a.pdf")); });
+    EXPECT_EQ(Read(CloudPath(QStringLiteral("a.pdf"))), "%PDF-1.4 ours");
+    for (const auto& failed : m_failures)
+        EXPECT_EQ(failed.failure.code, FailureCode::Conflict);
+    EXPECT_EQ(m_failures.size(), 2u);
+
+    Write(CloudPath(QStringLiteral("a.pdf")), "%PDF-1.4 mine");
+    Write(local, "%PDF-1.4 new");
+    Await(&OrvaneCloudManager::UploadingFinished, [this] { m_session->Cloud().Upload(Listed("a.pdf")); });
+    EXPECT_EQ(Read(CloudPath(QStringLiteral("a.pdf"))), "%PDF-1.4 new");
+}
+
 TEST_F(CloudSessionTest, TellsTheReasonOfAFailureOnce)
 {
     SignIn();

@@ -294,6 +294,18 @@ TEST_P(ProtocolContract, WhatSomebodyChangedSinceItWasSeenIsNeitherReplacedNorRe
         Success(client.Upload(source, {{Client::ID, kSample}}));
         Success(client.Delete(kSample));
     }
+    cloud->Put("a.pdf", "theirs");
+    ProtocolClient unaware(cloud->Address(), cloud->Account());
+    SignIn(unaware);
+    const auto outcome = [&](const char* knownSize) {
+        const Parameters known{{Client::ID, kSample}, {Client::KNOWN_SIZE, QString::fromUtf8(knownSize)}};
+        const auto answer = unaware.Upload(source, known);
+        EXPECT_TRUE(WaitFor(answer));
+        return answer->IsSuccess() ? FailureCode::Canceled : unaware.Reason(Operation::Upload);
+    };
+    EXPECT_EQ(outcome("3"), FailureCode::Conflict) << "what its caller knows is another version";
+    EXPECT_EQ(cloud->Read("a.pdf"), QByteArray("theirs"));
+    EXPECT_EQ(outcome("6"), FailureCode::Canceled) << "which stands for none";
 }
 
 TEST_P(ProtocolContract, AFailedUploadLeavesNothingAndNamesNothing)

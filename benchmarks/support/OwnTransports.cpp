@@ -31,7 +31,7 @@ public:
     CloudFile Info(const QString&, Job&) override { return {}; }
     CloudFile Store(const Upload&, Job&) override { return {}; }
     std::filesystem::path Fetch(const Download&, Job&) override { return {}; }
-    void Remove(const QString&, Job&) override {}
+    void Remove(const Removal&, Job&) override {}
     QuotaValue Quota(Job&) override { return {}; }
     QString VersionTag(const QString&, Job&) override { return {}; }
     RenderSource FetchForRendering(const QString& id, Job&) override

@@ -55,6 +55,20 @@ SessionCloudManager::~SessionCloudManager()
         m_use.protocol->cancelOperation(ticket);
 }
 
+void SessionCloudManager::Upload(const Document& document)
+{
+    if (!document)
+        return OrvaneCloudManager::Upload(document); // reports it
+    m_use.protocol->ChangeAs(*document, [&] { OrvaneCloudManager::Upload(document); });
+}
+
+void SessionCloudManager::RemoveFile(const Document& document)
+{
+    if (!document)
+        return OrvaneCloudManager::RemoveFile(document); // throws
+    m_use.protocol->ChangeAs(*document, [&] { OrvaneCloudManager::RemoveFile(document); });
+}
+
 void SessionCloudManager::Download(const Document& document, const QString& folder)
 {
     Download(document, DownloadTarget{folder, ExistingFile::Replace});

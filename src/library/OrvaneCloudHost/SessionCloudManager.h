@@ -37,6 +37,13 @@ public:
     ~SessionCloudManager() override;
 
     using OrvaneCloudManager::Download;
+    using OrvaneCloudManager::Upload;
+
+    /// Replaces the version that the record knows, or fails with a conflict.
+    void Upload(const std::shared_ptr<FileInfo>& document) override;
+
+    /// Removes the version that the record knows, or fails with a conflict.
+    void RemoveFile(const std::shared_ptr<FileInfo>& document) override;
 
     /// Replaces a file that is there.
     void Download(const std::shared_ptr<FileInfo>& document, const QString& folder) override;

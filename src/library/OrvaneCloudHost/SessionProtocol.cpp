@@ -25,6 +25,17 @@ QString NameOf(ExistingFile existingFile)
     return QStringLiteral("replace");
 }
 
+QMap<QString, QString> KnownVersionOf(const PDF::FileInfo& document)
+{
+    const auto cloudInfo = document.GetCloudInfo();
+    if (!cloudInfo)
+        return {};
+    return {{Keys::ID, QString::fromStdString(document.GetId())},
+            {Keys::KNOWN_SIZE, QString::number(cloudInfo->GetSize())},
+            {Keys::KNOWN_MODIFY_TIME, cloudInfo->GetModifyTime().toUTC().toString(Qt::ISODate)},
+            {Keys::KNOWN_MD5, QString::fromStdString(cloudInfo->GetMd5Hash())}};
+}
+
 } // namespace
 
 SessionProtocol::SessionProtocol(const Social::OAuth2::AuthInfo& authInfo, const std::string& address,
@@ -38,6 +49,23 @@ void SessionProtocol::DownloadAs(const DownloadOrder& order, const std::function
 {
     const QScopedValueRollback<const DownloadOrder*> current(m_order, &order);
     startDownload();
+}
+
+void SessionProtocol::ChangeAs(const PDF::FileInfo& document, const std::function<void()>& startChange)
+{
+    const QScopedValueRollback<QMap<QString, QString>> current(m_known, KnownVersionOf(document));
+    startChange();
+}
+
+// A receiver of the manager's first signal may ask for something else in between.
+QMap<QString, QString> SessionProtocol::WithKnownVersion(const QMap<QString, QString>& fields)
+{
+    auto joined = fields;
+    if (fields.contains(Keys::ID) && fields.value(Keys::ID) == m_known.value(Keys::ID)) {
+        for (auto field = m_known.cbegin(); field != m_known.cend(); ++field)
+            joined.insert(field.key(), field.value());
+    }
+    return joined;
 }
 
 void SessionProtocol::cancelOperation(long long ticket)
@@ -74,6 +102,12 @@ long long SessionProtocol::StartOrdered(const DownloadOrder& order, FileFieldDat
     return ticket;
 }
 
+long long SessionProtocol::deleteFile(const FileFieldData& file, Files::OnResult&& onResult)
+{
+    return OrvaneCloudProtocolProxy::deleteFile({WithKnownVersion(file.fields), file.listFields},
+                                                std::move(onResult));
+}
+
 long long SessionProtocol::uploadFile(const QString& localPath, const QMap<QString, QString>& parameters,
                                       OnUploaded&& onResult, OnProgress&& onProgress)
 {
@@ -82,8 +116,8 @@ long long SessionProtocol::uploadFile(const QString& localPath, const QMap<QStri
         m_transfers.End(ticket);
         onResult(ticket, result, answer);
     };
-    const auto ticket =
-        OrvaneCloudProtocolProxy::uploadFile(localPath, parameters, std::move(end), std::move(onProgress));
+    const auto ticket = OrvaneCloudProtocolProxy::uploadFile(localPath, WithKnownVersion(parameters),
+                                                             std::move(end), std::move(onProgress));
     if (ticket != Social::INVALID_TICKET)
         m_transfers.Begin(ticket,
                           {parameters.value(Keys::ID).toStdString(), nullptr, ioPath::from(localPath)});

@@ -4,6 +4,7 @@
 #include <OrvaneCloudHost/DownloadTarget.h>
 #include <OrvaneCloudHost/RunningTransfers.h>
 
+#include <QMap>
 #include <QString>
 
 #include <functional>
@@ -32,18 +33,25 @@ public:
     /// Runs @p startDownload, in which the manager starts the download that @p order describes.
     void DownloadAs(const DownloadOrder& order, const std::function<void()>& startDownload);
 
+    /// Runs @p startChange, in which the manager asks for the replacement or removal of @p document: the
+    /// cloud must hold the version that the record knows, unless the client has seen a later one.
+    void ChangeAs(const PDF::FileInfo& document, const std::function<void()>& startChange);
+
     void cancelOperation(long long ticket) override;
     long long downloadFile(const FileFieldData& file, Files::OnResult&& onResult,
                            OnProgress&& onProgress) override;
+    long long deleteFile(const FileFieldData& file, Files::OnResult&& onResult) override;
     long long uploadFile(const QString& localPath, const QMap<QString, QString>& parameters,
                          OnUploaded&& onResult, OnProgress&& onProgress) override;
 
 private:
+    [[nodiscard]] QMap<QString, QString> WithKnownVersion(const QMap<QString, QString>& fields);
     [[nodiscard]] long long StartOrdered(const DownloadOrder& order, FileFieldData file,
                                          Files::OnResult&& onResult, OnProgress&& onProgress);
 
     RunningTransfers& m_transfers;
     const DownloadOrder* m_order = nullptr; // until its download has started
+    QMap<QString, QString> m_known;         // the document that is about to be changed, and its version
 };
 
 } // namespace Orvane::PDF::Cloud

@@ -89,6 +89,19 @@ std::optional<Transport::ExistingFile> ExistingFileOf(const Parameters& fields)
     return text == QLatin1String("keep_both") ? std::make_optional(ExistingFile::KeepBoth) : std::nullopt;
 }
 
+/// The version that the caller knows of the document that is to be changed.
+std::optional<Transport::KnownVersion> KnownVersionOf(const Parameters& fields)
+{
+    bool isNumber = false;
+    const qint64 size = fields.value(OrvaneCloudProtocol::KNOWN_SIZE).toLongLong(&isNumber);
+    if (!isNumber) {
+        return std::nullopt;
+    }
+    const auto time = fields.value(OrvaneCloudProtocol::KNOWN_MODIFY_TIME);
+    return Transport::KnownVersion{fields.value(OrvaneCloudProtocol::KNOWN_MD5), size,
+                                   QDateTime::fromString(time, Qt::ISODate)};
+}
+
 /// The download that the fields ask for; nothing when they make no sense.
 std::optional<Transport::Download> DownloadOf(const Parameters& fields)
 {
@@ -168,6 +181,9 @@ const QString OrvaneCloudProtocol::FILE_PREVIEW_HEIGHT = QStringLiteral("file_pr
 const QString OrvaneCloudProtocol::FILE_PREVIEW_WIDTH = QStringLiteral("file_preview_width");
 const QString OrvaneCloudProtocol::FILE_SIZE = QStringLiteral("file_size");
 const QString OrvaneCloudProtocol::ID = QStringLiteral("id");
+const QString OrvaneCloudProtocol::KNOWN_MD5 = QStringLiteral("known_md5");
+const QString OrvaneCloudProtocol::KNOWN_MODIFY_TIME = QStringLiteral("known_modify_time");
+const QString OrvaneCloudProtocol::KNOWN_SIZE = QStringLiteral("known_size");
 const QString OrvaneCloudProtocol::MD5_HASH = QStringLiteral("md5_hash");
 const QString OrvaneCloudProtocol::SSO_TOKEN = QStringLiteral("sso_token");
 
@@ -487,7 +503,10 @@ long long OrvaneCloudProtocol::deleteFile(const FileFieldData& file, Files::OnRe
         return d->registry.Refuse(Operation::Remove, FailureCode::InvalidRequest,
                                   QStringLiteral("\"%1\" is a collection").arg(id));
     }
-    const auto remove = [id](Transport& transport, Job& job, Nothing&) { transport.Remove(id, job); };
+    const Transport::Removal removal(id, KnownVersionOf(file.fields));
+    const auto remove = [removal](Transport& transport, Job& job, Nothing&) {
+        transport.Remove(removal, job);
+    };
     return d->Start<Nothing>(Operation::Remove, Lane::Control, remove, WithoutAnswer(std::move(onResult)));
 }
 
@@ -504,7 +523,8 @@ long long OrvaneCloudProtocol::uploadFile(const QString& localPath, const Parame
         return d->registry.Refuse(Operation::Upload, FailureCode::InvalidRequest,
                                   QStringLiteral("\"%1\" is not the path of a file").arg(localPath));
     }
-    const Transport::Upload upload{fs::absolute(source), parameters.value(ID), parameters.value(MD5_HASH)};
+    const Transport::Upload upload{fs::absolute(source), parameters.value(ID), parameters.value(MD5_HASH),
+                                   KnownVersionOf(parameters)};
     const auto store = [upload](Transport& transport, Job& job, OrvaneCloudSharingResult& answer) {
         StoreAndDescribe(transport, upload, job, answer);
     };

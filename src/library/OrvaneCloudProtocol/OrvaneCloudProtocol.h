@@ -43,6 +43,9 @@ public:
     static const QString FILE_PREVIEW_WIDTH;
     static const QString FILE_SIZE;
     static const QString ID;
+    static const QString KNOWN_MD5;
+    static const QString KNOWN_MODIFY_TIME;
+    static const QString KNOWN_SIZE;
     static const QString MD5_HASH;
     static const QString SSO_TOKEN;
 
@@ -95,11 +98,15 @@ public:
     long long downloadFile(const FileFieldData& file, Files::OnResult&& onResult,
                            OnProgress&& onProgress) override;
 
-    /// Needs ID, the id of a document: never a collection. One that is already gone counts as deleted.
+    /// Needs ID, the id of a document: never a collection. One that is already gone counts as deleted. With
+    /// KNOWN_SIZE (bytes), KNOWN_MODIFY_TIME (ISO 8601) and KNOWN_MD5, each of which may be missing but the
+    /// first, a document of another version fails with FailureCode::Conflict, unless this client has seen it
+    /// since: then it must be in the version that was seen, as without these.
     long long deleteFile(const FileFieldData& file, Files::OnResult&& onResult) override;
 
     /// Stores a local PDF file: as a new document, which gets another name when its own is taken
-    /// ("name (2).pdf"), or, with ID, in the place of exactly that document. MD5_HASH, when not empty, must
+    /// ("name (2).pdf"), or, with ID, in the place of exactly that document, whose version is checked as by
+    /// deleteFile. MD5_HASH, when not empty, must
     /// be the hash of what is sent. The answer of a failed upload names a document only if the upload has
     /// itself left a new one there that it could not take away again. Progress is 0 to 100, in per cent.
     long long uploadFile(const QString& localPath, const QMap<QString, QString>& parameters,

@@ -4,9 +4,12 @@
 #include <OrvaneCloudProtocol/CloudGuarantees.h>
 #include <OrvaneCloudProtocol/transports/Job.h>
 
+#include <QDateTime>
+
 #include <filesystem>
 #include <memory>
 #include <optional>
+#include <utility>
 
 namespace Orvane::Social {
 
@@ -35,11 +38,35 @@ public:
     using CloudFiles = QList<CloudFile>;
     using QuotaValue = Ability::Quota::QuotaValue;
 
+    /// The version of a document that the caller knows, perhaps from an earlier run, and wants to change. It
+    /// counts while the client itself has not seen the document yet.
+    struct KnownVersion
+    {
+        QString md5;          ///< lower-case hexadecimal; empty when not known
+        qint64 size = 0;      ///< bytes
+        QDateTime modifiedAt; ///< to the second; invalid when not known
+
+        /// The MD5 decides where both have one, else size and time.
+        [[nodiscard]] bool IsThatOf(const CloudFile& file) const;
+    };
+
     struct Upload
     {
         std::filesystem::path source;
         QString replacedId;  ///< the document to replace; empty for a new one
         QString expectedMd5; ///< lower-case hexadecimal; empty when not known
+        std::optional<KnownVersion> replacedVersion = {};
+    };
+
+    struct Removal
+    {
+        Removal(const QString& documentId, std::optional<KnownVersion> version = {})
+            : id(documentId)
+            , known(std::move(version))
+        {}
+
+        QString id;
+        std::optional<KnownVersion> known;
     };
 
     /// What becomes of a file that is already at the target of a download.
@@ -101,7 +128,7 @@ public:
     virtual std::filesystem::path Fetch(const Download& download, Job& job) = 0;
 
     /// A document that is already gone counts as removed.
-    virtual void Remove(const QString& id, Job& job) = 0;
+    virtual void Remove(const Removal& removal, Job& job) = 0;
     virtual QuotaValue Quota(Job& job) = 0;
 
     /// A text that changes whenever the document's content does, without fetching the content.

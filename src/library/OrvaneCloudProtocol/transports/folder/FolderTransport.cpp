@@ -188,7 +188,7 @@ Transport::CloudFile FolderTransport::Store(const Upload& upload, Job& job)
     if (upload.replacedId.isEmpty()) {
         RequireNameOfNewDocument(upload.source);
     } else {
-        replaced = BeginReplacement(m_documents.PathOf(upload.replacedId), job);
+        replaced = BeginReplacement(m_documents.PathOf(upload.replacedId), upload.replacedVersion, job);
     }
     SourceFile source(upload.source, FileSide::Local);
     const auto part = OnSide(FileSide::Cloud, [&] {
@@ -205,8 +205,22 @@ Transport::CloudFile FolderTransport::Store(const Upload& upload, Job& job)
     return FolderDocuments::Describe(path, stamp, md5);
 }
 
-SeenVersion FolderTransport::BeginReplacement(const fs::path& path, Job& job)
+void FolderTransport::RequireKnown(const fs::path& path, const std::optional<KnownVersion>& known, Job& job)
 {
+    if (!known || m_seen.Find(path)) {
+        return;
+    }
+    const auto file = TryDescribe(path, job);
+    if (file && !known->IsThatOf(*file)) {
+        m_seen.Forget(path); // the caller has not seen it
+        throw Conflict(path, QStringLiteral("has changed since it was listed"));
+    }
+}
+
+SeenVersion FolderTransport::BeginReplacement(const fs::path& path, const std::optional<KnownVersion>& known,
+                                              Job& job)
+{
+    RequireKnown(path, known, job);
     const auto now = FolderDocuments::RequiredStampOf(path);
     const auto seen = m_seen.Find(path);
     RequireSeen(path, now, seen, job);
@@ -297,10 +311,11 @@ fs::path FolderTransport::Fetch(const Download& download, Job& job)
     return made;
 }
 
-void FolderTransport::Remove(const QString& id, Job& job)
+void FolderTransport::Remove(const Removal& removal, Job& job)
 {
     RequireFolder();
-    const auto path = m_documents.PathOf(id);
+    const auto path = m_documents.PathOf(removal.id);
+    RequireKnown(path, removal.known, job);
     const std::lock_guard lock(m_changing);
     if (const auto now = FolderDocuments::StampOf(path)) {
         RequireSeen(path, *now, m_seen.Find(path), job);

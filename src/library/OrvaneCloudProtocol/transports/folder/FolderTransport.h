@@ -37,7 +37,7 @@ public:
     CloudFile Info(const QString& id, Job& job) override;
     CloudFile Store(const Upload& upload, Job& job) override;
     std::filesystem::path Fetch(const Download& download, Job& job) override;
-    void Remove(const QString& id, Job& job) override;
+    void Remove(const Removal& removal, Job& job) override;
     QuotaValue Quota(Job& job) override;
     QString VersionTag(const QString& id, Job& job) override;
     RenderSource FetchForRendering(const QString& id, Job& job) override;
@@ -54,8 +54,13 @@ private:
     [[nodiscard]] bool IsSeen(const std::filesystem::path& path, const Support::FileStamp& now,
                               const SeenVersion& seen, Job& job);
 
+    /// Throws Conflict when this client has not seen the document and it is not in the version that its
+    /// caller knows.
+    void RequireKnown(const std::filesystem::path& path, const std::optional<KnownVersion>& known, Job& job);
+
     /// What is to be replaced: the version that this client saw, else the one that is there now.
-    [[nodiscard]] SeenVersion BeginReplacement(const std::filesystem::path& path, Job& job);
+    [[nodiscard]] SeenVersion BeginReplacement(const std::filesystem::path& path,
+                                               const std::optional<KnownVersion>& known, Job& job);
     [[nodiscard]] std::filesystem::path Publish(Support::PartFile& part, const Upload& upload,
                                                 const std::optional<SeenVersion>& replaced, Job& job);
     [[nodiscard]] std::filesystem::path PublishAsNew(Support::PartFile& part, const std::string& name,

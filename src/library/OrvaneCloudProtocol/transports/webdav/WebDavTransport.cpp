@@ -93,6 +93,11 @@ public:
     [[nodiscard]] std::optional<DavResource> FindNow(const std::string& name, Job& job);
     [[nodiscard]] DavResource RequiredResource(const std::string& name, Job& job);
 
+    /// Throws Conflict when this client has not seen the document and it is not in the version that its
+    /// caller knows.
+    void RequireKnown(const std::string& name, const DavResource& now,
+                      const std::optional<KnownVersion>& known);
+
     /// Asks the server, and keeps in mind what it says.
     DocumentVersion Look(const std::string& name, Job& job);
 
@@ -129,6 +134,16 @@ DocumentVersion WebDavTransport::Private::VersionOf(const std::string& name, con
         md5 = hashes.Find(name, *resource.size, resource.entityTag);
     }
     return DocumentVersion::Of(resource, md5);
+}
+
+void WebDavTransport::Private::RequireKnown(const std::string& name, const DavResource& now,
+                                            const std::optional<KnownVersion>& known)
+{
+    const bool isUnseen = known && !seen.Find(name);
+    if (isUnseen && !known->IsThatOf(Describe(name, now, VersionOf(name, now).md5))) {
+        throw Error(FailureCode::Conflict, DocumentIdOf(name),
+                    QStringLiteral("has changed since it was listed"));
+    }
 }
 
 DocumentVersion WebDavTransport::Private::Look(const std::string& name, Job& job)
@@ -295,6 +310,11 @@ Transport::CloudFile WebDavTransport::Info(const QString& id, Job& job)
 Transport::CloudFile WebDavTransport::Store(const Upload& upload, Job& job)
 {
     const auto replaced = upload.replacedId.isEmpty() ? std::string() : RequiredName(upload.replacedId);
+    if (!replaced.empty() && upload.replacedVersion && !d->seen.Find(replaced)) {
+        const auto now = d->RequiredResource(replaced, job);
+        d->RequireKnown(replaced, now, upload.replacedVersion);
+        d->seen.Note(replaced, d->VersionOf(replaced, now));
+    }
     const auto stored = WebDavUpload(d->uploads, upload, replaced).Run(job);
     const auto& resource = stored.resource;
     if (resource.size) {
@@ -318,8 +338,9 @@ fs::path WebDavTransport::Fetch(const Download& download, Job& job)
     return made;
 }
 
-void WebDavTransport::Remove(const QString& id, Job& job)
+void WebDavTransport::Remove(const Removal& removal, Job& job)
 {
+    const auto& id = removal.id;
     const auto name = RequiredName(id);
     const auto found = d->FindNow(name, job);
     if (!found) {
@@ -330,6 +351,7 @@ void WebDavTransport::Remove(const QString& id, Job& job)
     if (found->isCollection) {
         throw Error(FailureCode::Refused, id, QStringLiteral("not a document"));
     }
+    d->RequireKnown(name, *found, removal.known);
     const auto version = DocumentVersion::Of(*found);
     const auto known = d->seen.Find(name);
     if (known && !known->IsSameAs(version)) {

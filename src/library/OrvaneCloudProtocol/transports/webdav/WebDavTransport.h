@@ -28,7 +28,7 @@ public:
     CloudFile Info(const QString& id, Job& job) override;
     CloudFile Store(const Upload& upload, Job& job) override;
     std::filesystem::path Fetch(const Download& download, Job& job) override;
-    void Remove(const QString& id, Job& job) override;
+    void Remove(const Removal& removal, Job& job) override;
     QuotaValue Quota(Job& job) override;
     QString VersionTag(const QString& id, Job& job) override;
     RenderSource FetchForRendering(const QString& id, Job& job) override;
