@@ -172,6 +172,31 @@ TEST_F(ServerTraitsTest, AFailureInsideAMultiStatusCounts)
     EXPECT_EQ(Remove(), "removed") << "it has been asked what has become of it";
 }
 
+TEST_F(ServerTraitsTest, ARivalThatComesWhileAChangeWaitsIsSeen)
+{
+    ASSERT_EQ(Store(), "new.pdf");
+    server.keepsOverwriteRule = false;
+    for (const char* busy : {"503", "423"}) {
+        Traits().Remember({});
+        Open();
+        int changes = 0;
+        server.onRequest = [&](const QByteArray& method, const QByteArray&) {
+            if ((method == "MOVE" || method == "DELETE") && ++changes == 1)
+                server.documents["old.pdf"] = "of somebody else";
+        };
+        server.documents["old.pdf"] = "old";
+        (void)cloud->List(job);
+        SetFault(Says(busy), "MOVE");
+        EXPECT_EQ(Store(kOld), Code(FailureCode::Conflict));
+        changes = 0;
+        server.documents["old.pdf"] = "old";
+        (void)cloud->List(job);
+        SetFault(Says(busy), "DELETE");
+        EXPECT_EQ(Remove(), Code(FailureCode::Conflict));
+        EXPECT_EQ(server.documents["old.pdf"], "of somebody else");
+    }
+}
+
 TEST_F(ServerTraitsTest, NothingIsDeletedWithoutALook)
 {
     Traits().Remember({});
@@ -183,13 +208,20 @@ TEST_F(ServerTraitsTest, NothingIsDeletedWithoutALook)
     server.faults.clear();
     const Fault isACollection{"<resourcetype></resourcetype>", "<resourcetype><collection/></resourcetype>"};
     const Fault isTooLarge{"<getcontentlength>", "<getcontentlength>999"};
-    for (const auto& found : {isACollection, isTooLarge}) {
+    const Fault isOfNoSize{"getcontentlength>", "length>"}, isOfNoType{"resourcetype>", "type>"};
+    for (const auto& found : {isACollection, isTooLarge, isOfNoSize, isOfNoType}) {
         server.faults.clear();
         SetFault({{}, {}, true, true, 0, Tests::ScriptedServer::Closes}, "PUT", 100);
         SetFault(found, "PROPFIND", 100);
         EXPECT_NE(Store(), "new.pdf");
     }
+    server.faults.clear();
+    server.mapsUnknownNames = true;
+    Open();
+    SetFault(Says("500"), "PUT", 100);
+    EXPECT_EQ(Store(), Code(FailureCode::Unavailable));
     EXPECT_EQ(Heard("DELETE"), before);
+    EXPECT_EQ(server.documents["old.pdf"], "old");
 }
 
 } // namespace

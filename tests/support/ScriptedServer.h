@@ -103,7 +103,8 @@ struct ScriptedServer
         auto target = headers["destination"].split('/').last();
         if (readsEscapes && target.startsWith("%2E"))
             target = QByteArray::fromPercentEncoding(target);
-        const auto bytes = documents.value(name);
+        const auto held = mapsUnknownNames && !documents.contains(name) ? QByteArray("old.pdf") : name;
+        const auto bytes = documents.value(held);
         const auto tag = '"' + QByteArray::number(bytes.size()) + '"';
         const bool isSame = !headers.contains("if-range") || headers["if-range"] == tag;
         const auto start =
@@ -113,7 +114,7 @@ struct ScriptedServer
                              ((keepsOverwriteRule && headers["overwrite"] == "F") ||
                               (honoursIf && headers.contains("if") && !headers["if"].contains(targetTag)));
         const QByteArray status = headers["authorization"] != "Bearer secret"      ? "401"
-                                  : !documents.contains(name) && method != "PUT"   ? "404"
+                                  : !documents.contains(held) && method != "PUT"   ? "404"
                                   : method == "MOVE" && isTaken                    ? "412"
                                   : method == "MOVE" && documents.contains(target) ? "204"
                                   : method.startsWith("PROP")                      ? "207"
@@ -123,18 +124,21 @@ struct ScriptedServer
                                                                                    : "200";
         const bool isChange = status == "201" || status == "204";
         if (isChange)
-            documents.remove(name);
+            documents.remove(method == "PUT" ? name : held);
         if (isChange && method != "DELETE")
             documents[method == "PUT" ? name : target] = method == "PUT" ? body : bytes;
         const auto head = "HTTP/1.1 " + status + " Words\r\nContent-Length: @\r\n";
         if (method == "GET")
             return head + "ETag: " + tag + "\r\nContent-Range: bytes " + QByteArray::number(start) +
                    "-/*\r\n\r\n" + bytes.mid(start);
+        const auto size = [&](const QByteArray& member) {
+            return member == name ? bytes.size() : documents.value(member).size();
+        };
         QByteArray entries;
         for (const auto& member : headers["depth"] == "1" ? documents.keys() : QList{name})
             entries += "<response><href>/dav/" + member + "</href><propstat><prop><getcontentlength>" +
-                       QByteArray::number(documents.value(member).size()) + "</getcontentlength><getetag>\"" +
-                       QByteArray::number(documents.value(member).size()) + "\"</getetag><resourcetype>" +
+                       QByteArray::number(size(member)) + "</getcontentlength><getetag>\"" +
+                       QByteArray::number(size(member)) + "\"</getetag><resourcetype>" +
                        (member.isEmpty() ? "<collection/>" : "") +
                        "</resourcetype></prop><status>HTTP/1.0 200 OK</status></propstat></response>";
         return head + "\r\n<multistatus xmlns=\"DAV:\">" + entries + "</multistatus>";
@@ -145,7 +149,8 @@ struct ScriptedServer
     Texts documents{{"", ""}}; ///< by name; "" is the collection itself
     std::vector<Fault> faults;
     bool keepsOverwriteRule = true, honoursIf = false;
-    bool readsEscapes = true; ///< of a name that has more of them than it needs
+    bool mapsUnknownNames = false; ///< to "old.pdf"
+    bool readsEscapes = true;      ///< of a name that has more of them than it needs
     std::function<void()> onCancel;
     std::function<void(const QByteArray& method, const QByteArray& name)>
         onRequest;    ///< before it is answered

@@ -21,6 +21,7 @@ using std::chrono::seconds;
 constexpr hours kWorthAWeek{7 * 24};
 constexpr hours kShortestInterval{1}; // between two times of asking a server that contradicts itself
 constexpr std::chrono::minutes kPauseAfterFailure{1};
+constexpr double kLatestMoment = 9e9; // seconds; a system clock counts nanoseconds in 63 bits
 
 const QString kLearntAt = QStringLiteral("learntAt");
 
@@ -109,9 +110,7 @@ void KnownTraits::Contradict(Trait trait)
     }
     Known less = *known;
     less.traits.*trait = false;
-    if (Clock::now() - less.learntAt > kShortestInterval) {
-        less.learntAt = {};
-    }
+    less.learntAt -= kWorthAWeek - kShortestInterval; // due one hour after it was learnt
     Write(less);
 }
 
@@ -120,9 +119,10 @@ const std::optional<KnownTraits::Known>& KnownTraits::Read() const
     QFile file(Support::ToText(m_file));
     if (!std::exchange(m_isRead, true) && file.open(QIODevice::ReadOnly)) {
         const auto object = QJsonDocument::fromJson(file.readAll()).object();
-        const seconds learntAt(static_cast<qint64>(object.value(kLearntAt).toDouble()));
-        if (const auto traits = TraitsIn(object)) {
-            m_known = Known{*traits, Clock::time_point(learntAt)};
+        const auto learntAt = object.value(kLearntAt).toDouble(-1);
+        const auto traits = TraitsIn(object);
+        if (traits && learntAt >= 0 && learntAt < kLatestMoment) {
+            m_known = Known{*traits, Clock::time_point(seconds(static_cast<qint64>(learntAt)))};
         }
     }
     return m_known;

@@ -192,6 +192,8 @@ void MultiStatusReader::Private::LeaveElement()
         m_propStatStatus = StatusIn(TakeText());
     } else if (IsProperty(place)) {
         m_found.emplace_back(place, TakeText());
+    } else if (place == Place::ResourceType) {
+        m_found.emplace_back(place, QByteArray());
     } else if (place == Place::PropStat) {
         MergeFound();
     } else if (place == Place::Response) {

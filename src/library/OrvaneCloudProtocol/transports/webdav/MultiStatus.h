@@ -14,7 +14,8 @@ namespace Orvane::Social {
 struct DavResource
 {
     QByteArray href;
-    int status = 200; ///< other than 200 when the server reports it for the resource as a whole
+    int status = 200;         ///< other than 200 when the server reports it for the resource as a whole
+    bool isTypeKnown = false; ///< whether the server tells resourcetype at all
     bool isCollection = false;
     std::optional<qint64> size; ///< getcontentlength, bytes; empty when missing, negative or no number
     QByteArray entityTag;       ///< getetag without "W/", with its quotes

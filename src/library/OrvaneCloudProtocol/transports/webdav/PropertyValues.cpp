@@ -56,6 +56,9 @@ QByteArray Md5InChecksums(const QByteArray& text)
 void SetProperty(DavResource& resource, MultiStatusPlace property, const QByteArray& value)
 {
     switch (property) {
+    case MultiStatusPlace::ResourceType:
+        resource.isTypeKnown = true;
+        break;
     case MultiStatusPlace::Collection:
         resource.isCollection = true;
         break;

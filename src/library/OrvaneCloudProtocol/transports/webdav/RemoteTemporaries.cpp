@@ -5,7 +5,6 @@
 
 #include <charconv>
 #include <fstream>
-#include <limits>
 
 namespace Orvane::Social {
 
@@ -22,17 +21,17 @@ fs::path JournalEntry(const std::string& name, qint64 size)
     return fs::path(std::to_string(size)) / name;
 }
 
-/// Whether the resource may be what was sent, of @p size bytes. A broken upload leaves fewer.
-bool CanBeOurs(const DavResource& resource, qint64 size)
+/// Whether the resource may be what is left of an upload of @p size bytes that broke off.
+bool CanBePart(const DavResource& resource, qint64 size)
 {
-    return resource.size.value_or(0) <= size;
+    return resource.isTypeKnown && resource.size && *resource.size <= size;
 }
 
-/// The size in a journal's entry; as large as can be where there is none.
+/// The size in a journal's entry; -1 where there is none.
 qint64 SizeIn(const fs::path& journalEntry)
 {
     const auto text = journalEntry.parent_path().string();
-    qint64 size = std::numeric_limits<qint64>::max();
+    qint64 size = -1;
     std::from_chars(text.data(), text.data() + text.size(), size);
     return size;
 }
@@ -59,7 +58,8 @@ RemoteTemporaries::Temporary::~Temporary()
 {
     // One that is not there now may appear later, when the server has done with a broken upload: then a later
     // sweep deletes it.
-    if (!m_mayBeThere || IsDeleted()) {
+    const auto isOurs = [this](const DavResource& found) { return IsOurs(found); };
+    if (!m_mayBeThere || m_owner.Delete(m_name, isOurs, m_job) == WebDavCollection::Removal::Removed) {
         m_owner.m_journal.Forget(JournalEntry(m_name, m_size));
     }
 }
@@ -69,12 +69,12 @@ RemoteTemporaries::Temporary::~Temporary()
 void RemoteTemporaries::Temporary::RecordAnswer(int status)
 {
     m_mayBeThere = status < 400 || status >= 500;
+    m_isWhole = status >= 200 && status < 300;
 }
 
-bool RemoteTemporaries::Temporary::IsDeleted() const
+bool RemoteTemporaries::Temporary::IsOurs(const DavResource& found) const
 {
-    const auto isOurs = [this](const DavResource& found) { return CanBeOurs(found, m_size); };
-    return m_owner.m_collection.DeleteOwn(m_name, isOurs, m_job) == WebDavCollection::Removal::Removed;
+    return CanBePart(found, m_size) && (!m_isWhole || found.size == m_size);
 }
 
 RemoteTemporaries::RemoteTemporaries(WebDavCollection& collection, const QByteArray& cloud,
@@ -84,14 +84,35 @@ RemoteTemporaries::RemoteTemporaries(WebDavCollection& collection, const QByteAr
     , m_journal(m_folder)
 {}
 
+WebDavCollection::Removal RemoteTemporaries::Delete(const std::string& name,
+                                                    const WebDavCollection::IsOurs& isOurs,
+                                                    const Job& job) noexcept
+{
+    try {
+        return AreNamesMapped(job) ? WebDavCollection::Removal::NotThere
+                                   : m_collection.DeleteOwn(name, isOurs, job);
+    } catch (const std::exception&) {
+        return WebDavCollection::Removal::Failed;
+    }
+}
+
+// Asked once: what is there under a name that nobody has ever used?
+bool RemoteTemporaries::AreNamesMapped(const Job& job)
+{
+    const std::lock_guard lock(m_mutex);
+    if (!m_areNamesMapped) {
+        m_areNamesMapped = m_collection.FindWhileCleaning(Support::NewTemporaryName(), job).has_value();
+    }
+    return *m_areNamesMapped;
+}
+
 void RemoteTemporaries::SweepOwn(const Job& job)
 {
     bool isWorking = true;
     m_journal.Sweep([&](const fs::path& entry) {
-        const auto isOurs = [&entry](const DavResource& found) { return CanBeOurs(found, SizeIn(entry)); };
+        const auto isOurs = [&entry](const DavResource& found) { return CanBePart(found, SizeIn(entry)); };
         isWorking = isWorking && !job.IsCanceled() &&
-                    m_collection.DeleteOwn(entry.filename().string(), isOurs, job) !=
-                        WebDavCollection::Removal::Failed;
+                    Delete(entry.filename().string(), isOurs, job) != WebDavCollection::Removal::Failed;
         return isWorking;
     });
     job.ThrowIfCanceled();
@@ -105,10 +126,11 @@ void RemoteTemporaries::SweepAbandoned(const WebDavCollection::Listing& listing,
     for (const auto& member : listing.members) {
         job.ThrowIfCanceled();
         const auto isAsListed = [&member](const DavResource& found) {
-            return DocumentVersion::Of(member.resource).IsSameAs(DocumentVersion::Of(found));
+            return found.isTypeKnown &&
+                   DocumentVersion::Of(member.resource).IsSameAs(DocumentVersion::Of(found));
         };
         if (IsAbandoned(member, *listing.date) &&
-            m_collection.DeleteOwn(member.name, isAsListed, job) == WebDavCollection::Removal::Failed) {
+            Delete(member.name, isAsListed, job) == WebDavCollection::Removal::Failed) {
             break;
         }
     }

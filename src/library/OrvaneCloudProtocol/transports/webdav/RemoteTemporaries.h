@@ -4,6 +4,8 @@
 #include <support/TemporaryJournal.h>
 
 #include <filesystem>
+#include <mutex>
+#include <optional>
 
 namespace Orvane::Social {
 
@@ -26,8 +28,13 @@ public:
 
         [[nodiscard]] const std::string& Name() const { return m_name; }
 
-        /// To be called when the PUT begins: until then nothing can be there.
-        void RecordStart() { m_mayBeThere = true; }
+        /// To be called when the PUT begins, or something else that puts a part of it, or less, under its
+        /// name: until then nothing can be there.
+        void RecordStart()
+        {
+            m_mayBeThere = true;
+            m_isWhole = false;
+        }
 
         /// To be called with the status of the answer to the PUT.
         void RecordAnswer(int status);
@@ -36,13 +43,14 @@ public:
         void Release() { m_mayBeThere = false; }
 
     private:
-        [[nodiscard]] bool IsDeleted() const;
+        [[nodiscard]] bool IsOurs(const DavResource& found) const;
 
         RemoteTemporaries& m_owner;
         const qint64 m_size;
         const Job& m_job;
         const std::string m_name;
         bool m_mayBeThere = false;
+        bool m_isWhole = false; ///< the server says that it has stored all of it
     };
 
     /// @param cloud        tells one user's collection from others
@@ -60,12 +68,20 @@ public:
     void SweepAbandoned(const WebDavCollection::Listing& listing, const Job& job);
 
 private:
+    /// Deletes the temporary if it is there and @p isOurs; never where the server has something under every
+    /// name.
+    WebDavCollection::Removal Delete(const std::string& name, const WebDavCollection::IsOurs& isOurs,
+                                     const Job& job) noexcept;
+    [[nodiscard]] bool AreNamesMapped(const Job& job);
+
     [[nodiscard]] bool IsSweepDue() const;
     void NoteSweep() const;
 
     WebDavCollection& m_collection;
     const std::filesystem::path m_folder;
     Support::TemporaryJournal m_journal;
+    std::mutex m_mutex; ///< for what follows
+    std::optional<bool> m_areNamesMapped;
 };
 
 } // namespace Orvane::Social

@@ -8,6 +8,7 @@ namespace Orvane::Social {
 
 namespace {
 
+using MoveOutcome = WebDavCollection::MoveOutcome;
 using Overwrite = WebDavCollection::Overwrite;
 
 // Of different sizes, so that they can be told apart on a server without entity tags.
@@ -34,12 +35,28 @@ ServerTraits ServerProbe::Run()
         SendBoth();
     }
     traits.honoursIfOnMove = HonoursIf();
+    if (!traits.honoursIfOnMove) {
+        m_second = Send(kLong);
+    }
     traits.readsEscapes = ReadsEscapes();
     TryFreeName(traits);
-    traits.keepsProperties = KeepsProperties();
-    traits.servesRanges = ServesRanges();
-    traits.tellsQuota = TellsQuota();
+    traits.keepsProperties = Holds([this] { return KeepsProperties(); });
+    traits.servesRanges = Holds([this] { return ServesRanges(); });
+    traits.tellsQuota = Holds([this] { return TellsQuota(); });
     return traits;
+}
+
+bool ServerProbe::Holds(const std::function<bool()>& question)
+{
+    try {
+        return question();
+    } catch (const CloudError& error) {
+        m_job.ThrowIfCanceled();
+        if (error.GetFailure().code == FailureCode::TimedOut) {
+            throw;
+        }
+        return false;
+    }
 }
 
 ServerProbe::Sample ServerProbe::Unsent(std::string_view content)
@@ -74,40 +91,54 @@ DavResource ServerProbe::Look(const Sample& sample)
     return m_collection.RequiredDocument(name, m_collection.Find(name, m_job));
 }
 
-// Whatever is answered: what counts is what is there afterwards.
-void ServerProbe::TryMove(const std::string& from, const WebDavCollection::Destination& to)
+std::optional<WebDavCollection::MoveOutcome> ServerProbe::TryMove(const std::string& from,
+                                                                  const WebDavCollection::Destination& to)
 {
     try {
-        (void)m_collection.Move(from, to, m_job);
-    } catch (const CloudError&) {
+        return m_collection.Move(from, to, m_job);
+    } catch (const CloudError& error) {
         m_job.ThrowIfCanceled();
+        if (error.GetFailure().code == FailureCode::TimedOut) { // a server that hangs is not asked for more
+            throw;
+        }
+        return std::nullopt;
     }
 }
 
-bool ServerProbe::IsSecondReplaced(Overwrite overwrite, const QByteArray& requiredTag)
+// What is answered counts as little as what is there alone: some servers show what was there before.
+bool ServerProbe::IsRefused(Overwrite overwrite, const QByteArray& requiredTag)
 {
-    TryMove(m_first.temporary->Name(), {m_second.temporary->Name(), overwrite, requiredTag});
-    const auto size = Look(m_second).size;
-    const bool isReplaced = size ? size == static_cast<qint64>(m_first.content.size())
-                                 : !m_collection.Find(m_first.temporary->Name(), m_job);
-    if (isReplaced) {
-        m_first.temporary->Release();
-        m_second.content = m_first.content;
-    }
-    return isReplaced;
+    m_second.temporary->RecordStart(); // the shorter one may come under its name
+    const auto outcome =
+        TryMove(m_first.temporary->Name(), {m_second.temporary->Name(), overwrite, requiredTag});
+    return outcome == MoveOutcome::Refused && HasOwnSize(m_second) && HasOwnSize(m_first);
+}
+
+bool ServerProbe::HasOwnSize(const Sample& sample)
+{
+    const auto found = m_collection.Find(sample.temporary->Name(), m_job);
+    return found && found->size == static_cast<qint64>(sample.content.size());
 }
 
 bool ServerProbe::KeepsOverwriteRule()
 {
-    return !IsSecondReplaced(Overwrite::No, {});
+    return IsRefused(Overwrite::No, {});
 }
 
 // A server that refuses every condition is of no more use than one that heeds none.
 bool ServerProbe::HonoursIf()
 {
     const auto tag = DocumentVersion::Of(Look(m_second)).TagForConditions();
-    return !tag.isEmpty() && !IsSecondReplaced(Overwrite::Yes, kWrongTag) &&
-           IsSecondReplaced(Overwrite::Yes, tag);
+    if (tag.isEmpty() || !IsRefused(Overwrite::Yes, kWrongTag)) {
+        return false;
+    }
+    (void)TryMove(m_first.temporary->Name(), {m_second.temporary->Name(), Overwrite::Yes, tag});
+    m_second.content = m_first.content;
+    if (!HasOwnSize(m_second)) {
+        return false;
+    }
+    m_first.temporary->Release();
+    return true;
 }
 
 // XRootD takes the escapes for the name itself, and so another document for the one that is to be replaced. A
@@ -117,7 +148,7 @@ bool ServerProbe::ReadsEscapes()
     auto moved = Unsent(m_second.content);
     const auto& name = moved.temporary->Name();
     moved.temporary->RecordStart();
-    TryMove(m_second.temporary->Name(), {name, Overwrite::No, {}, true});
+    (void)TryMove(m_second.temporary->Name(), {name, Overwrite::No, {}, {}, true});
     if (m_collection.Find(m_second.temporary->Name(), m_job)) {
         return true;
     }
@@ -127,7 +158,7 @@ bool ServerProbe::ReadsEscapes()
         return true;
     }
     // The sample is deleted under the name that it should have got.
-    TryMove(WebDavCollection::FullyEscaped(name).toStdString(), {name, Overwrite::No, {}});
+    (void)TryMove(WebDavCollection::FullyEscaped(name).toStdString(), {name, Overwrite::No});
     m_second = Send(kLong);
     return false;
 }
@@ -138,11 +169,11 @@ void ServerProbe::TryFreeName(ServerTraits& traits)
     auto moved = Unsent(m_second.content);
     moved.temporary->RecordStart();
     const auto outcome =
-        m_collection.Move(m_second.temporary->Name(), {moved.temporary->Name(), Overwrite::No, {}}, m_job);
+        m_collection.Move(m_second.temporary->Name(), {moved.temporary->Name(), Overwrite::No}, m_job);
+    traits.reportsCreation = outcome == MoveOutcome::Created;
+    traits.keepsTagOnMove = DocumentVersion::Of(Look(moved)).HasTagOf(before);
     m_second.temporary->Release();
     m_second = std::move(moved);
-    traits.reportsCreation = outcome == WebDavCollection::MoveOutcome::Created;
-    traits.keepsTagOnMove = DocumentVersion::Of(Look(m_second)).HasTagOf(before);
 }
 
 bool ServerProbe::KeepsProperties()
@@ -158,7 +189,9 @@ bool ServerProbe::ServesRanges()
     constexpr int kBegin = 5;
     std::string received;
     const auto keep = [&received](const HttpResponse&, const char* data, std::size_t size) {
-        received.append(data, std::min(size, kLong.size()));
+        if (received.append(data, size).size() > kLong.size()) {
+            throw CloudError(FailureCode::Protocol, QStringLiteral("more has come than is there"));
+        }
     };
     const auto path = m_collection.PathOf(m_second.temporary->Name());
     const auto tag = m_collection.Server().Get(path, {}, keep, m_job).entityTag;
@@ -173,7 +206,8 @@ bool ServerProbe::ServesRanges()
 
 bool ServerProbe::TellsQuota()
 {
-    return m_collection.Self(PropfindForQuota(), m_job).quotaUsed.value_or(-1) >= 0;
+    const auto self = m_collection.Self(PropfindForQuota(), m_job);
+    return self.quotaUsed.value_or(-1) >= 0 || self.quotaAvailable.value_or(-1) >= 0;
 }
 
 } // namespace Orvane::Social

@@ -33,10 +33,16 @@ private:
     void SendBoth();
     [[nodiscard]] DavResource Look(const Sample& sample);
 
-    void TryMove(const std::string& from, const WebDavCollection::Destination& to);
+    /// Nothing when the MOVE has failed otherwise than by 412.
+    std::optional<WebDavCollection::MoveOutcome> TryMove(const std::string& from,
+                                                         const WebDavCollection::Destination& to);
 
-    /// Tries to move the first sample to the name of the second, and returns whether that has happened.
-    [[nodiscard]] bool IsSecondReplaced(WebDavCollection::Overwrite overwrite, const QByteArray& requiredTag);
+    /// Whether the first sample does not get the name of the second, and both are as they were.
+    [[nodiscard]] bool IsRefused(WebDavCollection::Overwrite overwrite, const QByteArray& requiredTag);
+    [[nodiscard]] bool HasOwnSize(const Sample& sample);
+
+    /// The answer to a question without which an upload can do: false when it cannot be asked.
+    [[nodiscard]] bool Holds(const std::function<bool()>& question);
     [[nodiscard]] bool KeepsOverwriteRule();
     [[nodiscard]] bool HonoursIf();
     [[nodiscard]] bool ReadsEscapes();

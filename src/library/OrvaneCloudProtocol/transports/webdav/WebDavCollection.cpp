@@ -197,27 +197,34 @@ HttpRequest WebDavCollection::DeleteRequest(const std::string& name, const QByte
     return request;
 }
 
-WebDavCollection::ChangeOutcome WebDavCollection::TryChange(const HttpRequest& request, Job& job)
+WebDavCollection::ChangeOutcome WebDavCollection::TryChange(const HttpRequest& request,
+                                                            const StillHolds& stillHolds, Job& job)
 {
     try {
-        const auto answer = ChangeOnceUnlocked(request, job);
+        const auto answer = ChangeOnceUnlocked(request, stillHolds, job);
         const auto trouble = std::make_exception_ptr(StatusError(request, answer));
         const bool isUnclear = answer.status == 207;
         return {answer, isUnclear || IsPassing(answer.status) ? trouble : nullptr, isUnclear};
     } catch (const NetworkError& error) {
-        return {{}, std::current_exception(), error.IsHopeless()};
+        const bool isTimeOut = error.GetFailure().code == FailureCode::TimedOut; // long enough for anybody
+        return {{}, std::current_exception(), isTimeOut || error.IsHopeless()};
     }
 }
 
 // Some servers lock what they move, and refuse whoever comes meanwhile. A lock that is meant to last is
 // Refused.
-HttpResponse WebDavCollection::ChangeOnceUnlocked(const HttpRequest& request, Job& job)
+HttpResponse WebDavCollection::ChangeOnceUnlocked(const HttpRequest& request, const StillHolds& stillHolds,
+                                                  Job& job)
 {
     auto answer = m_server.ChangeResources(request, job);
     const auto firstRetry = m_server.Limits().firstRetry;
     for (auto pause = firstRetry / 8; answer.status == 423 && pause <= firstRetry * 4;
          pause = std::max(pause * 2, kShortestPause)) {
         job.Sleep(pause);
+        if (!stillHolds()) {
+            answer.status = 412;
+            break;
+        }
         answer = m_server.ChangeResources(request, job);
     }
     return answer;
@@ -241,6 +248,11 @@ std::optional<DavResource> WebDavCollection::FindAnyway(const std::string& name,
             }
         }
     }
+    return FindWhileCleaning(name, job);
+}
+
+std::optional<DavResource> WebDavCollection::FindWhileCleaning(const std::string& name, const Job& job)
+{
     Job asking;
     return Find(name, asking, TimeForCleaning(job));
 }
@@ -255,26 +267,43 @@ std::optional<DavResource> WebDavCollection::FindAgain(const std::string& name, 
     return found;
 }
 
+bool WebDavCollection::IsAsExpected(const Destination& to, Job& job)
+{
+    const auto found = Find(to.name, job);
+    if (to.overwrite == Overwrite::No) {
+        return !found;
+    }
+    return !to.replaced ||
+           (found && !found->isCollection && to.replaced->IsSameAs(DocumentVersion::Of(*found)));
+}
+
 WebDavCollection::MoveOutcome WebDavCollection::Move(const std::string& from, const Destination& to, Job& job)
 {
     const auto request = MoveRequest(from, to);
+    const auto stillHolds = [&] { return IsAsExpected(to, job); };
     for (int repetitions = 0;; ++repetitions) {
-        const auto [answer, trouble, isHopeless] = TryChange(request, job);
+        const auto [answer, trouble, isHopeless] = TryChange(request, stillHolds, job);
         if (!trouble && answer.IsSuccess()) {
             return answer.status == 204 ? MoveOutcome::Replaced : MoveOutcome::Created;
         }
-        // A move that was repeated may have found its own earlier success.
-        if ((trouble || repetitions > 0) && !FindAnyway(from, job)) {
+        const bool isRefused = !trouble && answer.status == 412;
+        // A move that was repeated may have found its own earlier success, and one that a server reports as
+        // failed may have been made all the same.
+        if ((!isRefused || repetitions > 0) && !FindAnyway(from, job)) {
             return MoveOutcome::Created;
         }
-        if (!trouble && answer.status == 412) {
+        if (isRefused) {
             return MoveOutcome::Refused;
         }
         if (!trouble) {
             throw ErrorOf(request, answer, job);
         }
         if (isHopeless || !m_server.WaitToRepeat(repetitions, answer, job)) {
+            job.ThrowIfCanceled(); // which is why it may have timed out
             std::rethrow_exception(trouble);
+        }
+        if (!stillHolds()) {
+            return MoveOutcome::Refused;
         }
     }
 }
@@ -283,14 +312,18 @@ void WebDavCollection::Delete(const std::string& name, const DocumentVersion& ve
 {
     auto request = DeleteRequest(name, version.StrongEntityTag());
     bool isConditional = !version.StrongEntityTag().isEmpty();
+    const auto stillHolds = [&] {
+        const auto found = Find(name, job);
+        return found && !found->isCollection && version.IsSameAs(DocumentVersion::Of(*found));
+    };
     for (int repetitions = 0;; ++repetitions) {
-        const auto [answer, trouble, isHopeless] = TryChange(request, job);
+        const auto [answer, trouble, isHopeless] = TryChange(request, stillHolds, job);
         if (!trouble && answer.IsSuccess()) {
             return;
         }
-        const bool isRefusedByTag = !trouble && answer.status == 412 && isConditional;
+        const bool isRefused = !trouble && answer.status == 412;
         const bool isNotThere = !trouble && FailureCodeOfStatus(answer.status) == FailureCode::NotFound;
-        if (!trouble && !isRefusedByTag && !isNotThere) {
+        if (!trouble && !isRefused && !isNotThere) {
             throw ErrorOf(request, answer, job);
         }
         const auto found = FindAnyway(name, job);
@@ -299,11 +332,18 @@ void WebDavCollection::Delete(const std::string& name, const DocumentVersion& ve
             return;
         }
         RequireSame(name, version, *found);
-        if (isRefusedByTag) { // Subversion, for one, does not know its own entity tag when it holds "&"
+        if (isRefused && isConditional) { // Subversion does not know its own entity tag when it holds "&"
             request = DeleteRequest(name, {});
             isConditional = false;
-        } else if (isHopeless || !m_server.WaitToRepeat(repetitions, answer, job)) {
-            std::rethrow_exception(trouble ? trouble : std::make_exception_ptr(StatusError(request, answer)));
+            continue;
+        }
+        const auto error = trouble ? trouble : std::make_exception_ptr(StatusError(request, answer));
+        if (isRefused || isHopeless || !m_server.WaitToRepeat(repetitions, answer, job)) {
+            job.ThrowIfCanceled();
+            std::rethrow_exception(error);
+        }
+        if (const auto now = Find(name, job)) {
+            RequireSame(name, version, *now);
         }
     }
 }

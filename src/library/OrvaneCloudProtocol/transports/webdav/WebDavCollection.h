@@ -40,7 +40,8 @@ public:
     {
         std::string name;
         Overwrite overwrite = Overwrite::No;
-        QByteArray requiredTag; ///< of the version that it may replace, as the server wrote it; empty for any
+        QByteArray requiredTag = {}; ///< to be sent, of the version that it may replace; empty for none
+        std::optional<DocumentVersion> replaced = {}; ///< the version that it may replace, for our own looks
         bool isEscaped = false; ///< whether the name is written with more escapes than it needs
     };
 
@@ -99,6 +100,9 @@ public:
     /// server may have mapped the name to something else, and deletes a whole collection without a word.
     Removal DeleteOwn(const std::string& name, const IsOurs& isOurs, const Job& job) noexcept;
 
+    /// As Find, within the time that is left for cleaning up after @p job, wanted or not.
+    [[nodiscard]] std::optional<DavResource> FindWhileCleaning(const std::string& name, const Job& job);
+
     /// As Find, when nothing but the end of the job may keep it from asking: a job that is no longer wanted
     /// has a short while to know what it leaves behind.
     [[nodiscard]] std::optional<DavResource> FindAnyway(const std::string& name, Job& job);
@@ -123,8 +127,13 @@ private:
     [[nodiscard]] HttpRequest DeleteRequest(const std::string& name, const QByteArray& strongEntityTag) const;
     [[nodiscard]] std::optional<Removal> TryDeletingOwn(const std::string& name, const IsOurs& isOurs,
                                                         std::chrono::milliseconds limit, Job& job);
-    [[nodiscard]] ChangeOutcome TryChange(const HttpRequest& request, Job& job);
-    [[nodiscard]] HttpResponse ChangeOnceUnlocked(const HttpRequest& request, Job& job);
+    /// Whether what a change starts from is still so. It is asked after each pause: others do not wait.
+    using StillHolds = std::function<bool()>;
+
+    [[nodiscard]] ChangeOutcome TryChange(const HttpRequest& request, const StillHolds& stillHolds, Job& job);
+    [[nodiscard]] HttpResponse ChangeOnceUnlocked(const HttpRequest& request, const StillHolds& stillHolds,
+                                                  Job& job);
+    [[nodiscard]] bool IsAsExpected(const Destination& to, Job& job);
     [[nodiscard]] std::chrono::milliseconds TimeForCleaning(const Job& job) const;
     void RequireSame(const std::string& name, const DocumentVersion& version, const DavResource& found) const;
 

@@ -223,9 +223,14 @@ HttpResponse WebDavServer::Change(const HttpRequest& request, Job& job)
 HttpResponse WebDavServer::ChangeResources(const HttpRequest& request, Job& job)
 {
     QByteArray body;
-    const auto keep = [&body](const HttpResponse& head, const char* data, std::size_t size) {
-        const auto room = head.status == 207 ? kLargestChangeAnswer - body.size() : 0;
-        body.append(data, std::min(room, static_cast<int>(size)));
+    const auto keep = [&](const HttpResponse&, const char* data, std::size_t size) {
+        if (size > static_cast<std::size_t>(kLargestChangeAnswer - body.size())) {
+            throw NetworkError(FailureCode::Protocol,
+                               QString::fromUtf8(request.method + ' ' + request.url) +
+                                   QStringLiteral(": the answer has no end"),
+                               NetworkError::Outlook::Hopeless);
+        }
+        body.append(data, static_cast<int>(size));
     };
     auto answer = m_client.Receive(request, keep, job);
     if (answer.status == 207) {

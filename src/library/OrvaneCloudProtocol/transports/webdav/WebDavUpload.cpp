@@ -243,8 +243,8 @@ void WebDavUpload::ReplaceWith(const std::string& temporary, Job& job)
         ReplaceUnconditionally(temporary, job);
         return;
     }
-    const auto outcome =
-        m_collection.Move(temporary, {m_replacedName, WebDavCollection::Overwrite::Yes, tag}, job);
+    const auto outcome = m_collection.Move(
+        temporary, {m_replacedName, WebDavCollection::Overwrite::Yes, tag, m_replacedVersion}, job);
     if (outcome == WebDavCollection::MoveOutcome::Refused) {
         RequireReplaceable(job);
         m_context.traits.Contradict(&ServerTraits::honoursIfOnMove); // it is still the version that we named
@@ -254,9 +254,10 @@ void WebDavUpload::ReplaceWith(const std::string& temporary, Job& job)
 
 void WebDavUpload::ReplaceUnconditionally(const std::string& temporary, Job& job)
 {
-    const auto outcome =
-        m_collection.Move(temporary, {m_replacedName, WebDavCollection::Overwrite::Yes, {}}, job);
+    const auto outcome = m_collection.Move(
+        temporary, {m_replacedName, WebDavCollection::Overwrite::Yes, {}, m_replacedVersion}, job);
     if (outcome == WebDavCollection::MoveOutcome::Refused) {
+        RequireReplaceable(job);
         throw Conflict(m_replacedName, QStringLiteral("the server refuses to replace it"));
     }
 }
@@ -286,7 +287,7 @@ std::optional<WebDavUpload::Stored> WebDavUpload::Confirm(const std::string& nam
         }
         return std::nullopt;
     }
-    if (!sent.note.isEmpty() && found->md5Note != sent.note) {
+    if (!sent.note.isEmpty() && found->md5Note.isEmpty()) { // another one is that of a rival
         m_context.traits.Contradict(&ServerTraits::keepsProperties);
     }
     if (!DocumentVersion::Of(*found).HasTagOf(DocumentVersion::Of(sent.resource))) {
@@ -315,7 +316,14 @@ WebDavUpload::Owner WebDavUpload::OwnerOf(const DavResource& found, const Sent& 
 bool WebDavUpload::HoldsWhatWasSent(const std::string& name, const Sent& sent, Job& job)
 {
     Support::Md5 md5;
-    const auto read = [&](const HttpResponse&, const char* data, std::size_t size) { md5.Add(data, size); };
+    qint64 received = 0;
+    const auto read = [&](const HttpResponse&, const char* data, std::size_t size) {
+        received += static_cast<qint64>(size);
+        if (received > sent.size) {
+            throw Conflict(name, QStringLiteral("has more bytes than were sent"));
+        }
+        md5.Add(data, size);
+    };
     const auto answer = m_collection.Server().Get(m_collection.PathOf(name), {}, read, job);
     return answer.status == 200 && QByteArray::fromStdString(md5.Result()).toHex() == sent.md5;
 }
