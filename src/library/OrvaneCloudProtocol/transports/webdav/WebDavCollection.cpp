@@ -198,10 +198,10 @@ HttpRequest WebDavCollection::DeleteRequest(const std::string& name, const QByte
 }
 
 WebDavCollection::ChangeOutcome WebDavCollection::TryChange(const HttpRequest& request,
-                                                            const StillHolds& stillHolds, Job& job)
+                                                            const Precondition& precondition, Job& job)
 {
     try {
-        const auto answer = ChangeOnceUnlocked(request, stillHolds, job);
+        const auto answer = ChangeOnceUnlocked(request, precondition, job);
         const auto trouble = std::make_exception_ptr(StatusError(request, answer));
         const bool isUnclear = answer.status == 207;
         return {answer, isUnclear || IsPassing(answer.status) ? trouble : nullptr, isUnclear};
@@ -213,18 +213,15 @@ WebDavCollection::ChangeOutcome WebDavCollection::TryChange(const HttpRequest& r
 
 // Some servers lock what they move, and refuse whoever comes meanwhile. A lock that is meant to last is
 // Refused.
-HttpResponse WebDavCollection::ChangeOnceUnlocked(const HttpRequest& request, const StillHolds& stillHolds,
-                                                  Job& job)
+HttpResponse WebDavCollection::ChangeOnceUnlocked(const HttpRequest& request,
+                                                  const Precondition& precondition, Job& job)
 {
     auto answer = m_server.ChangeResources(request, job);
     const auto firstRetry = m_server.Limits().firstRetry;
     for (auto pause = firstRetry / 8; answer.status == 423 && pause <= firstRetry * 4;
          pause = std::max(pause * 2, kShortestPause)) {
         job.Sleep(pause);
-        if (!stillHolds()) {
-            answer.status = 412;
-            break;
-        }
+        precondition();
         answer = m_server.ChangeResources(request, job);
     }
     return answer;
@@ -267,22 +264,25 @@ std::optional<DavResource> WebDavCollection::FindAgain(const std::string& name, 
     return found;
 }
 
-bool WebDavCollection::IsAsExpected(const Destination& to, Job& job)
+// What has appeared under a free name may be a rival's, or what our own request has left there: that ends it.
+void WebDavCollection::RequireAsExpected(const Destination& to, Job& job)
 {
     const auto found = Find(to.name, job);
-    if (to.overwrite == Overwrite::No) {
-        return !found;
+    if (to.overwrite == Overwrite::No && found) {
+        throw CloudError(FailureCode::Conflict,
+                         Text(PathOf(to.name)) + QStringLiteral(": has appeared meanwhile"));
     }
-    return !to.replaced ||
-           (found && !found->isCollection && to.replaced->IsSameAs(DocumentVersion::Of(*found)));
+    if (to.overwrite == Overwrite::Yes && to.replaced) {
+        RequireSame(to.name, *to.replaced, found.value_or(DavResource()));
+    }
 }
 
 WebDavCollection::MoveOutcome WebDavCollection::Move(const std::string& from, const Destination& to, Job& job)
 {
     const auto request = MoveRequest(from, to);
-    const auto stillHolds = [&] { return IsAsExpected(to, job); };
+    const auto precondition = [&] { RequireAsExpected(to, job); };
     for (int repetitions = 0;; ++repetitions) {
-        const auto [answer, trouble, isHopeless] = TryChange(request, stillHolds, job);
+        const auto [answer, trouble, isHopeless] = TryChange(request, precondition, job);
         if (!trouble && answer.IsSuccess()) {
             return answer.status == 204 ? MoveOutcome::Replaced : MoveOutcome::Created;
         }
@@ -302,9 +302,7 @@ WebDavCollection::MoveOutcome WebDavCollection::Move(const std::string& from, co
             job.ThrowIfCanceled(); // which is why it may have timed out
             std::rethrow_exception(trouble);
         }
-        if (!stillHolds()) {
-            return MoveOutcome::Refused;
-        }
+        precondition();
     }
 }
 
@@ -312,12 +310,13 @@ void WebDavCollection::Delete(const std::string& name, const DocumentVersion& ve
 {
     auto request = DeleteRequest(name, version.StrongEntityTag());
     bool isConditional = !version.StrongEntityTag().isEmpty();
-    const auto stillHolds = [&] {
-        const auto found = Find(name, job);
-        return found && !found->isCollection && version.IsSameAs(DocumentVersion::Of(*found));
+    const auto precondition = [&] {
+        if (const auto found = Find(name, job)) {
+            RequireSame(name, version, *found);
+        }
     };
     for (int repetitions = 0;; ++repetitions) {
-        const auto [answer, trouble, isHopeless] = TryChange(request, stillHolds, job);
+        const auto [answer, trouble, isHopeless] = TryChange(request, precondition, job);
         if (!trouble && answer.IsSuccess()) {
             return;
         }
@@ -342,9 +341,7 @@ void WebDavCollection::Delete(const std::string& name, const DocumentVersion& ve
             job.ThrowIfCanceled();
             std::rethrow_exception(error);
         }
-        if (const auto now = Find(name, job)) {
-            RequireSame(name, version, *now);
-        }
+        precondition();
     }
 }
 

@@ -127,13 +127,15 @@ private:
     [[nodiscard]] HttpRequest DeleteRequest(const std::string& name, const QByteArray& strongEntityTag) const;
     [[nodiscard]] std::optional<Removal> TryDeletingOwn(const std::string& name, const IsOurs& isOurs,
                                                         std::chrono::milliseconds limit, Job& job);
-    /// Whether what a change starts from is still so. It is asked after each pause: others do not wait.
-    using StillHolds = std::function<bool()>;
+    /// Throws Conflict when what a change starts from is no longer so. It is called after each pause: others
+    /// do not wait.
+    using Precondition = std::function<void()>;
 
-    [[nodiscard]] ChangeOutcome TryChange(const HttpRequest& request, const StillHolds& stillHolds, Job& job);
-    [[nodiscard]] HttpResponse ChangeOnceUnlocked(const HttpRequest& request, const StillHolds& stillHolds,
-                                                  Job& job);
-    [[nodiscard]] bool IsAsExpected(const Destination& to, Job& job);
+    [[nodiscard]] ChangeOutcome TryChange(const HttpRequest& request, const Precondition& precondition,
+                                          Job& job);
+    [[nodiscard]] HttpResponse ChangeOnceUnlocked(const HttpRequest& request,
+                                                  const Precondition& precondition, Job& job);
+    void RequireAsExpected(const Destination& to, Job& job);
     [[nodiscard]] std::chrono::milliseconds TimeForCleaning(const Job& job) const;
     void RequireSame(const std::string& name, const DocumentVersion& version, const DavResource& found) const;
 
