@@ -344,6 +344,17 @@ TEST_F(FolderTransportTest, AnEmptyFolderOnAnotherDeviceInPlaceOfAFullOneIsAnErr
     fs::remove(empty);
 }
 
+TEST_F(FolderTransportTest, AnUnreadableRecordOfTheFolderIsTroubleWithTheLocalDisk)
+{
+    transport.List(job);
+    const auto isRecord = [](const fs::directory_entry& file) { return file.path().extension() == ".json"; };
+    const auto record = *std::find_if(fs::directory_iterator(cache), {}, isRecord);
+    fs::remove(record);
+    fs::create_symlink("/proc/self/mem", record); // can be opened and not be read
+    FolderTransport next({}, cloud, cache);
+    EXPECT_EQ(FailureOf([&] { next.List(job); }), FailureCode::LocalDisk);
+}
+
 TEST_F(FolderTransportTest, SignInSweepsWhatACrashHasLeft)
 {
     const auto child = ::fork();

@@ -8,7 +8,7 @@
 #include <QJsonObject>
 
 #include <fstream>
-#include <iterator>
+#include <string>
 
 namespace Orvane::Social {
 
@@ -18,6 +18,7 @@ namespace fs = std::filesystem;
 
 const QString kDevice = QStringLiteral("device"); // as text: a JSON number has 53 bits
 const QString kIsEmpty = QStringLiteral("isEmpty");
+constexpr std::size_t kLargestFile = 4096;
 
 QByteArray JsonOf(const KnownFolder::State& state)
 {
@@ -34,6 +35,19 @@ std::optional<KnownFolder::State> StateIn(const std::string& json)
         return std::nullopt;
     }
     return KnownFolder::State{device, object[kIsEmpty].toBool()};
+}
+
+/// Reads through the stream, whose buffer would throw std::ios_base::failure.
+std::string ContentOf(const fs::path& file)
+{
+    std::ifstream stream(file, std::ios::binary);
+    std::string text(kLargestFile, '\0');
+    stream.read(text.data(), static_cast<std::streamsize>(text.size()));
+    if (!stream.is_open() || stream.bad()) {
+        throw fs::filesystem_error("cannot read", file, std::make_error_code(std::errc::io_error));
+    }
+    text.resize(static_cast<std::size_t>(stream.gcount()));
+    return text;
 }
 
 } // namespace
@@ -80,12 +94,7 @@ std::optional<KnownFolder::State> KnownFolder::Load() const
         if (!Support::LookAt(m_file, Support::Links::Followed)) {
             return std::nullopt;
         }
-        std::ifstream stream(m_file, std::ios::binary);
-        const std::string text(std::istreambuf_iterator<char>(stream), {});
-        if (!stream) {
-            throw fs::filesystem_error("cannot read", m_file, std::make_error_code(std::errc::io_error));
-        }
-        return StateIn(text);
+        return StateIn(ContentOf(m_file));
     });
 }
 
