@@ -333,6 +333,14 @@ TEST_F(FolderTransportTest, AnEmptyFolderOnAnotherDeviceInPlaceOfAFullOneIsAnErr
     account.isEmptiedFolderAccepted = false;
     EXPECT_EQ(signIn().second, std::nullopt) << "its owner has emptied it";
 
+    mount(cloud);
+    Write(cloud / "b.pdf", "y");
+    first->List(job);
+    first->Remove(QStringLiteral("b.pdf"), job);
+    mount(empty);
+    EXPECT_EQ(signIn().second, std::nullopt) << "this client has emptied it";
+    mount(cloud);
+
     const Support::HeldFile held{place / Support::NewHeldName(), place / "held.pdf", {}};
     Write(held.path, "x");
     TemporaryJournal(cache / "temporaries").Record(held); // by an owner that is no more

@@ -313,7 +313,7 @@ fs::path FolderTransport::Fetch(const Download& download, Job& job)
 
 void FolderTransport::Remove(const Removal& removal, Job& job)
 {
-    RequireFolder();
+    const auto device = RequireFolder();
     const auto path = m_documents.PathOf(removal.id);
     RequireKnown(path, removal.known, job);
     const std::lock_guard lock(m_changing);
@@ -329,6 +329,19 @@ void FolderTransport::Remove(const Removal& removal, Job& job)
         RequireFolder(); // a folder that has gone meanwhile has removed nothing
     }
     m_seen.Forget(path);
+    NoteRemoval(device);
+}
+
+void FolderTransport::NoteRemoval(FolderDocuments::Device device)
+{
+    try {
+        const bool isEmpty = m_documents.IsEmpty(); // stops at the first document
+        if (m_documents.RequireFolder() == device) {
+            m_known.Note({device, isEmpty});
+        }
+    } catch (const CloudError&) { // the document is gone all the same
+        return;
+    }
 }
 
 Transport::QuotaValue FolderTransport::Quota(Job&)

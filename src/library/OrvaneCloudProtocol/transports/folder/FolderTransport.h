@@ -48,6 +48,9 @@ private:
     /// Throws unless the folder is there, and is the one that it was.
     FolderDocuments::Device RequireFolder();
 
+    /// Notes whether the folder on this device holds documents still.
+    void NoteRemoval(FolderDocuments::Device device);
+
     /// Throws Conflict when the document is no longer in the version that this client saw.
     void RequireSeen(const std::filesystem::path& path, const Support::FileStamp& now,
                      const std::optional<SeenVersion>& seen, Job& job);
