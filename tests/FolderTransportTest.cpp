@@ -239,6 +239,25 @@ TEST_F(FolderTransportTest, WhatCannotBeLookedAtIsNotGone)
     EXPECT_THAT(NamesIn(cloud), ElementsAre("a.pdf"));
 }
 
+TEST_F(FolderTransportTest, AListingThatCannotReadAContentDoesNotForgetWhatItWas)
+{
+    const auto file = cloud / "a.pdf";
+    fs::permissions(cloud, fs::perms::all);
+    Write(file, "old");
+    transport.List(job);
+    const auto time = fs::last_write_time(file);
+    Write(file, "new");
+    fs::last_write_time(file, time);
+    fs::permissions(file, fs::perms::none);
+    {
+        const Testing::OrdinaryUser user;
+        ASSERT_TRUE(user.IsBound());
+        EXPECT_EQ(transport.List(job).size(), 1);
+        EXPECT_EQ(FailureOf([&] { transport.Remove(QStringLiteral("a.pdf"), job); }), FailureCode::Conflict);
+    }
+    EXPECT_THAT(NamesIn(cloud), ElementsAre("a.pdf"));
+}
+
 TEST_F(FolderTransportTest, ADownloadLeavesAloneWhatAppearsAtItsTargetMeanwhile)
 {
     using ExistingFile = Transport::ExistingFile;

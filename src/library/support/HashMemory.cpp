@@ -259,10 +259,14 @@ HashMemory::~HashMemory()
 
 std::string HashMemory::HashOf(const std::string& utf8File, const IsCanceled& isCanceled)
 {
-    const auto before = StampOf(utf8File);
-    if (!before)
-        return {};
-    if (const auto remembered = d->Recall(utf8File, *before); !remembered.empty())
+    const auto stamp = StampOf(utf8File);
+    return stamp ? HashOf(utf8File, *stamp, isCanceled) : std::string();
+}
+
+std::string HashMemory::HashOf(const std::string& utf8File, const FileStamp& before,
+                               const IsCanceled& isCanceled)
+{
+    if (const auto remembered = d->Recall(utf8File, before); !remembered.empty())
         return ToHex(remembered);
 
     const auto md5 = Md5OfContent(std::filesystem::u8path(utf8File), isCanceled);
@@ -270,10 +274,10 @@ std::string HashMemory::HashOf(const std::string& utf8File, const IsCanceled& is
         return {};
     if (StampOf(utf8File) != before)
         return ToHex(*md5);
-    if (d->IsWorthRemembering(*before))
-        d->Remember(utf8File, *before, *md5);
+    if (d->IsWorthRemembering(before))
+        d->Remember(utf8File, before, *md5);
     else
-        d->RememberBriefly(utf8File, *before, *md5);
+        d->RememberBriefly(utf8File, before, *md5);
     return ToHex(*md5);
 }
 

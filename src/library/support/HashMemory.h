@@ -1,5 +1,7 @@
 #pragma once
 
+#include <support/FileStamp.h>
+
 #include <chrono>
 #include <cstddef>
 #include <filesystem>
@@ -42,6 +44,10 @@ public:
     {
         return HashOf(file.u8string(), isCanceled);
     }
+
+    /// The same for somebody who has looked at the file just now, and handles what goes wrong with a look.
+    [[nodiscard]] std::string HashOf(const std::string& utf8File, const FileStamp& stamp,
+                                     const IsCanceled& isCanceled = {});
 
     /// Writes what is new to the database; the destructor does so too.
     void Flush();

@@ -161,12 +161,15 @@ std::optional<Transport::CloudFile> FolderTransport::TryDescribe(const fs::path&
     if (!stamp) {
         return std::nullopt;
     }
-    const auto md5 = m_hashes.HashOf(path, [&job] { return job.IsCanceled(); });
+    const auto md5 = m_hashes.HashOf(path.u8string(), *stamp, [&job] { return job.IsCanceled(); });
     job.ThrowIfCanceled();
     if (md5.empty() && !FolderDocuments::StampOf(path)) {
         return std::nullopt;
     }
-    m_seen.Note(path, *stamp, QString::fromStdString(md5), begin);
+    // A content that cannot be read does not replace the one that was seen: the two cannot be compared.
+    if (const auto seen = m_seen.Find(path); !md5.empty() || !seen || seen->md5.isEmpty()) {
+        m_seen.Note(path, *stamp, QString::fromStdString(md5), begin);
+    }
     return FolderDocuments::Describe(path, *stamp, QString::fromStdString(md5));
 }
 
@@ -240,7 +243,10 @@ bool FolderTransport::IsSeen(const fs::path& path, const Support::FileStamp& now
 {
     const bool isSame = Support::IsSameVersion(now, seen.stamp);
     const bool isDoubtful = !isSame || !seen.isSettled || now.changed != seen.stamp.changed;
-    if (!isDoubtful || seen.md5.isEmpty() || now.size != seen.stamp.size) {
+    if (seen.md5.isEmpty()) {
+        return isSame && now.changed == seen.stamp.changed;
+    }
+    if (!isDoubtful || now.size != seen.stamp.size) {
         return isSame;
     }
     const auto md5 = m_hashes.HashOf(path, [&job] { return job.IsCanceled(); });
