@@ -393,8 +393,12 @@ TEST_F(FolderTransportTest, SignInSweepsWhatACrashHasLeft)
         // Between the two halves of a change: files under names of ours, and what stands at their homes.
         const auto hold = [&](const std::string& name, bool isDisposable, bool isReserved) {
             Write(cloud / name, isReserved ? "" : "mine");
-            Support::HeldFile held{cloud / Support::NewHeldName(), cloud / name, {}, isReserved};
+            Support::HeldFile held{cloud / Support::NewHeldName(), cloud / name, {}};
             Write(held.path, "held");
+            if (isReserved) {
+                journal->Record(held);
+                held.reservation = *Support::StampOf(held.home);
+            }
             if (isDisposable)
                 held.disposable = {*Support::StampOf(held.path)};
             journal->Record(held);
@@ -404,6 +408,9 @@ TEST_F(FolderTransportTest, SignInSweepsWhatACrashHasLeft)
         hold("reserved.pdf", false, true);
         hold("taken away.pdf", false, false);
         fs::remove(cloud / "taken away.pdf");
+        hold("theirs.pdf", false, true);
+        Write(cloud / "empty.pdf", "");
+        fs::rename(cloud / "empty.pdf", cloud / "theirs.pdf");
         ::_exit(0);
     }
     int status = 0;
@@ -415,9 +422,10 @@ TEST_F(FolderTransportTest, SignInSweepsWhatACrashHasLeft)
     transport.SignIn({}, job);
     EXPECT_THAT(NamesIn(local), ElementsAre("precious.pdf"));
     const auto temporary = underWay.TemporaryPath().filename().string();
-    EXPECT_THAT(NamesIn(cloud), ElementsAre(temporary, "both (2).pdf", "both.pdf", "replaced.pdf",
-                                            "reserved.pdf", "taken away.pdf"));
-    for (const char* name : {"both (2).pdf", "reserved.pdf", "taken away.pdf"})
+    EXPECT_THAT(NamesIn(cloud),
+                ElementsAre(temporary, "both (2).pdf", "both.pdf", "replaced.pdf", "reserved.pdf",
+                            "taken away.pdf", "theirs (2).pdf", "theirs.pdf"));
+    for (const char* name : {"both (2).pdf", "reserved.pdf", "taken away.pdf", "theirs (2).pdf"})
         EXPECT_EQ(Read(cloud / name), "held") << name;
 }
 

@@ -85,11 +85,12 @@ RenameResult LinkToFree(const fs::path& from, const fs::path& to)
     return error ? RenameResult::Unsupported : RenameResult::Done;
 }
 
-bool RenameToReserved(const fs::path& from, const fs::path& to)
+bool RenameToReserved(const fs::path& from, const fs::path& to, const std::function<void()>& whenReserved)
 {
     if (!Reserve(to))
         return false;
     try {
+        whenReserved();
         fs::rename(from, to);
     } catch (const fs::filesystem_error& failure) {
         std::error_code error;

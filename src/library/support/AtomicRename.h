@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 
 namespace Orvane::Support {
 
@@ -27,9 +28,12 @@ public:
     using filesystem_error::filesystem_error;
 };
 
-/// RenameToFree as file systems do it that have none of the above: for a moment @p to is an empty file.
-/// Returns false when the name is taken; throws LeftoverError when the empty file has to stay.
-[[nodiscard]] bool RenameToReserved(const std::filesystem::path& from, const std::filesystem::path& to);
+/// RenameToFree as file systems do it that have none of the above: for a moment @p to is an empty file, for
+/// which @p whenReserved is called. A filesystem_error that it throws gives the name up again. Returns false
+/// when the name is taken; throws LeftoverError when the empty file has to stay.
+[[nodiscard]] bool RenameToReserved(
+    const std::filesystem::path& from, const std::filesystem::path& to,
+    const std::function<void()>& whenReserved = [] {});
 
 /// Lets two existing files change names in one step. Returns Done or Unsupported; throws
 /// std::filesystem::filesystem_error.

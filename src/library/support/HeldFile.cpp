@@ -23,14 +23,15 @@ bool MoveToFree(const fs::path& from, const fs::path& to)
     return result == RenameResult::Unsupported ? RenameToReserved(from, to) : result == RenameResult::Done;
 }
 
-bool IsEmptyFile(const fs::path& path)
+bool IsHomeReserved(const HeldFile& held)
 {
-    return fs::is_regular_file(fs::symlink_status(path)) && fs::file_size(path) == 0;
+    const auto present = held.reservation ? LookAt(held.home, Links::NotFollowed) : std::nullopt;
+    return present && IsSameVersion(*present, *held.reservation);
 }
 
 bool PutBack(const HeldFile& held)
 {
-    if (held.isHomeReserved && IsEmptyFile(held.home)) {
+    if (IsHomeReserved(held)) {
         fs::rename(held.path, held.home);
         return true;
     }
@@ -81,7 +82,7 @@ bool Settle(const HeldFile& held) noexcept
 
 bool RemoveVersion(const fs::path& path, const FileStamp& expected, TemporaryJournal& journal)
 {
-    const HeldFile held{path.parent_path() / NewHeldName(), path, {expected}, false};
+    const HeldFile held{path.parent_path() / NewHeldName(), path, {expected}};
     journal.Record(held);
     std::error_code error;
     fs::rename(path, held.path, error);
@@ -89,7 +90,7 @@ bool RemoveVersion(const fs::path& path, const FileStamp& expected, TemporaryJou
         IsDisposable(held); // some servers report an error for a rename that they have done
     if (isExpected)
         fs::remove(held.path, error);
-    if (Settle({held.path, path, {}, false}))
+    if (Settle({held.path, path, {}}))
         journal.Forget(held.path);
     if (error && error != std::errc::no_such_file_or_directory)
         throw fs::filesystem_error("cannot remove", path, error);

@@ -3,6 +3,7 @@
 #include <support/FileStamp.h>
 
 #include <filesystem>
+#include <optional>
 #include <vector>
 
 namespace Orvane::Support {
@@ -20,8 +21,8 @@ struct HeldFile
     /// The versions that may be deleted. Anything else goes back.
     std::vector<FileStamp> disposable;
 
-    /// Whether an empty file at home is one that only keeps the name for this one.
-    bool isHomeReserved = false;
+    /// The empty file at home that only keeps the name for this one. Any other file there is somebody's.
+    std::optional<FileStamp> reservation = {};
 
     /// The device of its folder, as the journal has it; 0 when not known. While another one is there, because
     /// a share is not mounted perhaps, a file that is absent is not known to be gone.

@@ -141,7 +141,7 @@ bool PartFile::ReplaceVersion(const fs::path& target, const FileStamp& expected)
         ThrowLastError("cannot rename", m_path);
     }
     TakePermissionsOf(target);
-    const HeldFile held{target.parent_path() / NewHeldName(), target, {expected, *own}, false};
+    const HeldFile held{target.parent_path() / NewHeldName(), target, {expected, *own}};
     Hold(held);
     if (!Exchange(held)) {
         const auto present = LookAt(target, Links::NotFollowed);
@@ -151,11 +151,11 @@ bool PartFile::ReplaceVersion(const fs::path& target, const FileStamp& expected)
         }
         return isExpected;
     }
-    const bool isExpected = IsDisposable({held.path, target, {expected}, false});
+    const bool isExpected = IsDisposable({held.path, target, {expected}});
     if (!isExpected) {
         (void)Exchange(held);
     }
-    Release({held.path, target, {isExpected ? expected : *own}, false});
+    Release({held.path, target, {isExpected ? expected : *own}});
     return isExpected;
 }
 
@@ -219,8 +219,11 @@ bool PartFile::BecomeNewByLink(const fs::path& target)
 
 bool PartFile::BecomeNewByReservation(const fs::path& target)
 {
-    Hold({target.parent_path() / NewHeldName(), target, {}, true});
-    const bool isDone = RenameToReserved(m_path, target);
+    Hold({target.parent_path() / NewHeldName(), target, {}});
+    const auto recordReservation = [&] {
+        m_journal.Record(HeldFile{m_path, target, {}, LookAt(target, Links::NotFollowed)});
+    };
+    const bool isDone = RenameToReserved(m_path, target, recordReservation);
     if (isDone) {
         LetGo();
     }

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <map>
 #include <sstream>
 #include <vector>
 
@@ -20,9 +21,10 @@ constexpr std::string_view kNamePrefix = ".orvane-cloud-";
 constexpr std::string_view kTemporarySuffix = ".part";
 constexpr std::string_view kHeldSuffix = ".held";
 
-// Each begins an entry of three parts: path, home, device with disposable versions.
+// Each begins an entry of three parts: path, home, device with disposable versions. The latest entry of a
+// path is in force.
 constexpr char kHeldMark = '>';
-constexpr char kReservedMark = '+'; // also: home is reserved
+constexpr char kReservedMark = '+'; // also: home is reserved by the first of the versions
 constexpr std::size_t kRandomDigits = 16;
 constexpr std::chrono::hours kLongestWait{30 * 24};
 
@@ -60,20 +62,32 @@ std::uint64_t DeviceOrNone(const fs::path& folder)
 
 std::string FiguresOf(const HeldFile& held)
 {
+    auto versions = held.disposable;
+    if (held.reservation) {
+        versions.insert(versions.begin(), *held.reservation);
+    }
     std::ostringstream text;
     text << DeviceOrNone(held.path.parent_path());
-    for (const auto& version : held.disposable) {
+    for (const auto& version : versions) {
         text << ' ' << version.inode << ' ' << version.size << ' ' << version.modified;
     }
     return text.str();
 }
 
+std::istream& ReadVersion(std::istream& stream, FileStamp& version)
+{
+    return stream >> version.inode >> version.size >> version.modified;
+}
+
 HeldFile HeldIn(const std::string& path, const std::string& home, const std::string& figures)
 {
-    HeldFile held{path.substr(1), home, {}, path.front() == kReservedMark};
+    HeldFile held{path.substr(1), home, {}};
     std::istringstream stream(figures);
     stream >> held.device;
-    for (FileStamp version; stream >> version.inode >> version.size >> version.modified;) {
+    if (FileStamp version; path.front() == kReservedMark && ReadVersion(stream, version)) {
+        held.reservation = version;
+    }
+    for (FileStamp version; ReadVersion(stream, version);) {
         held.disposable.push_back(version);
     }
     return held;
@@ -87,7 +101,7 @@ bool BeginsHeld(const std::string& part)
 struct Entries
 {
     std::vector<fs::path> temporaries;
-    std::vector<HeldFile> held;
+    std::map<fs::path, HeldFile> held;
 };
 
 /// The parts of all entries. A path may hold any byte but NUL, which therefore ends each part. A crash may
@@ -115,7 +129,9 @@ Entries EntriesIn(const fs::path& journal)
         if (!BeginsHeld(*part)) {
             entries.temporaries.emplace_back(*part);
         } else if (parts.end() - part > 2) {
-            entries.held.push_back(HeldIn(part[0], part[1], part[2]));
+            auto held = HeldIn(part[0], part[1], part[2]);
+            const auto path = held.path;
+            entries.held.insert_or_assign(path, std::move(held));
             part += 2;
         }
     }
@@ -172,7 +188,7 @@ void TemporaryJournal::Record(const fs::path& temporary)
 
 void TemporaryJournal::Record(const HeldFile& held)
 {
-    const char mark = held.isHomeReserved ? kReservedMark : kHeldMark;
+    const char mark = held.reservation ? kReservedMark : kHeldMark;
     Note(held.path, mark + held.path.string() + '\0' + held.home.string() + '\0' + FiguresOf(held) + '\0');
 }
 
@@ -245,7 +261,7 @@ void TemporaryJournal::SweepOne(const fs::path& journal, const Remove& remove)
     bool isDone = true;
     const auto entries = EntriesIn(journal);
     // The journal is a file like any other: it may not be made to touch the user's.
-    for (const auto& held : entries.held) {
+    for (const auto& [path, held] : entries.held) {
         isDone = (!IsHeldAsOurs(held) || Settle(held)) && isDone;
     }
     for (const auto& temporary : entries.temporaries) {
