@@ -173,21 +173,58 @@ TEST_F(FolderTransportTest, OnlyAnotherContentCountsAsAnotherVersion)
 
 TEST_F(FolderTransportTest, WhatIsPutThereInTheLastMomentStays)
 {
-    TemporaryJournal journal(cache);
-    const auto file = cloud / "a.pdf";
-    Write(file, "theirs");
-    const auto theirs = *Support::StampOf(file);
-    auto expected = theirs;
-    ++expected.modified;
-    EXPECT_FALSE(Support::RemoveVersion(file, expected, journal));
-    {
-        PartFile part(cloud, journal);
-        part.Write("mine", 4);
-        part.Finish();
-        EXPECT_FALSE(part.ReplaceVersion(file, expected));
+    Write(local / "file", "");
+    for (const auto& folder : {cache, local / "file"}) { // the second cannot be written
+        TemporaryJournal journal(folder);
+        const auto file = cloud / "a.pdf";
+        Write(file, "theirs");
+        const auto theirs = *Support::StampOf(file);
+        auto expected = theirs;
+        ++expected.modified;
+        EXPECT_FALSE(Support::RemoveVersion(file, expected, journal));
+        const auto replace = [&](const Support::FileStamp& version) {
+            PartFile part(cloud, journal);
+            part.Write("mine", 4);
+            part.Finish();
+            return part.ReplaceVersion(file, version);
+        };
+        EXPECT_FALSE(replace(expected));
+        EXPECT_TRUE(Support::IsSameVersion(*Support::StampOf(file), theirs));
+        EXPECT_TRUE(replace(theirs));
+        EXPECT_EQ(Read(file), "mine");
+        EXPECT_THAT(NamesIn(cloud), ElementsAre("a.pdf"));
+        EXPECT_TRUE(Support::RemoveVersion(file, *Support::StampOf(file), journal));
+        EXPECT_THAT(NamesIn(cloud), IsEmpty());
     }
-    EXPECT_TRUE(Support::IsSameVersion(*Support::StampOf(file), theirs));
-    EXPECT_THAT(NamesIn(cloud), ElementsAre("a.pdf"));
+}
+
+TEST_F(FolderTransportTest, NothingIsHeldWithoutARecordAndACutOneSpoilsNoOther)
+{
+    TemporaryJournal journal(cache / "temporaries");
+    const auto become = [&] {
+        PartFile part(cloud, journal);
+        part.Write("new", 3);
+        part.Finish();
+        return part.BecomeNewByReservation(cloud / "new.pdf");
+    };
+    const PartFile underWay(cloud, journal); // its record is written
+    auto* const handler = std::signal(SIGXFSZ, SIG_IGN);
+    rlimit former = {};
+    getrlimit(RLIMIT_FSIZE, &former);
+    for (const rlim_t room : {100, 200, 300, 400}) {
+        const rlimit limit{room, former.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &limit);
+        EXPECT_THROW(become(), Support::JournalError) << room;
+        EXPECT_THAT(NamesIn(cloud), ElementsAre(underWay.TemporaryPath().filename().string()));
+    }
+    setrlimit(RLIMIT_FSIZE, &former);
+    std::signal(SIGXFSZ, handler);
+    const Support::HeldFile held{cloud / Support::NewHeldName(), cloud / "held.pdf", {}};
+    Write(held.path, "held");
+    EXPECT_TRUE(journal.Record(held));
+    fs::copy_file(*fs::directory_iterator(cache / "temporaries"), cache / "temporaries" / "crashed.journal");
+    transport.SignIn({}, job);
+    EXPECT_EQ(Read(cloud / "held.pdf"), "held");
 }
 
 TEST_F(FolderTransportTest, OfTwoClientsThatReplaceOneDocumentAtOnceOneIsRefused)
@@ -362,7 +399,7 @@ TEST_F(FolderTransportTest, AnEmptyFolderOnAnotherDeviceInPlaceOfAFullOneIsAnErr
 
     const Support::HeldFile held{place / Support::NewHeldName(), place / "held.pdf", {}};
     Write(held.path, "x");
-    TemporaryJournal(cache / "temporaries").Record(held); // by an owner that is no more
+    (void)TemporaryJournal(cache / "temporaries").Record(held); // by an owner that is no more
     mount(empty);
     transport.SignIn({}, job);
     mount(cloud);
@@ -396,12 +433,12 @@ TEST_F(FolderTransportTest, SignInSweepsWhatACrashHasLeft)
             Support::HeldFile held{cloud / Support::NewHeldName(), cloud / name, {}};
             Write(held.path, "held");
             if (isReserved) {
-                journal->Record(held);
+                (void)journal->Record(held);
                 held.reservation = *Support::StampOf(held.home);
             }
             if (isDisposable)
                 held.disposable = {*Support::StampOf(held.path)};
-            journal->Record(held);
+            (void)journal->Record(held);
         };
         hold("replaced.pdf", true, false);
         hold("both.pdf", false, false);

@@ -56,6 +56,17 @@ bool IsItsFolderThere(const HeldFile& held)
     return held.device == 0 || held.device == device;
 }
 
+/// Without a record a crash would leave a file under a name that nobody looks at. What is put there between
+/// the look and the removal is lost here, which is the shorter moment.
+bool RemoveUnheld(const fs::path& path, const FileStamp& expected)
+{
+    const auto present = LookAt(path, Links::NotFollowed);
+    const bool isExpected = present && IsSameVersion(*present, expected);
+    if (isExpected)
+        fs::remove(path);
+    return isExpected || !fs::exists(fs::symlink_status(path));
+}
+
 } // namespace
 
 bool IsDisposable(const HeldFile& held) noexcept
@@ -83,7 +94,8 @@ bool Settle(const HeldFile& held) noexcept
 bool RemoveVersion(const fs::path& path, const FileStamp& expected, TemporaryJournal& journal)
 {
     const HeldFile held{path.parent_path() / NewHeldName(), path, {expected}};
-    journal.Record(held);
+    if (!journal.Record(held))
+        return RemoveUnheld(path, expected);
     std::error_code error;
     fs::rename(path, held.path, error);
     const bool isExpected =

@@ -36,9 +36,10 @@ struct HeldFile
 /// name beside it when that is taken. Returns false when the file may still be held.
 bool Settle(const HeldFile& held) noexcept;
 
-/// Deletes the file at @p path if it is @p expected, also when somebody replaces it in the same moment.
-/// Returns false when it is another version, which then stays or is put back. One that is gone counts as
-/// deleted. Throws std::filesystem::filesystem_error.
+/// Deletes the file at @p path if it is @p expected, also when somebody replaces it in the same moment (but
+/// not while the journal cannot be written, when the check comes directly before the removal). Returns false
+/// when it is another version, which then stays or is put back. One that is gone counts as deleted. Throws
+/// std::filesystem::filesystem_error.
 [[nodiscard]] bool RemoveVersion(const std::filesystem::path& path, const FileStamp& expected,
                                  TemporaryJournal& journal);
 

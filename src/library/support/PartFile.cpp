@@ -142,20 +142,28 @@ bool PartFile::ReplaceVersion(const fs::path& target, const FileStamp& expected)
     }
     TakePermissionsOf(target);
     const HeldFile held{target.parent_path() / NewHeldName(), target, {expected, *own}};
+    if (!m_journal.Record(held)) {
+        return ReplaceUnheld(target, expected);
+    }
     Hold(held);
     if (!Exchange(held)) {
-        const auto present = LookAt(target, Links::NotFollowed);
-        const bool isExpected = present && IsSameVersion(*present, expected);
-        if (isExpected) {
-            MoveTo(target);
-        }
-        return isExpected;
+        return ReplaceUnheld(target, expected);
     }
     const bool isExpected = IsDisposable({held.path, target, {expected}});
     if (!isExpected) {
         (void)Exchange(held);
     }
     Release({held.path, target, {isExpected ? expected : *own}});
+    return isExpected;
+}
+
+bool PartFile::ReplaceUnheld(const fs::path& target, const FileStamp& expected)
+{
+    const auto present = LookAt(target, Links::NotFollowed);
+    const bool isExpected = present && IsSameVersion(*present, expected);
+    if (isExpected) {
+        MoveTo(target);
+    }
     return isExpected;
 }
 
@@ -179,17 +187,16 @@ void PartFile::Release(const HeldFile& held)
     }
 }
 
-void PartFile::Hold(const HeldFile& held)
+void PartFile::Hold(const HeldFile& recorded)
 {
-    m_journal.Record(held);
     try {
-        fs::rename(m_path, held.path);
+        fs::rename(m_path, recorded.path);
     } catch (const fs::filesystem_error&) {
-        m_journal.Forget(held.path);
+        m_journal.Forget(recorded.path);
         throw;
     }
     m_journal.Forget(m_path);
-    m_path = held.path;
+    m_path = recorded.path;
 }
 
 bool PartFile::BecomeNew(const fs::path& target)
@@ -219,9 +226,12 @@ bool PartFile::BecomeNewByLink(const fs::path& target)
 
 bool PartFile::BecomeNewByReservation(const fs::path& target)
 {
-    Hold({target.parent_path() / NewHeldName(), target, {}});
+    HeldFile held{target.parent_path() / NewHeldName(), target, {}};
+    m_journal.RequireRecord(held);
+    Hold(held);
     const auto recordReservation = [&] {
-        m_journal.Record(HeldFile{m_path, target, {}, LookAt(target, Links::NotFollowed)});
+        held.reservation = LookAt(target, Links::NotFollowed);
+        m_journal.RequireRecord(held);
     };
     const bool isDone = RenameToReserved(m_path, target, recordReservation);
     if (isDone) {

@@ -38,7 +38,8 @@ public:
 
     /// As Replace, for a file that is no longer replaced once it is another version than @p expected. Returns
     /// false then: the file at @p target is (again) the one that was there. Where the system can exchange
-    /// names, this holds also for a file that somebody puts there in the same moment.
+    /// names, and the journal can be written, this holds also for a file that somebody puts there in the same
+    /// moment.
     [[nodiscard]] bool ReplaceVersion(const std::filesystem::path& target, const FileStamp& expected);
 
     /// After Finish: becomes the file at @p target. Returns false, and stays what it is, when something is
@@ -49,8 +50,8 @@ public:
     [[nodiscard]] bool BecomeNewByLink(const std::filesystem::path& target);
 
     /// BecomeNew as file systems without hard links can do it: for a moment the target is an empty file. A
-    /// sweep after a crash in this moment finishes what was begun. Throws LeftoverError when the empty file
-    /// has to stay.
+    /// sweep after a crash in this moment finishes what was begun, so the journal has to be writable: throws
+    /// JournalError when it is not. Throws LeftoverError when the empty file has to stay.
     [[nodiscard]] bool BecomeNewByReservation(const std::filesystem::path& target);
 
 private:
@@ -61,7 +62,8 @@ private:
 
     void Remove() noexcept;
     void TakePermissionsOf(const std::filesystem::path& target);
-    void Hold(const HeldFile& held);
+    void Hold(const HeldFile& recorded);
+    [[nodiscard]] bool ReplaceUnheld(const std::filesystem::path& target, const FileStamp& expected);
     [[nodiscard]] bool Exchange(const HeldFile& held);
     void Release(const HeldFile& held);
     void MoveTo(const std::filesystem::path& target);

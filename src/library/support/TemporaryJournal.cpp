@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <chrono>
 #include <map>
+#include <optional>
 #include <sstream>
 #include <vector>
 
@@ -105,15 +106,15 @@ struct Entries
 };
 
 /// The parts of all entries. A path may hold any byte but NUL, which therefore ends each part. A crash may
-/// have cut the last one, which then does not end in a NUL.
-std::vector<std::string> PartsIn(const fs::path& journal)
+/// have cut the last one, which then does not end in a NUL. Nothing when the journal cannot be read.
+std::optional<std::vector<std::string>> PartsIn(const fs::path& journal)
 {
     std::ifstream stream(journal, std::ios::binary);
     std::vector<std::string> parts;
     for (std::string part; std::getline(stream, part, '\0') && !stream.eof();) {
         parts.push_back(part);
     }
-    return parts;
+    return stream.is_open() && !stream.bad() ? std::make_optional(parts) : std::nullopt;
 }
 
 bool IsHeldAsOurs(const HeldFile& held)
@@ -121,10 +122,9 @@ bool IsHeldAsOurs(const HeldFile& held)
     return IsHeldName(held.path.filename().string()) && held.home.parent_path() == held.path.parent_path();
 }
 
-Entries EntriesIn(const fs::path& journal)
+Entries EntriesOf(const std::vector<std::string>& parts)
 {
     Entries entries;
-    const auto parts = PartsIn(journal);
     for (auto part = parts.begin(); part != parts.end(); ++part) {
         if (!BeginsHeld(*part)) {
             entries.temporaries.emplace_back(*part);
@@ -183,26 +183,53 @@ TemporaryJournal::~TemporaryJournal()
 
 void TemporaryJournal::Record(const fs::path& temporary)
 {
-    Note(temporary, temporary.string() + '\0');
+    (void)Note(temporary, temporary.string() + '\0');
 }
 
-void TemporaryJournal::Record(const HeldFile& held)
+bool TemporaryJournal::Record(const HeldFile& held)
 {
     const char mark = held.reservation ? kReservedMark : kHeldMark;
-    Note(held.path, mark + held.path.string() + '\0' + held.home.string() + '\0' + FiguresOf(held) + '\0');
+    return Note(held.path,
+                mark + held.path.string() + '\0' + held.home.string() + '\0' + FiguresOf(held) + '\0');
 }
 
-void TemporaryJournal::Note(const fs::path& path, const std::string& entry)
+void TemporaryJournal::RequireRecord(const HeldFile& held)
+{
+    if (!Record(held)) {
+        throw JournalError("cannot write", m_journal, std::make_error_code(std::errc::io_error));
+    }
+}
+
+bool TemporaryJournal::Note(const fs::path& path, const std::string& entry)
 {
     const std::lock_guard lock(m_mutex);
-    m_temporaries.insert(path.native());
-    if (IsOpen()) {
-        if (!m_stream.is_open() || !m_stream) {
-            m_stream = std::ofstream(m_journal, std::ios::binary | std::ios::app);
-        }
-        m_stream << entry;
-        m_stream.flush(); // to the system, which outlives us
+    const bool isNoted = IsOpen() && Append(entry);
+    if (isNoted) {
+        m_temporaries.insert(path.native());
     }
+    return isNoted;
+}
+
+bool TemporaryJournal::Append(const std::string& entry)
+{
+    std::error_code error;
+    const auto size = fs::file_size(m_journal, error);
+    if (error || m_isSpoiled) {
+        return false;
+    }
+    if (!m_stream.is_open()) {
+        m_stream.open(m_journal, std::ios::binary | std::ios::app);
+    }
+    m_stream << entry;
+    m_stream.flush(); // to the system, which outlives us
+    if (m_stream && fs::file_size(m_journal, error) == size + entry.size()) {
+        return true;
+    }
+    // The beginning of an entry would make another one of the next. Closing writes what is left of it.
+    m_stream = std::ofstream();
+    fs::resize_file(m_journal, size, error);
+    m_isSpoiled = static_cast<bool>(error);
+    return false;
 }
 
 void TemporaryJournal::Forget(const fs::path& temporary)
@@ -217,10 +244,11 @@ void TemporaryJournal::Forget(const fs::path& temporary)
 
 bool TemporaryJournal::IsOpen()
 {
-    if (m_lock) {
+    std::error_code ignored;
+    if (m_lock && fs::status(m_journal, ignored).type() != fs::file_type::not_found) {
         return true;
     }
-    std::error_code ignored;
+    Close(); // somebody may have removed the journal
     fs::create_directories(m_folder, ignored);
     auto lock = std::make_unique<FileLock>(m_journal);
     if (lock->Take() != FileLock::Result::Taken) {
@@ -228,6 +256,13 @@ bool TemporaryJournal::IsOpen()
     }
     m_lock = std::move(lock);
     return true;
+}
+
+void TemporaryJournal::Close()
+{
+    m_stream = std::ofstream();
+    m_lock.reset();
+    m_isSpoiled = false;
 }
 
 bool TemporaryJournal::RemoveFile(const fs::path& temporary)
@@ -258,8 +293,12 @@ void TemporaryJournal::SweepOne(const fs::path& journal, const Remove& remove)
     if (lock.Take() != FileLock::Result::Taken) {
         return;
     }
+    const auto parts = PartsIn(journal);
+    if (!parts) {
+        return;
+    }
     bool isDone = true;
-    const auto entries = EntriesIn(journal);
+    const auto entries = EntriesOf(*parts);
     // The journal is a file like any other: it may not be made to touch the user's.
     for (const auto& [path, held] : entries.held) {
         isDone = (!IsHeldAsOurs(held) || Settle(held)) && isDone;

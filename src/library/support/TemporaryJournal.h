@@ -22,10 +22,17 @@ namespace Orvane::Support {
 [[nodiscard]] std::string NewHeldName();
 [[nodiscard]] bool IsHeldName(std::string_view fileName);
 
+/// A step cannot be taken, because the journal cannot be written.
+class JournalError : public std::filesystem::filesystem_error
+{
+public:
+    using filesystem_error::filesystem_error;
+};
+
 /// Remembers on disk which temporary files its owner has made, so that those of a crashed one are found
 /// wherever they lie, on this machine or on a server. Each owner has a journal of its own, held by a lock for
-/// as long as the owner lives. Thread-safe. Without a usable folder nothing is remembered, and all else
-/// works.
+/// as long as the owner lives. Thread-safe. Without a usable folder temporaries are not remembered, which
+/// leaves them behind after a crash.
 class TemporaryJournal
 {
 public:
@@ -36,8 +43,12 @@ public:
     /// To be called before the file is made.
     void Record(const std::filesystem::path& temporary);
 
-    /// To be called before the file gets the name under which it is held.
-    void Record(const HeldFile& held);
+    /// To be called before the file gets the name under which it is held, which it may not get when this
+    /// returns false: the record could not be written then.
+    [[nodiscard]] bool Record(const HeldFile& held);
+
+    /// The same; throws JournalError in place of returning false.
+    void RequireRecord(const HeldFile& held);
 
     /// To be called once the file is gone.
     void Forget(const std::filesystem::path& temporary);
@@ -52,8 +63,10 @@ public:
     void Sweep(const Remove& remove);
 
 private:
-    void Note(const std::filesystem::path& path, const std::string& entry);
+    [[nodiscard]] bool Note(const std::filesystem::path& path, const std::string& entry);
+    [[nodiscard]] bool Append(const std::string& entry);
     [[nodiscard]] bool IsOpen();
+    void Close();
     static void SweepOne(const std::filesystem::path& journal, const Remove& remove);
     [[nodiscard]] static bool RemoveFile(const std::filesystem::path& temporary);
 
@@ -63,6 +76,7 @@ private:
     std::set<std::filesystem::path::string_type> m_temporaries;
     std::unique_ptr<FileLock> m_lock; ///< on the journal
     std::ofstream m_stream;           ///< to the journal, while there is a lock
+    bool m_isSpoiled = false;         ///< a part of an entry could not be taken back
 };
 
 } // namespace Orvane::Support

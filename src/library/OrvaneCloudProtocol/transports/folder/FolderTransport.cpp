@@ -292,6 +292,11 @@ bool FolderTransport::TryName(Support::PartFile& part, const fs::path& target, J
         throw LeftBehindError(
             CloudError(FailureCodeOf(FileSide::Cloud, error.code()), Support::ToText(target)),
             DocumentIdOf(target.filename().string()));
+    } catch (const Support::JournalError& error) {
+        throw CloudError(FailureCode::LocalDisk,
+                         Support::ToText(error.path1()) +
+                             QStringLiteral(": cannot be written, and without it a crash could leave an "
+                                            "empty document behind"));
     }
 }
 
