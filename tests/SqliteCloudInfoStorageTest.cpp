@@ -128,7 +128,19 @@ TEST_F(SqliteCloudInfoStorageTest, SetsAsideWhatIsNotAsItMadeItAndCarriesOverWha
             bytes.replace(begin / 4096 * 4096, 4096, 4096, '\x5a');
         Write(m_file, bytes);
     };
+    const auto spoil = [this](std::size_t begin, std::size_t size) {
+        return [=] {
+            auto bytes = Read(m_file);
+            bytes.replace(begin, size, size, '\x5a');
+            Write(m_file, bytes);
+        };
+    };
     const std::map<std::string, Mishap> mishaps{
+        {"no magic", {spoil(0, 16), 300}},
+        {"no header", {spoil(16, 64), 300}},
+        {"no schema", {spoil(100, 64), 300}},
+        {"a garbled schema", {spoil(3900, 100), 300}},
+        {"another program's, long", {[this] { Write(m_file, std::string(100'000, '\n')); }, 0}},
         {"no database", {[this] { Write(m_file, "hello"); }, 0}},
         {"cut", {[this] { fs::resize_file(m_file, fs::file_size(m_file) / 2); }, 100}},
         {"two pages", {spoilTwoPages, 270}},

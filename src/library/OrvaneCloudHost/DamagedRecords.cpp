@@ -82,7 +82,11 @@ void BeginTableAt(SQLite::Database& database, PageNumber page)
 // The first value found stays. Answers whether the last row has been reached.
 bool TakeRows(SQLite::Database& database, const char* order, ICloudInfoStorage::Records& records)
 try {
-    const auto text = std::string("SELECT document_id, key, value FROM document_value ORDER BY ") + order;
+    // Other programs' rows have other types.
+    const auto text = std::string("SELECT document_id, key, value FROM document_value WHERE"
+                                  " typeof(document_id) = 'blob' AND typeof(key) = 'blob'"
+                                  " AND typeof(value) = 'blob' ORDER BY ") +
+                      order;
     Support::Statement query(database, text.c_str());
     while (query.Step())
         records[std::string(query.Bytes(0))].emplace(query.Bytes(1), query.Bytes(2));

@@ -195,10 +195,10 @@ void RefuseUnfinishedChange(const fs::path& file)
     }
 }
 
-std::unique_ptr<SQLite::Database> ImageOf(const fs::path& file)
+std::unique_ptr<SQLite::Database> ImageOf(const fs::path& file, const std::string& firstPage = {})
 {
     try {
-        auto image = OpenDatabaseImage(file);
+        auto image = OpenDatabaseImage(file, firstPage);
         Harden(*image);
         return image;
     } catch (const fs::filesystem_error& error) {
@@ -241,6 +241,39 @@ bool IsOfSchema(SQLite::Database& image, const Schema& schema)
     }
 }
 
+// Whether the first page can no longer tell what the file is, or calls it ours and garbles the tables.
+bool IsHeadDamaged(SQLite::Database& image, const Schema& schema)
+{
+    try {
+        return Number(image, "PRAGMA application_id") == schema.applicationId &&
+               Number(image, "PRAGMA user_version") == schema.version &&
+               Layout(image) != ExpectedLayout(schema);
+    } catch (const SQLite::Exception&) {
+        return true;
+    }
+}
+
+// With the page size that SQLite gives our files.
+std::string FirstPage(const Schema& schema)
+{
+    SQLite::Database model(":memory:", SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE);
+    model.exec("PRAGMA page_size = 4096");
+    Create(model, schema);
+    return FirstPageOf(model);
+}
+
+// The image of a file whose rows can be carried over; nothing for one that is not ours.
+std::unique_ptr<SQLite::Database> ReadableImage(std::unique_ptr<SQLite::Database> image, const fs::path& file,
+                                                const Schema& schema)
+{
+    if (IsOfSchema(*image, schema))
+        return image;
+    if (!IsHeadDamaged(*image, schema))
+        return nullptr;
+    image = ImageOf(file, FirstPage(schema));
+    return IsOfSchema(*image, schema) ? std::move(image) : nullptr;
+}
+
 // A second name for the file, or a copy where the file system knows no second names.
 void KeepAs(const fs::path& aside, const fs::path& file)
 {
@@ -271,12 +304,13 @@ void Renew(const fs::path& file, const fs::path& aside, const Schema& schema,
 OpenedDatabase Replace(const fs::path& file, const Schema& schema, const CarryOver& carryOver)
 {
     RefuseUnfinishedChange(file);
-    const auto image = ImageOf(file);
+    auto image = ImageOf(file);
     const auto why = Judge(*image, schema, file);
     fs::path aside;
     try {
         aside = FreeNameForSettingAside(file);
-        if (carryOver && IsOfSchema(*image, schema))
+        image = carryOver ? ReadableImage(std::move(image), file, schema) : nullptr;
+        if (image)
             Renew(file, aside, schema, [&](SQLite::Database& fresh) { carryOver(*image, fresh); });
         else
             fs::rename(file, aside);

@@ -3,6 +3,7 @@
 #include <SQLiteCpp/SQLiteCpp.h>
 #include <sqlite3.h>
 
+#include <algorithm>
 #include <cstring>
 #include <fstream>
 #include <string>
@@ -17,6 +18,9 @@ namespace fs = std::filesystem;
 constexpr std::size_t kPageSize = 16;
 constexpr std::size_t kWriteVersion = 18;
 constexpr std::size_t kReadVersion = 19;
+constexpr std::size_t kPageCount = 28; // when it is 0, the size of the file counts
+constexpr std::size_t kFreePages = 32;
+constexpr std::size_t kAfterFreePages = 40;
 constexpr char kRollbackJournal = 1;
 constexpr char kWriteAheadLog = 2;
 
@@ -50,11 +54,32 @@ void TurnToRollbackJournal(std::string& bytes)
         bytes[kWriteVersion] = bytes[kReadVersion] = kRollbackJournal;
 }
 
+void ReplaceFirstPage(std::string& bytes, const std::string& page)
+{
+    if (page.empty() || bytes.size() < page.size())
+        return;
+    bytes.replace(0, kPageCount, page, 0, kPageCount);
+    bytes.replace(kPageCount, kFreePages - kPageCount, kFreePages - kPageCount, '\0');
+    bytes.replace(kAfterFreePages, page.size() - kAfterFreePages, page, kAfterFreePages);
+}
+
 } // namespace
 
-std::unique_ptr<SQLite::Database> OpenDatabaseImage(const fs::path& file)
+std::string FirstPageOf(SQLite::Database& database)
+{
+    sqlite3_int64 size = 0;
+    const std::unique_ptr<unsigned char, decltype(&sqlite3_free)> bytes(
+        sqlite3_serialize(database.getHandle(), "main", &size, 0), &sqlite3_free);
+    if (!bytes)
+        throw SQLite::Exception("out of memory", SQLITE_NOMEM);
+    const auto pageSize = database.execAndGet("PRAGMA page_size").getInt64();
+    return {bytes.get(), bytes.get() + std::min<sqlite3_int64>(pageSize, size)};
+}
+
+std::unique_ptr<SQLite::Database> OpenDatabaseImage(const fs::path& file, const std::string& firstPage)
 {
     auto bytes = ReadWhole(file);
+    ReplaceFirstPage(bytes, firstPage);
     DropCutPage(bytes);
     TurnToRollbackJournal(bytes);
     auto database =
