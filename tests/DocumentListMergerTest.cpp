@@ -5,8 +5,11 @@
 #include <OrvaneCloudHost/DepartedCopies.h>
 #include <OrvaneCloudHost/DocumentListMerger.h>
 #include <OrvaneCloudHost/RunningTransfers.h>
+#include <OrvaneCloudHost/SqliteCloudInfoStorage.h>
 
+#include <QDir>
 #include <QSignalSpy>
+#include <QTemporaryDir>
 #include <QTest>
 
 #include <limits>
@@ -15,6 +18,7 @@ namespace Orvane::Tests {
 namespace {
 
 using PDF::FileInfo;
+using PDF::Cloud::DepartedCopies;
 using PDF::Cloud::DocumentListMerger;
 using Sizes = FileInfo::PreviewSize;
 
@@ -80,8 +84,9 @@ protected:
     std::shared_ptr<FakeStorage> m_storage = std::make_shared<FakeStorage>(m_journal);
     PDF::Cloud::OrvaneCloudFilesManager m_documents{m_storage, m_fileSystem, m_hashes};
     PDF::Cloud::RunningTransfers m_transfers;
-    std::shared_ptr<FakeStorage> m_departedStorage = std::make_shared<FakeStorage>(m_journal);
-    PDF::Cloud::DepartedCopies m_departed{[this] { return m_departedStorage; }, false};
+    QTemporaryDir m_folder;
+    const QString m_departedFile = m_folder.filePath("departed.sqlite"_q);
+    DepartedCopies m_departed{m_departedFile, [] { return true; }};
     DocumentListMerger m_merger{*m_manager, m_documents, m_transfers, m_departed};
     QSignalSpy m_merged{&m_merger, &DocumentListMerger::Merged};
     QSignalSpy m_settled{&m_merger, &DocumentListMerger::PreviewsSettled};
@@ -154,20 +159,44 @@ TEST_F(DocumentListMergerTest, WhatIsBeingTransferredStaysAndWhatReturnsHasItsLo
     leave("down up");
     m_transfers.End(1);
     m_transfers.End(2);
+    m_documents.Add(ListedDocument("cloud only"));
+    QDir().mkdir(m_departedFile);
+    leave("down up"); // else their local copies would be lost
+    EXPECT_NE(m_departed.Problem(), QString());
+    QDir().rmdir(m_departedFile);
     leave("");
-
-    m_departedStorage->m_records["up"]["departed_on"] = "20000";
-    PDF::Cloud::DepartedCopies ofLaterRun([this] { return m_departedStorage; }, true);
-    EXPECT_FALSE(ofLaterRun.GiveBack(*ListedDocument("up"))) << "too long ago";
-    const auto inLaterRun = ListedDocument("down");
-    EXPECT_TRUE(ofLaterRun.GiveBack(*inLaterRun));
-    EXPECT_EQ(inLaterRun->GetPath(), ioPath("/local/down"_s));
-    EXPECT_TRUE(m_departedStorage->m_records.empty());
+    EXPECT_EQ(m_departed.Problem(), QString());
 
     Answer(StartListing(), {"down"_q});
     Settle();
     EXPECT_EQ(m_documents.GetFileInfo("down"_q)->GetPath(), ioPath("/local/down"_s));
     EXPECT_EQ(m_documents.GetFileInfo("down"_q)->GetCloudHashBeforeChange(), "cloud hash");
+}
+
+TEST_F(DocumentListMergerTest, DepartedCopiesAreForgottenOnceTheListHasThemAgain)
+{
+    {
+        DepartedCopies departed(m_departedFile, [] { return true; });
+        for (const auto* id : {"back", "old", "no copy later"}) {
+            AddLocal(id);
+            departed.Remember(*m_documents.GetFileInfo(QString::fromLatin1(id)));
+        }
+        departed.Remember(*ListedDocument("no copy later"));
+        EXPECT_TRUE(departed.Store());
+    }
+    PDF::Cloud::SqliteCloudInfoStorage(m_departedFile).SetValue("old", "departed_on", "20000");
+    const auto givenBackIn = [this](bool isListStored) {
+        DepartedCopies departed(m_departedFile, [=] { return isListStored; });
+        QString ids;
+        for (const auto* id : {"back", "old", "no copy later"}) {
+            if (departed.GiveBack(*ListedDocument(id)))
+                ids += QLatin1String(id);
+        }
+        return ids;
+    };
+    EXPECT_EQ(givenBackIn(false), "back"_q);
+    EXPECT_EQ(givenBackIn(true), "back"_q);
+    EXPECT_EQ(givenBackIn(true), QString());
 }
 
 TEST_F(DocumentListMergerTest, ADownloadBringsItsLocalCopyAloneAndEndsThatOfTheDocumentItReplaced)

@@ -46,23 +46,18 @@ std::filesystem::path PicturesOf(const CloudSession::Setup& setup)
            identity.result().toHex().left(16).toStdString();
 }
 
-DepartedCopies OpenDepartedCopies(const CloudSession::Setup& setup)
-{
-    const auto file = setup.dataFolder + QStringLiteral("/departed.sqlite");
-    return {[file] { return std::make_shared<SqliteCloudInfoStorage>(file); },
-            std::filesystem::exists(Support::ToPath(file))};
-}
-
 } // namespace
 
 // Destroyed from the last member to the first: the reports end, the requests are cancelled, the list is
-// saved, the client goes, the storage commits. Signals reach the members in the order in which they stand.
+// saved, the client goes, the storage commits, the departed copies that came back are forgotten. Signals
+// reach the members in the order in which they stand.
 class CloudSession::Private
 {
 public:
     explicit Private(const Setup& setup);
 
     const std::shared_ptr<SqliteCloudInfoStorage> storage;
+    DepartedCopies departedCopies;
     const std::shared_ptr<LocalFileSystem> fileSystem;
     const std::shared_ptr<Md5HashCalculator> hashCalculator;
     const PictureFolder pictures;
@@ -71,7 +66,6 @@ public:
     OrvaneCloudFilesManager documents;
     SessionCloudManager cloud;
     SyncingMarker syncing;
-    DepartedCopies departedCopies;
     DocumentListMerger merger;
     FailureReporter reporter;
     PictureCleaner pictureCleaner;
@@ -83,6 +77,8 @@ private:
 CloudSession::Private::Private(const Setup& setup)
     : storage(
           std::make_shared<SqliteCloudInfoStorage>(setup.dataFolder + QStringLiteral("/documents.sqlite")))
+    , departedCopies(setup.dataFolder + QStringLiteral("/departed.sqlite"),
+                     [this] { return storage->Flush(); })
     , fileSystem(std::make_shared<LocalFileSystem>())
     , hashCalculator(std::make_shared<Md5HashCalculator>(setup.authInfo.cacheFolder +
                                                          QStringLiteral("/local-hashes.sqlite")))
@@ -93,7 +89,6 @@ CloudSession::Private::Private(const Setup& setup)
              std::make_shared<CloudAccountSettings>(setup.dataFolder + QStringLiteral("/settings.ini"))},
             pictures)
     , syncing(cloud, documents, transfers, *fileSystem)
-    , departedCopies(OpenDepartedCopies(setup))
     , merger(cloud, documents, transfers, departedCopies)
     , reporter(
           cloud, [this](Social::Operation operation) { return protocol->Client().LastFailure(operation); },
@@ -121,9 +116,9 @@ CloudSession::~CloudSession() = default;
 QString CloudSession::Close()
 {
     const auto storage = d->storage;
+    const auto copiesProblem = d->departedCopies.Problem();
     d.reset(); // the list saves itself
-    storage->Flush();
-    return storage->Problem();
+    return storage->Flush() ? copiesProblem : storage->Problem();
 }
 
 OrvaneCloudManager& CloudSession::Cloud()

@@ -64,8 +64,9 @@ public:
     explicit CloudSession(const Setup& setup, QObject* parent = nullptr);
     ~CloudSession() override;
 
-    /// Ends the session as its destruction does. Returns why the list could not be saved, a sentence for
-    /// people; empty when it is. Nothing may be asked of the session afterwards.
+    /// Ends the session as its destruction does. Returns why the list, or a local copy of a document
+    /// that left it, could not be saved, a sentence for people; empty when all is saved. Nothing may be asked
+    /// of the session afterwards.
     QString Close();
 
     /// The cloud's operations and their signals. Owned by the session.

@@ -10,11 +10,13 @@
 #include <QScopedValueRollback>
 
 #include <tuple>
+#include <utility>
 
 namespace Orvane::PDF::Cloud {
 namespace {
 
 constexpr int kSliceMilliseconds = 8;
+constexpr std::size_t kMostLeavingAtOnce = 256; // their local copies reach the disk in one transaction
 
 // Whether the list's record already says what the cloud's listing says, previews aside.
 bool HasSameCloudSide(const FileInfo& known, const FileInfo& listed)
@@ -126,6 +128,7 @@ void DocumentListMerger::QueueMerge(const QList<Document>& listed)
     merge.incoming.assign(listed.cbegin(), listed.cend());
     merge.touchedIds = m_touchedIds;
     m_merges.push_back(std::move(merge));
+    m_departedCopies.TryAgain();
     m_nextSlice.start(0);
 }
 
@@ -179,8 +182,10 @@ void DocumentListMerger::WorkOn(Merge& merge)
         MergeNext(merge);
     else if (!merge.uncheckedIds)
         merge.uncheckedIds = IdsOfDocuments();
-    else if (!merge.uncheckedIds->empty())
-        RemoveNextIfUnlisted(merge);
+    else if (!merge.uncheckedIds->empty() && merge.leavingIds.size() < kMostLeavingAtOnce)
+        CheckNext(merge);
+    else if (!merge.leavingIds.empty())
+        RemoveLeaving(merge);
     else
         EndMerge();
 }
@@ -196,22 +201,26 @@ void DocumentListMerger::MergeNext(Merge& merge)
     const auto known = Known(listed->GetId());
     if (!known) {
         ++merge.added;
+        m_departedCopies.GiveBack(*listed);
         AddListed(listed);
         return;
     }
     if (!IsSameVersion(*known, *listed))
         ++merge.updated;
     GiveLocalSide(*listed, *known);
-    if (!HasSameCloudSide(*known, *listed) || !known->GetPath().empty())
+    if (known->GetPath().empty() && m_departedCopies.GiveBack(*listed)) {
+        m_documents.Remove(known); // it returned while the file of the departed copies could not be read
+        AddListed(listed);
+    } else if (!HasSameCloudSide(*known, *listed) || !known->GetPath().empty()) {
         m_documents.Update(listed); // also hashes the local copy, which may have changed
+    }
 }
 
 void DocumentListMerger::AddListed(const Document& listed)
 {
-    const bool hadLocalCopy = m_departedCopies.GiveBack(*listed);
     listed->SetIsSyncingInProgress(m_transfers.IsRunning(listed->GetId()));
     m_documents.Add(listed);
-    if (hadLocalCopy)
+    if (!listed->GetPath().empty())
         m_documents.Update(listed); // hashes the local copy
 }
 
@@ -224,18 +233,40 @@ std::deque<QString> DocumentListMerger::IdsOfDocuments() const
     return ids;
 }
 
-void DocumentListMerger::RemoveNextIfUnlisted(Merge& merge)
+void DocumentListMerger::CheckNext(Merge& merge)
 {
     const auto id = merge.uncheckedIds->front().toStdString();
     merge.uncheckedIds->pop_front();
+    if (LeavingDocument(id, merge))
+        merge.leavingIds.push_back(id);
+}
+
+DocumentListMerger::Document DocumentListMerger::LeavingDocument(const std::string& id,
+                                                                 const Merge& merge) const
+{
     if (merge.listedIds.count(id) != 0 || merge.touchedIds.count(id) != 0)
-        return;
+        return nullptr;
     const auto document = Known(id);
-    if (!document || IsInTransfer(*document))
-        return;
-    ++merge.removed;
-    m_departedCopies.Remember(*document);
-    m_documents.Remove(document);
+    return document && !IsInTransfer(*document) ? document : nullptr;
+}
+
+// The local copies are on the disk before the list loses them. A document whose copy cannot be stored stays,
+// and leaves after a later listing.
+void DocumentListMerger::RemoveLeaving(Merge& merge)
+{
+    const auto ids = std::exchange(merge.leavingIds, {});
+    for (const auto& id : ids) {
+        if (const auto document = LeavingDocument(id, merge))
+            m_departedCopies.Remember(*document);
+    }
+    const bool areStored = m_departedCopies.Store();
+    for (const auto& id : ids) {
+        const auto document = LeavingDocument(id, merge); // receivers of our signals may have changed that
+        if (!document || (!areStored && !document->GetPath().empty()))
+            continue;
+        ++merge.removed;
+        m_documents.Remove(document);
+    }
 }
 
 void DocumentListMerger::EndMerge()
@@ -292,6 +323,7 @@ void DocumentListMerger::ForgetReplacedCopies(const FileInfo& downloaded)
         m_documents.Remove(known);
         known->SetPath(ioPath(), {}, {});
         m_documents.Add(known);
+        m_departedCopies.Forget(id);
     }
 }
 

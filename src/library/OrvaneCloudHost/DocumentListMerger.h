@@ -13,6 +13,7 @@
 #include <set>
 #include <string>
 #include <unordered_set>
+#include <vector>
 
 namespace Orvane::PDF::Cloud {
 
@@ -49,6 +50,7 @@ private:
         std::unordered_set<std::string> listedIds; // of those that have come in
         std::set<std::string> touchedIds;          // uploaded or removed since the listing was asked for
         std::optional<std::deque<QString>> uncheckedIds; // of the list, once all have come in
+        std::vector<std::string> leavingIds;
         int added = 0;
         int updated = 0;
         int removed = 0;
@@ -69,7 +71,9 @@ private:
     void MergeNext(Merge& merge);
     void AddListed(const Document& listed);
     [[nodiscard]] std::deque<QString> IdsOfDocuments() const;
-    void RemoveNextIfUnlisted(Merge& merge);
+    void CheckNext(Merge& merge);
+    [[nodiscard]] Document LeavingDocument(const std::string& id, const Merge& merge) const;
+    void RemoveLeaving(Merge& merge);
     void EndMerge();
     void StorePreviews(const Document& document);
 
