@@ -317,14 +317,29 @@ TEST_F(CloudSessionTest, KeepsPicturesToTheUserAndOnlyThoseOfListedDocuments)
     SignIn();
     const QFileInfo file = RefreshForPicture(name.toUtf8());
     EXPECT_TRUE(file.filePath().startsWith(m_root.filePath(QStringLiteral("cache/"))));
-    QFile::link(QStringLiteral("/dev/full"), file.filePath() + QStringLiteral(".part"));
-    Await(&OrvaneCloudManager::RetrieveFilePreviewError, [&] {
+    const auto preview = [&] {
         m_session->Cloud().RetrieveFilePreview(Listed(name.toUtf8()), FileInfo::PreviewSize::Large, {9, 9});
-    });
+    };
+    const QString aside = file.path() + QStringLiteral(" aside");
+    QDir().rename(file.path(), aside);
+    QFile::link(aside, file.path());
+    Await(&OrvaneCloudManager::RetrieveFilePreviewError, preview);
     EXPECT_EQ(QImage(file.filePath()).height(), 191);
-    const auto forOthers = QFile::ReadGroup | QFile::ReadOther | QFile::ExeGroup | QFile::ExeOther;
-    EXPECT_FALSE(file.permissions() & forOthers);
-    EXPECT_FALSE(QFileInfo(file.path()).permissions() & forOthers);
+    QFile::remove(file.path());
+    QDir().rename(aside, file.path());
+
+    Write(LocalPath(QStringLiteral("victim")), "victim");
+    for (const QString& planted :
+         {file.filePath() + QStringLiteral(".part"), file.path() + QStringLiteral("/swept")})
+        QFile::link(LocalPath(QStringLiteral("victim")), planted);
+    const QString folders[] = {file.path(), QFileInfo(file.path()).path()};
+    for (const auto& folder : folders)
+        QFile::setPermissions(folder, QFile::Permissions(0x7777));
+    Await(&OrvaneCloudManager::RetrieveFilePreviewFinished, preview);
+    EXPECT_EQ(QImage(file.filePath()).height(), 9);
+    const auto forOthers = QFile::Permissions(0x0077);
+    for (const auto& path : {file.filePath(), folders[0], folders[1]})
+        EXPECT_FALSE(QFileInfo(path).permissions() & forOthers) << path.toStdString();
     const auto pictures = [&file] { return file.dir().entryList({QStringLiteral("*.png")}).size(); };
     EXPECT_EQ(pictures(), 6);
 
@@ -339,6 +354,7 @@ TEST_F(CloudSessionTest, KeepsPicturesToTheUserAndOnlyThoseOfListedDocuments)
     });
     Open(QStringLiteral("data of another cloud"));
     EXPECT_EQ(pictures(), 0);
+    EXPECT_EQ(Read(LocalPath(QStringLiteral("victim"))), "victim");
     SignIn();
     EXPECT_NE(RefreshForPicture("b.pdf").path(), file.path());
 }

@@ -1,12 +1,20 @@
 #include <OrvaneCloudHost/PictureFolder.h>
 
+#include <support/PathText.h>
+#include <support/TemporaryJournal.h>
+
 #include <QBuffer>
 #include <QCryptographicHash>
+#include <QFile>
+#include <QFileInfo>
 
 #include <chrono>
-#include <fstream>
 #include <unordered_set>
 #include <utility>
+
+#ifdef Q_OS_UNIX
+#include <unistd.h>
+#endif
 
 namespace Orvane::PDF::Cloud {
 namespace {
@@ -15,8 +23,7 @@ namespace fs = std::filesystem;
 
 constexpr auto kSweptName = "swept"; // as old as the latest sweep
 constexpr std::chrono::hours kSweepInterval{24};
-constexpr auto kPartSuffix = ".part"; // while it is written
-constexpr char kSeparator = '-';      // of document and size
+constexpr char kSeparator = '-'; // of document and size
 
 // An id can be longer than a file name.
 std::string StemOf(const std::string& documentId)
@@ -37,12 +44,35 @@ QByteArray PngOf(const QPixmap& picture)
     return png.open(QIODevice::WriteOnly) && picture.save(&png, "PNG") ? png.data() : QByteArray();
 }
 
-bool IsWritten(const fs::path& file, const QByteArray& content)
+bool IsOurs([[maybe_unused]] const fs::path& folder)
 {
-    std::ofstream stream(file, std::ios::binary | std::ios::trunc);
-    stream.write(content.constData(), content.size());
-    stream.close(); // writes the last bytes, which can fail on a full disk
-    return !stream.fail();
+#ifdef Q_OS_UNIX
+    return QFileInfo(Support::ToText(folder)).ownerId() == ::geteuid();
+#else
+    return true;
+#endif
+}
+
+// Others may have put links into a folder that was open to them: no existing file is written to. A folder
+// that is itself a link, or somebody else's, is refused.
+void MakePrivate(const fs::path& folder)
+{
+    if (fs::symlink_status(folder).type() != fs::file_type::directory || !IsOurs(folder))
+        throw fs::filesystem_error("not a folder of this user", folder,
+                                   std::make_error_code(std::errc::permission_denied));
+    fs::permissions(folder, fs::perms::owner_all);
+}
+
+// Fails when the file exists. Closing writes the last bytes, which can fail on a full disk.
+bool IsWritten(const fs::path& path, const QByteArray& content)
+{
+    QFile file(Support::ToText(path));
+    if (!file.open(QIODevice::WriteOnly | QIODevice::NewOnly))
+        return false;
+    const bool isPrivate = file.setPermissions(QFile::ReadOwner | QFile::WriteOwner);
+    const bool isWhole = file.write(content) == content.size();
+    file.close();
+    return isPrivate && isWhole && file.error() == QFile::NoError;
 }
 
 } // namespace
@@ -58,13 +88,12 @@ std::optional<ioPath> PictureFolder::Store(const std::string& documentId, FileIn
     if (png.isEmpty())
         return std::nullopt;
     const auto target = m_folder / NameOf(documentId, size);
-    auto part = target;
-    part += kPartSuffix;
+    const auto part = m_folder / Support::NewTemporaryName();
     std::error_code error;
     try {
-        Make();
+        fs::create_directories(m_folder);
+        MakePrivate();
         if (IsWritten(part, png)) {
-            fs::permissions(part, fs::perms::owner_read | fs::perms::owner_write);
             fs::rename(part, target);
             return ioPath(target.u8string());
         }
@@ -74,10 +103,10 @@ std::optional<ioPath> PictureFolder::Store(const std::string& documentId, FileIn
     return std::nullopt;
 }
 
-void PictureFolder::Make() const
+void PictureFolder::MakePrivate() const
 {
-    if (fs::create_directories(m_folder))
-        fs::permissions(m_folder, fs::perms::owner_all);
+    Cloud::MakePrivate(m_folder.parent_path());
+    Cloud::MakePrivate(m_folder);
 }
 
 void PictureFolder::Remove(const std::string& documentId) const
@@ -90,13 +119,19 @@ void PictureFolder::Remove(const std::string& documentId) const
 
 void PictureFolder::SweepOnceADay(const std::vector<std::string>& documentIds) const
 {
+    const auto swept = m_folder / kSweptName;
     std::error_code error;
-    const auto latestSweep = fs::last_write_time(m_folder / kSweptName, error);
+    const auto latestSweep = fs::last_write_time(swept, error);
     const bool isDue = error || fs::file_time_type::clock::now() - latestSweep > kSweepInterval;
     if (!isDue || !fs::is_directory(m_folder, error))
         return;
-    Sweep(documentIds);
-    std::ofstream(m_folder / kSweptName);
+    try {
+        MakePrivate();
+    } catch (const fs::filesystem_error&) { // what lies there is not known to be ours
+        return;
+    }
+    Sweep(documentIds); // also removes the old mark
+    QFile(Support::ToText(swept)).open(QIODevice::WriteOnly | QIODevice::NewOnly);
 }
 
 void PictureFolder::Sweep(const std::vector<std::string>& documentIds) const
@@ -108,7 +143,7 @@ void PictureFolder::Sweep(const std::vector<std::string>& documentIds) const
     for (auto entry = fs::directory_iterator(m_folder, error); !error && entry != fs::directory_iterator();
          entry.increment(error)) {
         const auto name = entry->path().filename().u8string();
-        const bool isPart = entry->path().extension() == kPartSuffix;
+        const bool isPart = entry->path().extension() == ".part"; // left by a crash
         if (isPart || stems.count(name.substr(0, name.find(kSeparator))) == 0)
             fs::remove(entry->path(), ignored);
     }

@@ -17,7 +17,8 @@ namespace Orvane::PDF::Cloud {
 class PictureFolder
 {
 public:
-    /// The folder is made when the first picture is stored.
+    /// The folder is made when the first picture is stored. It and its parent are made private then and
+    /// later; while one of them is a link, or belongs to another user, nothing is stored or swept.
     explicit PictureFolder(std::filesystem::path folder);
 
     /// The path of the stored picture; nothing when it could not be written whole.
@@ -30,7 +31,7 @@ public:
     void SweepOnceADay(const std::vector<std::string>& documentIds) const;
 
 private:
-    void Make() const;
+    void MakePrivate() const;
     void Sweep(const std::vector<std::string>& documentIds) const;
 
     const std::filesystem::path m_folder;
