@@ -116,7 +116,13 @@ TEST_F(ProgramTest, KeepsDocumentsFromUploadToRemoval)
     EXPECT_EQ(skipped, "====+=");
     EXPECT_EQ(user.FilesIn(user.Cloud()).size(), 4);
 
-    user.Run({"remove"_q, "A.pdf"_q, "b.pdf"_q, "A (2).pdf"_q, "new.pdf"_q, "--yes"_q});
+    user.RunShell("echo one > one.pdf; ln -s one.pdf two.pdf; ln -s one.pdf six.pdf"_q);
+    const auto links = user.Run("--json upload one.pdf two.pdf six.pdf").Json()["results"_q].toArray();
+    for (const QJsonValue result : links)
+        EXPECT_EQ(result["name"_q], result["argument"_q]);
+
+    user.Run({"remove"_q, "A.pdf"_q, "b.pdf"_q, "A (2).pdf"_q, "new.pdf"_q, "one.pdf"_q, "two.pdf"_q,
+              "six.pdf"_q, "--yes"_q});
     EXPECT_EQ(user.FilesIn(user.Cloud()), QStringList());
     EXPECT_EQ(Names("--offline"), QStringList());
     EXPECT_TRUE(QFile::exists(user.Work("A.pdf"_q))) << "the local copy belongs to the user";

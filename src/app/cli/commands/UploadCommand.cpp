@@ -10,7 +10,9 @@
 
 #include <QTimer>
 
+#include <algorithm>
 #include <filesystem>
+#include <utility>
 #include <variant>
 
 namespace Orvane::CommandLine {
@@ -119,34 +121,43 @@ QString UploadCommand::RealPath(const QString& path)
 
 void UploadCommand::StartItem(const QString& key)
 {
-    QStringList& keys = m_keysByName[FileNameOf(key)];
-    keys.append(key);
-    if (keys.size() == 1)
-        StartFile(key);
+    m_waitingFiles.append({key, FileNameOf(key), RealPath(key)});
+    StartFreeFiles();
 }
 
-void UploadCommand::StartFile(const QString& key)
+void UploadCommand::StartFreeFiles()
 {
-    const QString realPath = RealPath(key);
-    if (const auto document = m_storedContent.Find(FileNameOf(key), realPath)) {
-        Skip(key, document);
+    QVector<File> earlier = m_filesUnderWay;
+    const auto waiting = std::exchange(m_waitingFiles, {});
+    for (const File& file : waiting) {
+        const bool isFree = std::none_of(earlier.cbegin(), earlier.cend(), [&](const File& other) {
+            return other.name == file.name || other.realPath == file.realPath;
+        });
+        earlier.append(file);
+        if (isFree)
+            StartFile(file);
+        else
+            m_waitingFiles.append(file);
+    }
+}
+
+void UploadCommand::StartFile(const File& file)
+{
+    m_filesUnderWay.append(file);
+    if (const auto document = m_storedContent.Find(file.name, file.realPath)) {
+        Skip(file, document);
         return;
     }
-    m_pathByRealPath.insert(realPath, key);
-    SetProgress(key, 0);
-    Session().Cloud().Upload(key);
+    SetProgress(file.key, 0);
+    Session().Cloud().Upload(file.key);
 }
 
-void UploadCommand::StartNextOfName(const QString& key)
+void UploadCommand::EndFile(const QString& key)
 {
-    const auto keys = m_keysByName.find(FileNameOf(key));
-    if (keys == m_keysByName.end() || keys->front() != key)
-        return;
-    keys->removeFirst();
-    if (keys->isEmpty())
-        m_keysByName.erase(keys);
-    else
-        QTimer::singleShot(0, this, [this, next = keys->front()] { StartFile(next); });
+    const auto ended = std::remove_if(m_filesUnderWay.begin(), m_filesUnderWay.end(),
+                                      [&](const File& file) { return file.key == key; });
+    m_filesUnderWay.erase(ended, m_filesUnderWay.end());
+    QTimer::singleShot(0, this, &UploadCommand::StartFreeFiles);
 }
 
 void UploadCommand::OnOperationFailed(const OperationFailure& failure)
@@ -160,12 +171,17 @@ void UploadCommand::OnOperationFailed(const OperationFailure& failure)
 void UploadCommand::SetNotStored(const QString& key, const Social::Failure& failure)
 {
     SetFailed(key, DescribeFailure(Operation::Upload, LabelOf(key), failure));
-    StartNextOfName(key);
+    EndFile(key);
 }
 
 void UploadCommand::OnUploaded(const PDF::FileInfo& document)
 {
-    const auto path = m_pathByRealPath.take(QString::fromStdString(document.GetPath().utf8string()));
+    const auto realPath = QString::fromStdString(document.GetPath().utf8string());
+    const auto file = std::find_if(m_filesUnderWay.cbegin(), m_filesUnderWay.cend(),
+                                   [&](const File& other) { return other.realPath == realPath; });
+    if (file == m_filesUnderWay.cend())
+        return;
+    const QString path = file->key;
     const QString name = NameOf(document);
     m_storedContent.Add(document);
     SetStored(path, document, false);
@@ -176,15 +192,15 @@ void UploadCommand::OnUploaded(const PDF::FileInfo& document)
                 .arg(ToPrintable(LabelOf(path)), ToPrintable(name)));
 }
 
-void UploadCommand::Skip(const QString& key, const std::shared_ptr<PDF::FileInfo>& document)
+void UploadCommand::Skip(const File& file, const std::shared_ptr<PDF::FileInfo>& document)
 {
     if (document->GetPath().empty()) {
-        document->SetPath(ioPath::from(RealPath(key)), document->GetCloudInfo()->GetMd5Hash());
+        document->SetPath(ioPath::from(file.realPath), document->GetCloudInfo()->GetMd5Hash());
         Session().Documents().Update(document);
     }
-    SetStored(key, *document, true);
+    SetStored(file.key, *document, true);
     GetConsole().Tell(QStringLiteral("\"%1\" is already in the cloud with the same content.")
-                          .arg(ToPrintable(LabelOf(key))));
+                          .arg(ToPrintable(LabelOf(file.key))));
 }
 
 void UploadCommand::SetStored(const QString& key, const PDF::FileInfo& document, bool isSkipped)
@@ -196,7 +212,7 @@ void UploadCommand::SetStored(const QString& key, const PDF::FileInfo& document,
                   {QStringLiteral("name"), name},
                   {QStringLiteral("path"), key},
                   {QStringLiteral("skipped"), isSkipped}});
-    StartNextOfName(key);
+    EndFile(key);
 }
 
 } // namespace Orvane::CommandLine
