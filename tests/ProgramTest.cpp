@@ -160,17 +160,23 @@ TEST_F(ProgramTest, GoesOnWithTheOthersWhenOneFails)
     QDir().mkdir(user.Work("folder.pdf"_q));
     const RunCase cases[] = {// + done, - failed
                              {"upload notes.txt folder.pdf", kUsage, "--"},
-                             {"upload gone.pdf notes.txt good.pdf", kFailed, "--+"},
-                             {"download gone.pdf there.pdf --to folder.pdf", kNotFound, "-+"},
-                             {"remove gone.pdf there.pdf --yes", kNotFound, "-+"},
+                             {"upload gone.pdf good.pdf notes.txt ./good.pdf good.pdf", kFailed, "-+-++"},
+                             {"upload notes.txt notes.txt", kUsage, "--"},
+                             {"download gone.pdf there.pdf there.pdf --to folder.pdf", kNotFound, "-++"},
+                             {"download there.pdf there.pdf --to folder.pdf", kConflict, "--"},
+                             {"remove gone.pdf there.pdf there.pdf --yes", kNotFound, "-++"},
                              {"remove gone.pdf good.pdf", kUsage, "--"},
                              {"download there.pdf good.pdf --cloud missing", kNotFound, "--"},
                              {"upload notes.txt good.pdf there.pdf --cloud missing", kNotFound, "---"}};
     for (const auto& batch : cases) {
         const auto result = user.Run(QByteArray("--json ") + batch.words, batch.exitCode);
+        const QStringList words = Words(batch.words);
+        int argument = 0;
         std::string outcomes;
-        for (const QJsonValue item : result.Json()["results"_q].toArray())
+        for (const QJsonValue item : result.Json()["results"_q].toArray()) {
             outcomes += item["ok"_q].toBool() ? '+' : '-';
+            EXPECT_EQ(item["argument"_q].toString(), words.value(++argument));
+        }
         EXPECT_EQ(outcomes, batch.expected) << result.out;
     }
     EXPECT_FALSE(QFile::exists(user.Cloud("there.pdf"_q)));

@@ -319,7 +319,6 @@ std::variant<Options, Information, Problem> Parser::ToOptions() const
         options.files.append(ToBytes(file));
     for (const std::string& document : m_raw->documents)
         options.documents.append(FromUtf8(document));
-    options.documents.removeDuplicates();
     options.target = FromUtf8(m_raw->target);
     options.isOverwritingAllowed = m_raw->isOverwritingAllowed;
     options.isRemovalConfirmed = m_raw->isRemovalConfirmed;

@@ -33,17 +33,21 @@ BatchCommand::BatchCommand(const Surroundings& surroundings)
     , m_bar(surroundings.console)
 {}
 
-void BatchCommand::AddItem(const QString& key, const QString& label)
+bool BatchCommand::AddItem(const QString& key, const QString& label, const QString& argument)
 {
-    if (m_indexByKey.contains(key))
-        return;
-    m_indexByKey.insert(key, m_items.size());
-    m_items.append({label, 0, false, false, {}});
-    m_waiting.enqueue(key);
+    const bool isNew = !m_indexByKey.contains(key);
+    if (isNew) {
+        m_indexByKey.insert(key, m_items.size());
+        m_items.append({label, 0, false, false, {}});
+        m_waiting.enqueue(key);
+    }
+    m_arguments.append({argument, m_indexByKey.value(key)});
+    return isNew;
 }
 
 void BatchCommand::AddFailedItem(const QString& label, const Problem& problem)
 {
+    m_arguments.append({label, m_items.size()});
     m_items.append({label, 0, false, false, {}});
     NoteFailure(m_items.back(), problem);
 }
@@ -142,7 +146,6 @@ void BatchCommand::NoteFailure(Item& item, const Problem& problem)
 
 void BatchCommand::End(Item& item)
 {
-    item.result.insert(QStringLiteral("argument"), item.label);
     item.isEnded = true;
     m_percentSum += 100 - item.percent;
     item.percent = 100;
@@ -169,9 +172,9 @@ void BatchCommand::OnEnding(const Problem& problem)
 void BatchCommand::AddUnnamedArguments()
 {
     for (const QByteArray& file : GetOptions().files)
-        AddItem(QString::fromUtf8(file), QString::fromUtf8(file));
+        AddItem(QString::fromUtf8(file), QString::fromUtf8(file), QString::fromUtf8(file));
     for (const QString& document : GetOptions().documents)
-        AddItem(document, document);
+        AddItem(document, document, document);
 }
 
 void BatchCommand::TellUnfinished(const QStringList& labels) const
@@ -198,8 +201,11 @@ ExitCode BatchCommand::Outcome() const
 QJsonObject BatchCommand::Results() const
 {
     QJsonArray results;
-    for (const Item& item : m_items)
-        results.append(item.result);
+    for (const Argument& argument : m_arguments) {
+        QJsonObject result = m_items[argument.item].result;
+        result.insert(QStringLiteral("argument"), argument.text);
+        results.append(result);
+    }
     return {{QStringLiteral("results"), results}};
 }
 

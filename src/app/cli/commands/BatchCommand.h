@@ -20,9 +20,12 @@ public:
 protected:
     /// What the command line names and what can be done with it so far.
     ///
-    /// @param key    what the session calls it: a path, or a document id. Twice the same counts once.
-    /// @param label  what the user calls it
-    void AddItem(const QString& key, const QString& label);
+    /// @param key       what the session calls it: a path, or a document id. It is done once, and every
+    ///                  argument that names it has its result.
+    /// @param label     what messages call it
+    /// @param argument  what the command line calls it
+    /// @return          whether no argument has named it before
+    bool AddItem(const QString& key, const QString& label, const QString& argument);
     void AddFailedItem(const QString& label, const Problem& problem);
 
     [[nodiscard]] bool IsAnythingToDo() const { return !m_waiting.isEmpty(); }
@@ -54,6 +57,12 @@ private:
         QJsonObject result;
     };
 
+    struct Argument
+    {
+        QString text;
+        int item; ///< its index
+    };
+
     void StartNext();
     void DrawBar(const QString& text);
     void AddUnnamedArguments();
@@ -64,7 +73,8 @@ private:
     [[nodiscard]] ExitCode Outcome() const;
 
     ProgressBar m_bar;
-    QVector<Item> m_items; ///< as the command line has them
+    QVector<Argument> m_arguments; ///< as the command line has them
+    QVector<Item> m_items;         ///< each once
     QHash<QString, int> m_indexByKey;
     QQueue<QString> m_waiting;
     int m_runningCount = 0;

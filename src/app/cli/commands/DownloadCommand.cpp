@@ -80,23 +80,22 @@ void DownloadCommand::AddDocuments()
         if (const auto* problem = std::get_if<Problem>(&found))
             AddFailedItem(text, *problem);
         else
-            AddDocument(std::get<DocumentRow>(found));
+            AddDocument(std::get<DocumentRow>(found), text);
     }
     Run();
 }
 
-void DownloadCommand::AddDocument(const DocumentRow& row)
+void DownloadCommand::AddDocument(const DocumentRow& row, const QString& argument)
 {
-    if (m_fileNames.contains(row.id))
-        return;
     const QString fileName = ToSafeFileName(row.name);
-    if (const auto problem = CheckTarget(row, fileName)) {
-        AddFailedItem(row.name, *problem);
+    const auto problem = m_fileNames.contains(row.id) ? std::nullopt : CheckTarget(row, fileName);
+    if (problem) {
+        AddFailedItem(argument, *problem);
         return;
     }
     m_fileNames.insert(row.id, fileName);
     m_takenNames.insert(fileName);
-    AddItem(row.id, row.name);
+    AddItem(row.id, row.name, argument);
 }
 
 std::optional<Problem> DownloadCommand::CheckTarget(const DocumentRow& row, const QString& fileName) const

@@ -23,7 +23,7 @@ protected:
 
 private:
     void AddDocuments();
-    void AddDocument(const DocumentRow& row);
+    void AddDocument(const DocumentRow& row, const QString& argument);
     [[nodiscard]] std::optional<Problem> CheckTarget(const DocumentRow& row, const QString& fileName) const;
     [[nodiscard]] std::optional<Problem> CheckObstacle(const QString& name, const QString& fileName) const;
     void OnDownloaded(const PDF::FileInfo& document);

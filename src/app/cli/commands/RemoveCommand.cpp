@@ -62,8 +62,8 @@ void RemoveCommand::AddDocuments()
             continue;
         }
         const auto& row = std::get<DocumentRow>(found);
-        AddItem(row.id, row.name);
-        m_names.append(row.name);
+        if (AddItem(row.id, row.name, text))
+            m_names.append(row.name);
     }
     if (IsAnythingToDo() && !GetOptions().isRemovalConfirmed)
         Ask();

@@ -111,7 +111,7 @@ void UploadCommand::AddFile(const QByteArray& argument)
     if (const auto problem = CheckFile(argument))
         AddFailedItem(name, *problem);
     else
-        AddItem(ToText(filesystem::absolute(ToPath(name))), name);
+        AddItem(ToText(filesystem::absolute(ToPath(name))), name, name);
 }
 
 QString UploadCommand::RealPath(const QString& path)
