@@ -44,6 +44,10 @@ void RequireReadable(const DavResource& resource)
     }
 }
 
+/// A name that was free is taken.
+class NameOvertaken : public std::exception
+{};
+
 /// What the answer to a DELETE means for a member of our own making; nothing when another may follow.
 std::optional<WebDavCollection::Removal> RemovalOf(int status)
 {
@@ -264,13 +268,11 @@ std::optional<DavResource> WebDavCollection::FindAgain(const std::string& name, 
     return found;
 }
 
-// What has appeared under a free name may be a rival's, or what our own request has left there: that ends it.
 void WebDavCollection::RequireAsExpected(const Destination& to, Job& job)
 {
     const auto found = Find(to.name, job);
     if (to.overwrite == Overwrite::No && found) {
-        throw CloudError(FailureCode::Conflict,
-                         Text(PathOf(to.name)) + QStringLiteral(": has appeared meanwhile"));
+        throw NameOvertaken();
     }
     if (to.overwrite == Overwrite::Yes && to.replaced) {
         RequireSame(to.name, *to.replaced, found.value_or(DavResource()));
@@ -278,7 +280,7 @@ void WebDavCollection::RequireAsExpected(const Destination& to, Job& job)
 }
 
 WebDavCollection::MoveOutcome WebDavCollection::Move(const std::string& from, const Destination& to, Job& job)
-{
+try {
     const auto request = MoveRequest(from, to);
     const auto precondition = [&] { RequireAsExpected(to, job); };
     for (int repetitions = 0;; ++repetitions) {
@@ -304,6 +306,8 @@ WebDavCollection::MoveOutcome WebDavCollection::Move(const std::string& from, co
         }
         precondition();
     }
+} catch (const NameOvertaken&) {
+    return FindAnyway(from, job) ? MoveOutcome::Overtaken : MoveOutcome::Created;
 }
 
 void WebDavCollection::Delete(const std::string& name, const DocumentVersion& version, Job& job)

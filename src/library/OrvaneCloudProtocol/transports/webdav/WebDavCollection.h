@@ -49,7 +49,8 @@ public:
     {
         Created,  ///< it has the new name, which was free as far as the server says
         Replaced, ///< it has the new name, and the server says that something has gone for it
-        Refused   ///< 412: the name is taken, or by another version than the required one
+        Refused,  ///< 412: the name is taken, or by another version than the required one
+        Overtaken ///< the free name was taken while the request waited, by a rival or by the request itself
     };
 
     enum class Removal

@@ -232,7 +232,12 @@ bool WebDavUpload::TakesName(const std::string& temporary, const std::string& na
         m_context.traits.Has(&ServerTraits::reportsCreation)) {
         m_context.traits.Contradict(&ServerTraits::keepsOverwriteRule);
     }
-    return outcome != WebDavCollection::MoveOutcome::Refused;
+    // On a server that copies and then fails, every further name would get a copy.
+    if (outcome == WebDavCollection::MoveOutcome::Overtaken && ++m_timesOvertaken > kMostRaces) {
+        throw Conflict(name, QStringLiteral("names keep being taken while the server is waited for"));
+    }
+    return outcome == WebDavCollection::MoveOutcome::Created ||
+           outcome == WebDavCollection::MoveOutcome::Replaced;
 }
 
 void WebDavUpload::ReplaceWith(const std::string& temporary, Job& job)

@@ -96,6 +96,7 @@ private:
     const std::string m_replacedName;
     std::optional<DocumentVersion> m_replacedVersion;
     int m_number = 1; ///< of the next name to try, for a new document
+    int m_timesOvertaken = 0;
 };
 
 } // namespace Orvane::Social
