@@ -67,10 +67,11 @@ Problem StorageProblem(const StorageError& error)
             QStringLiteral("Make it usable, or choose another folder with --data.")};
 }
 
-Problem NotSaved(const QString& why)
+/// @param sentence  with a full stop, which the console adds by itself
+Problem NotSaved(const QString& sentence)
 {
     return {ExitCode::LocalDisk, QStringLiteral("local-disk"),
-            QStringLiteral("The list of documents could not be saved"), why,
+            QStringLiteral("The list of documents could not be saved"), sentence.chopped(1),
             QStringLiteral("The list is as it was before. Make room, then run: orvane-cloud list")};
 }
 

@@ -1,15 +1,19 @@
 #include <support/FileLock.h>
 
+#include <QtGlobal>
+
 #include <algorithm>
 #include <cerrno>
 #include <fstream>
 #include <thread>
 #include <utility>
 
+#ifdef Q_OS_UNIX
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#endif
 
 namespace Orvane::Support {
 
@@ -18,6 +22,7 @@ namespace {
 constexpr std::chrono::milliseconds kLongestPause{50};
 constexpr std::size_t kLongestSignature = 1024;
 
+#ifdef Q_OS_UNIX
 // Somebody who held the lock before may have removed the file, and with it what this lock is on.
 bool IsStillAt(const std::filesystem::path& file, int descriptor)
 {
@@ -26,6 +31,7 @@ bool IsStillAt(const std::filesystem::path& file, int descriptor)
     return ::fstat(descriptor, &opened) == 0 && ::stat(file.c_str(), &named) == 0 &&
            opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
 }
+#endif
 
 } // namespace
 
@@ -49,6 +55,7 @@ FileLock::Result FileLock::Take(std::chrono::milliseconds patience)
     }
 }
 
+#ifdef Q_OS_UNIX
 FileLock::Result FileLock::TryOnce()
 {
     Release();
@@ -67,6 +74,14 @@ void FileLock::Release()
     if (m_descriptor >= 0)
         ::close(std::exchange(m_descriptor, -1));
 }
+#else
+FileLock::Result FileLock::TryOnce()
+{
+    return Result::Unsupported;
+}
+
+void FileLock::Release() {}
+#endif
 
 void FileLock::SignAs(const std::string& holder)
 {

@@ -17,7 +17,7 @@ public:
         Taken,
         HeldElsewhere,
         NotWritable, ///< the file cannot be opened for writing
-        Unsupported  ///< the file system has no locks
+        Unsupported  ///< the file system, or the operating system, has no such locks
     };
 
     explicit FileLock(std::filesystem::path file);
