@@ -100,6 +100,9 @@ TEST_F(ServerTraitsTest, AreLearntOnceAndAgainWhenTheyAreOldOrContradicted)
         return Heard("PUT") - before;
     };
     EXPECT_EQ(requestsOfOneUpload(), 1) << "a later client with the same cache";
+    for (const auto trait : {&ServerTraits::servesRanges, &ServerTraits::keepsTagOnMove})
+        Traits().Contradict(trait);
+    EXPECT_EQ(requestsOfOneUpload(), 1) << "not within an hour, however often it is contradicted";
     using std::chrono::hours;
     Traits().Remember(*Traits().Find(), KnownTraits::Clock::now() - hours(7 * 24 + 1));
     EXPECT_GT(requestsOfOneUpload(), 1);

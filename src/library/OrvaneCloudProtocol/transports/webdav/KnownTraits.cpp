@@ -110,7 +110,10 @@ void KnownTraits::Contradict(Trait trait)
     }
     Known less = *known;
     less.traits.*trait = false;
-    less.learntAt -= kWorthAWeek - kShortestInterval; // due one hour after it was learnt
+    const auto setBack = kWorthAWeek - kShortestInterval; // so that it is due one hour after it was learnt
+    if (Clock::now() - less.learntAt < setBack) {
+        less.learntAt -= setBack;
+    }
     Write(less);
 }
 

@@ -28,8 +28,8 @@ public:
 
         [[nodiscard]] const std::string& Name() const { return m_name; }
 
-        /// To be called when the PUT begins, or something else that puts a part of it, or less, under its
-        /// name: until then nothing can be there.
+        /// To be called before the PUT, and before a MOVE of something no larger to its name. Until then
+        /// nothing can be there.
         void RecordStart()
         {
             m_mayBeThere = true;
