@@ -4,7 +4,8 @@
 #include <functional>
 
 // Counting needs a malloc to stand in for; sanitizers have their own, and clang's does not show.
-#if defined(__GLIBC__) && !defined(__clang__) && !defined(__SANITIZE_ADDRESS__)
+#if defined(__GLIBC__) && !defined(__clang__) && !defined(__SANITIZE_ADDRESS__) &&                           \
+    !defined(__SANITIZE_THREAD__)
 
 namespace {
 
