@@ -1,6 +1,6 @@
 #include <OrvaneCloudProtocol/DeliveryQueue.h>
 
-#include <support/HandOver.h>
+#include <support/TsanMarks.h>
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -30,14 +30,14 @@ void DeliveryQueue::Post(Delivery delivery)
     if (!m_isAnnounced) {
         m_isAnnounced = true;
         auto announcement = std::make_unique<QEvent>(AnnouncementType());
-        Support::HandOver();
+        Support::TsanRelease(announcement.get());
         QCoreApplication::postEvent(this, announcement.release());
     }
 }
 
 bool DeliveryQueue::event(QEvent* event)
 {
-    Support::TakeOver();
+    Support::TsanAcquire(event);
     if (event->type() != AnnouncementType()) {
         return QObject::event(event);
     }

@@ -1,7 +1,9 @@
 #include <OrvaneCloudProtocol/RequestQueue.h>
 
 #include <OrvaneCloudProtocol/DeliveryQueue.h>
-#include <support/HandOver.h>
+#include <support/TsanMarks.h>
+
+#include <QRunnable>
 
 #include <exception>
 #include <utility>
@@ -29,6 +31,27 @@ std::optional<Failure> FailureOf(RequestQueue::Task& task)
 
 } // namespace
 
+/// Carries out a task on a thread of the pool, and then those that have their turn after it.
+class RequestQueue::Worker : public QRunnable
+{
+public:
+    Worker(RequestQueue& queue, SharedTask first)
+        : m_queue(queue)
+        , m_first(std::move(first))
+    {}
+
+    void run() override
+    {
+        Support::TsanAcquire(this);
+        m_queue.RunFrom(std::move(m_first));
+        Support::TsanRelease(&m_queue);
+    }
+
+private:
+    RequestQueue& m_queue;
+    SharedTask m_first;
+};
+
 RequestQueue::RequestQueue(int transfersAtOnce, DeliveryQueue& deliveries)
     : m_deliveries(deliveries)
 {
@@ -50,6 +73,7 @@ RequestQueue::~RequestQueue()
         task->job.Cancel();
     }
     m_workers.waitForDone();
+    Support::TsanAcquire(this);
 }
 
 void RequestQueue::Add(SharedTask task)
@@ -134,12 +158,9 @@ RequestQueue::SharedTask RequestQueue::TakeNext()
 void RequestQueue::StartWorkers()
 {
     while (auto task = TakeNext()) {
-        std::function<void()> run = [this, task = std::move(task)] {
-            Support::TakeOver();
-            RunFrom(task);
-        };
-        Support::HandOver();
-        m_workers.start(std::move(run));
+        auto worker = std::make_unique<Worker>(*this, std::move(task));
+        Support::TsanRelease(worker.get());
+        m_workers.start(worker.release()); // which deletes it
     }
 }
 

@@ -66,6 +66,7 @@ public:
     void Cancel(long long key);
 
 private:
+    class Worker;
     using SharedTask = std::shared_ptr<Task>;
 
     struct LaneState
