@@ -236,7 +236,10 @@ TEST_F(FolderTransportTest, OfTwoClientsThatReplaceOneDocumentAtOnceOneIsRefused
         const auto replaceBy = [&](FolderTransport& client, const char* name) {
             Write(local / name, name);
             (void)client.Info(id, job);
-            return [&, name] { return FailureOf([&] { client.Store({local / name, id, {}}, job); }); };
+            return [&, name] {
+                Job own;
+                return FailureOf([&] { client.Store({local / name, id, {}}, own); });
+            };
         };
         const auto mine = replaceBy(transport, "mine");
         const auto theirs = replaceBy(rival, "theirs");
