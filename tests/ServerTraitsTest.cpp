@@ -1,80 +1,10 @@
-#include "support/ProtocolClouds.h"
-#include "support/ScriptedServer.h"
-
-#include <OrvaneCloudProtocol/transports/webdav/KnownTraits.h>
-#include <OrvaneCloudProtocol/transports/webdav/WebDavTransport.h>
-
-#include <gmock/gmock.h>
+#include "support/ScriptedCloud.h"
 
 namespace Orvane::Social {
 namespace {
 
+using ServerTraitsTest = Tests::ScriptedCloud;
 using Fault = Tests::ScriptedServer::Fault;
-
-/// A scripted server, a client signed in to it, and a document "old.pdf" that it has listed.
-class ServerTraitsTest : public testing::Test
-{
-protected:
-    ServerTraitsTest()
-    {
-        server.documents["old.pdf"] = "old";
-        Testing::Write(local.Path() / "new.pdf", "new bytes");
-        Open();
-    }
-
-    void Open()
-    {
-        cloud = std::make_unique<WebDavTransport>(OAuth2::AuthInfo(),
-                                                  *WebDavAddress::Parse(server.origin + "/dav/"), cache,
-                                                  NetworkLimits{limit, limit, limit, limit, limit / 600, 2});
-        cloud->SignIn(QStringLiteral("secret"), job);
-        (void)cloud->List(job);
-    }
-
-    KnownTraits Traits() const { return {'\0' + QByteArray::fromStdString(server.origin + "/dav/"), cache}; }
-
-    /// The id of the stored document, or the code of the failure in decimal.
-    std::string Store(const QString& replacedId = {})
-    {
-        return Outcome([&] {
-            return cloud->Store({local.Path() / "new.pdf", replacedId, {}}, job).id.toStdString();
-        });
-    }
-    std::string Remove()
-    {
-        return Outcome([&] { return cloud->Remove(kOld, job), std::string("removed"); });
-    }
-    static std::string Outcome(const std::function<std::string()>& step)
-    {
-        try {
-            return step();
-        } catch (const CloudError& error) {
-            return Code(error.GetFailure().code);
-        }
-    }
-    static std::string Code(FailureCode code) { return std::to_string(static_cast<int>(code)); }
-
-    /// How many requests with this method the server has heard.
-    int Heard(const QByteArray& method) const { return server.heard.count(method + " /dav/"); }
-
-    void SetFault(Fault fault, const char* method, int times = 1)
-    {
-        std::tie(fault.method, fault.times) = std::tuple(method, times);
-        server.faults.push_back(fault);
-    }
-    static Fault Says(const QByteArray& status, const QByteArray& body = {})
-    {
-        return {{}, "HTTP/1.1 " + status + "\r\nContent-Length: @\r\n\r\n" + body, false};
-    }
-
-    const QString kOld = QStringLiteral("old.pdf");
-    const NetworkLimits::Milliseconds limit{600};
-    Tests::ScriptedServer server;
-    const Testing::TemporaryFolder local;
-    const std::filesystem::path cache = local.Path() / "cache";
-    Job job;
-    std::unique_ptr<WebDavTransport> cloud;
-};
 
 TEST_F(ServerTraitsTest, AreLearntOnceAndAgainWhenTheyAreOldOrContradicted)
 {

@@ -1,4 +1,5 @@
 #include <OrvaneCloudProtocol/transports/Job.h>
+#include <OrvaneCloudProtocol/transports/http/EntityTag.h>
 #include <OrvaneCloudProtocol/transports/webdav/Md5Note.h>
 #include <OrvaneCloudProtocol/transports/webdav/MultiStatus.h>
 #include <OrvaneCloudProtocol/transports/webdav/WebDavAddress.h>
@@ -80,6 +81,15 @@ TEST(WebDavDate, IsReadInEveryForm)
     for (const auto& [moment, texts] : cases)
         for (const QByteArray& text : texts.split('|'))
             EXPECT_EQ(WebDavDateOf(text).toString(Qt::ISODateWithMs).toStdString(), moment) << text.data();
+}
+
+TEST(EntityTag, IsQuotedVisibleText)
+{
+    for (const char* tag : {"\"\"", "\"!~\xFF/W\"", "W/\"1\""})
+        EXPECT_TRUE(IsEntityTag(tag)) << tag;
+    for (const char* text : {"", "\"", "W/", "W/\"", "1", "\"1", "1\"", "w/\"1\"", "W/ \"1\"", "\"1\" ",
+                             "\"a b\"", "\"a\"b\"", "\"a\tb\"", "\"a\r\nb\"", "\"\x7f\"", "\"a\",\"b\""})
+        EXPECT_FALSE(IsEntityTag(text)) << text;
 }
 
 TEST(Md5Note, CountsForItsOwnSizeAndTagOnly)

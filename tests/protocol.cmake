@@ -10,6 +10,7 @@ orvane_test(ServerTraitsTest LIBRARIES OrvaneCloudProtocolInternals)
 orvane_test(WebDavFaultsTest LIBRARIES OrvaneCloudProtocolInternals)
 orvane_test(WebDavFormatsTest LIBRARIES OrvaneCloudProtocolInternals)
 orvane_test(WebDavServersTest LIBRARIES OrvaneCloudProtocol)
+orvane_test(WebDavTransportTest LIBRARIES OrvaneCloudProtocolInternals)
 
 foreach(test IN ITEMS ProtocolContractTest WebDavServersTest)
     target_compile_definitions(${test} PRIVATE

@@ -1,6 +1,7 @@
 #include <OrvaneCloudProtocol/transports/http/CurlExchange.h>
 
 #include <OrvaneCloudProtocol/transports/Job.h>
+#include <OrvaneCloudProtocol/transports/http/EntityTag.h>
 #include <OrvaneCloudProtocol/transports/http/NetworkError.h>
 
 #include <QList>
@@ -313,7 +314,7 @@ void CurlExchange::ReadHeader(const QByteArray& line)
 void CurlExchange::KeepHeader(const QByteArray& name, const QByteArray& value)
 {
     if (name == "etag") {
-        m_response.entityTag = value;
+        m_response.entityTag = IsEntityTag(value) ? value : QByteArray();
     } else if (name == "location") {
         m_response.location = value;
     } else if (name == "content-range") {

@@ -30,8 +30,8 @@ struct HttpRequest
 struct HttpResponse
 {
     int status = 0;
-    QByteArray reason; ///< the words that follow the status; empty when there are none
-    QByteArray entityTag;
+    QByteArray reason;    ///< the words that follow the status; empty when there are none
+    QByteArray entityTag; ///< empty when there is none, or the server has written something else there
     QByteArray location;
     QByteArray contentRange;
     std::optional<qint64> contentLength; ///< bytes

@@ -57,7 +57,7 @@ DocumentVersion VersionIn(const HttpResponse& head)
 {
     DocumentVersion version;
     version.isEntityTagWeak = head.entityTag.startsWith("W/");
-    version.entityTag = version.isEntityTagWeak ? head.entityTag.mid(2).trimmed() : head.entityTag;
+    version.entityTag = version.isEntityTagWeak ? head.entityTag.mid(2) : head.entityTag;
     return version;
 }
 

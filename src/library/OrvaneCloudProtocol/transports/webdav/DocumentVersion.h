@@ -10,7 +10,7 @@ namespace Orvane::Social {
 struct DocumentVersion
 {
     std::optional<qint64> size; ///< bytes
-    QByteArray entityTag;       ///< without "W/"; empty when the server has none
+    QByteArray entityTag;       ///< with its quotes, without "W/"; empty when the server has none
     bool isEntityTagWeak = false;
     QDateTime modifiedAt;
     QByteArray md5; ///< lower-case hexadecimal; empty when not known
@@ -28,21 +28,14 @@ struct DocumentVersion
         return size == other.size && modifiedAt == other.modifiedAt;
     }
 
-    /// Whether both have a tag, and the same one. Some servers leave out the quotes in one place or the
-    /// other.
+    /// Whether both have a tag, and the same one.
     [[nodiscard]] bool HasTagOf(const DocumentVersion& other) const
     {
-        const auto bare = [](QByteArray tag) { return tag.replace('"', ""); };
-        return !entityTag.isEmpty() && bare(entityTag) == bare(other.entityTag);
+        return !entityTag.isEmpty() && entityTag == other.entityTag;
     }
 
     /// For If-Match and If-Range, which need a strong one (RFC 9110 §8.8.3.2); else empty.
-    [[nodiscard]] QByteArray StrongEntityTag() const
-    {
-        const bool isStrong =
-            !isEntityTagWeak && entityTag.size() >= 2 && entityTag.startsWith('"') && entityTag.endsWith('"');
-        return isStrong ? entityTag : QByteArray();
-    }
+    [[nodiscard]] QByteArray StrongEntityTag() const { return isEntityTagWeak ? QByteArray() : entityTag; }
 
     /// For If (RFC 4918 §10.4): as the server wrote it; empty when there is none.
     [[nodiscard]] QByteArray TagForConditions() const

@@ -18,7 +18,7 @@ struct DavResource
     bool isTypeKnown = false; ///< whether the server tells resourcetype at all
     bool isCollection = false;
     std::optional<qint64> size; ///< getcontentlength, bytes; empty when missing, negative or no number
-    QByteArray entityTag;       ///< getetag without "W/", with its quotes
+    QByteArray entityTag;       ///< getetag without "W/", with its quotes; empty when it is no entity-tag
     bool isEntityTagWeak = false;
     QDateTime createdAt;                  ///< UTC; invalid when unknown
     QDateTime modifiedAt;                 ///< UTC; invalid when unknown

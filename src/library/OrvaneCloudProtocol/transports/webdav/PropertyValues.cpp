@@ -1,11 +1,10 @@
 #include <OrvaneCloudProtocol/transports/webdav/PropertyValues.h>
 
+#include <OrvaneCloudProtocol/transports/http/EntityTag.h>
 #include <OrvaneCloudProtocol/transports/webdav/Md5Note.h>
 #include <OrvaneCloudProtocol/transports/webdav/WebDavDate.h>
 
 #include <QList>
-
-#include <algorithm>
 
 namespace Orvane::Social {
 
@@ -24,19 +23,13 @@ std::optional<qint64> SizeIn(const QByteArray& text)
     return number.value_or(-1) < 0 ? std::nullopt : number;
 }
 
-/// An entity tag goes into headers of ours, and XML can spell the end of a line (RFC 9110 §8.8.3).
-bool IsVisible(unsigned char byte)
-{
-    return byte > 0x20 && byte != 0x7f;
-}
-
 void SetEntityTag(DavResource& resource, const QByteArray& text)
 {
-    if (!std::all_of(text.begin(), text.end(), IsVisible)) {
+    if (!IsEntityTag(text)) {
         return;
     }
     resource.isEntityTagWeak = text.startsWith("W/");
-    resource.entityTag = resource.isEntityTagWeak ? text.mid(2).trimmed() : text;
+    resource.entityTag = resource.isEntityTagWeak ? text.mid(2) : text;
 }
 
 /// @param text  "SHA1:... MD5:... ADLER32:..."
