@@ -508,6 +508,28 @@ TEST_P(ProtocolContract, CancellingOneSizeLeavesTheOthersAndCancellingAllStopsTh
     EXPECT_EQ(first->results + second->results + late->results, 0);
 }
 
+TEST_P(ProtocolContract, CancellingWhatIsNoLongerUnderWayIsIgnored)
+{
+    cloud->Put("a.pdf", OnePagePdf(100, 100));
+    cloud->Put("b.pdf", "x");
+    SignIn();
+    const auto list = Success(client.List());
+    for (const bool isAnswered : {false, true}) {
+        const auto first = client.Preview(kSample);
+        const auto second = client.Preview(kSample, QStringLiteral("100"));
+        const auto removal = client.Delete(QStringLiteral("b.pdf"));
+        if (isAnswered)
+            Success(first);
+        for (int round = 0; round < 2; ++round) {
+            for (const long long ticket : {first->ticket, list->ticket, removal->ticket + 1, 0LL, -1LL})
+                client->cancelOperation(ticket);
+        }
+        EXPECT_EQ(Success(second)->picture.width(), 40);
+        Success(removal);
+        EXPECT_EQ(first->results, isAnswered ? 1 : 0);
+    }
+}
+
 TEST(FolderProtocol, RefusesToDeleteAFolderAtOnce)
 {
     const Testing::TemporaryFolder cloud;

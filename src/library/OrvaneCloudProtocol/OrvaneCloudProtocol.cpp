@@ -321,6 +321,10 @@ bool OrvaneCloudProtocol::Private::IsReadyFor(Operation operation, const QString
 
 void OrvaneCloudProtocol::Private::Cancel(long long ticket)
 {
+    // A ticket that has ended may still be the queue's key of others' previews.
+    if (!registry.IsUnderWay(ticket)) {
+        return;
+    }
     if (queue && !previews->Cancel(ticket)) {
         queue->Remove(ticket);
     }

@@ -70,6 +70,7 @@ public:
     /// until the first upload has learnt it, and for a folder. Remembered between runs.
     [[nodiscard]] std::optional<CloudGuarantees> Guarantees() const;
 
+    /// Ignores a ticket that has been answered, has been cancelled, or never was one.
     void cancelOperation(long long ticket) override;
 
     /// Needs SSO_TOKEN; the other parameters are sent along where the cloud asks for them.

@@ -60,6 +60,11 @@ void RequestRegistry::EndLater(long long ticket, const std::optional<Failure>& f
     m_deliveries.Post([this, ticket, failure] { End(ticket, failure); });
 }
 
+bool RequestRegistry::IsUnderWay(long long ticket) const
+{
+    return m_requests.count(ticket) > 0;
+}
+
 void RequestRegistry::Forget(long long ticket)
 {
     const auto request =

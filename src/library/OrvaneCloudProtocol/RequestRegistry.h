@@ -37,6 +37,9 @@ public:
     /// End, from the event loop.
     void EndLater(long long ticket, const std::optional<Failure>& failure);
 
+    /// Whether the request has neither ended nor been forgotten.
+    [[nodiscard]] bool IsUnderWay(long long ticket) const;
+
     void Forget(long long ticket);
     void ForgetAll();
 
