@@ -1,124 +1,16 @@
-#include <OrvaneCloudHost/CloudSession.h>
-
+#include "support/CloudSessionFixture.h"
 #include "support/PdfSamples.h"
 
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
 #include <QImage>
-#include <QSignalSpy>
-#include <QTemporaryDir>
-#include <QTest>
-#include <QUrl>
 
-#include <gmock/gmock.h>
-
+namespace Orvane::Tests {
 namespace {
 
-using namespace Orvane::PDF;
-using namespace Orvane::PDF::Cloud;
-using Orvane::Social::FailureCode;
-using Orvane::Social::Operation;
+using PDF::AbstractFileManager;
+using PDF::Cloud::ExistingFile;
 
-constexpr int kLongEnough = 60'000; // milliseconds
-
-void Write(const QString& path, const QByteArray& content)
-{
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly)) << path.toStdString();
-    ASSERT_EQ(file.write(content), content.size());
-}
-
-QByteArray Read(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("unreadable");
-}
-
-/// The files in a folder, each as "name=content ".
-std::string Contents(const QString& folder)
-{
-    std::string contents;
-    for (const QFileInfo& file : QDir(folder).entryInfoList(QDir::Files | QDir::Hidden, QDir::Name))
-        contents +=
-            (file.fileName() + QLatin1Char('=')).toStdString() + Read(file.filePath()).toStdString() + ' ';
-    return contents;
-}
-
-/// Sessions over one folder cloud and one data folder.
-class CloudSessionTest : public testing::Test
-{
-protected:
-    CloudSessionTest()
-    {
-        QDir(m_root.path()).mkdir(QStringLiteral("cloud"));
-        QDir(m_root.path()).mkdir(QStringLiteral("local"));
-        Open();
-    }
-
-    void Open(const QString& dataFolder = QStringLiteral("data"))
-    {
-        m_session.reset();
-        CloudSession::Setup setup;
-        setup.cloudAddress = QUrl::fromLocalFile(CloudPath({})).toString();
-        setup.dataFolder = m_root.filePath(dataFolder);
-        setup.authInfo.cacheFolder = m_root.filePath(QStringLiteral("cache"));
-        m_session = std::make_unique<CloudSession>(setup);
-        QObject::connect(m_session.get(), &CloudSession::OperationFailed, [this](const auto& failure) {
-            if (failure.operation != Operation::Preview) // not all documents here are PDF
-                m_failures.push_back(failure);
-        });
-    }
-
-    void SignIn()
-    {
-        QSignalSpy signedIn(&m_session->Cloud(), &OrvaneCloudManager::AuthorizationCompleted);
-        m_session->SignIn();
-        ASSERT_TRUE(signedIn.wait(kLongEnough));
-    }
-
-    void Refresh()
-    {
-        QSignalSpy refreshed(m_session.get(), &CloudSession::DocumentsRefreshed);
-        m_session->Cloud().RetrieveFilesList();
-        ASSERT_TRUE(refreshed.wait(kLongEnough));
-    }
-
-    [[nodiscard]] QFileInfo RefreshForPicture(const char* id)
-    {
-        QSignalSpy settled(m_session.get(), &CloudSession::PreviewsSettled);
-        Refresh();
-        EXPECT_TRUE(!settled.empty() || settled.wait(kLongEnough));
-        const auto picture = Listed(id)->GetPreviewsSet().at(FileInfo::PreviewSize::Large);
-        return QFileInfo(QString::fromStdString(picture.utf8string()));
-    }
-
-    template <typename Signal, typename Action>
-    void Await(Signal signal, Action action)
-    {
-        QSignalSpy ended(&m_session->Cloud(), signal);
-        action();
-        ASSERT_TRUE(!ended.empty() || ended.wait(kLongEnough));
-    }
-
-    [[nodiscard]] std::shared_ptr<FileInfo> Listed(const char* id) const
-    {
-        return m_session->Documents().GetFileInfo(QString::fromUtf8(id));
-    }
-
-    [[nodiscard]] QString CloudPath(const QString& name) const
-    {
-        return m_root.filePath(QStringLiteral("cloud/") + name);
-    }
-    [[nodiscard]] QString LocalPath(const QString& name) const
-    {
-        return m_root.filePath(QStringLiteral("local/") + name);
-    }
-
-    QTemporaryDir m_root;
-    std::vector<CloudSession::OperationFailure> m_failures;
-    std::unique_ptr<CloudSession> m_session;
-};
+class CloudSessionTest : public CloudSessionFixture
+{};
 
 TEST_F(CloudSessionTest, CarriesADocumentUpAndBackAndRemembersItAfterARestart)
 {
@@ -226,8 +118,7 @@ TEST_F(CloudSessionTest, ADownloadDoesWithAnExistingFileWhatItIsTold)
                             {QDir().relativeFilePath(folder), existingFile, QStringLiteral("other.pdf")});
         EXPECT_TRUE(QTest::qWaitFor([&] { return failed.size() + finished.size() > 0; }, kLongEnough));
         EXPECT_EQ(Contents(folder), after) << name;
-        EXPECT_EQ(Listed("a.pdf")->GetPath(),
-                  Orvane::ioPath::from(LocalPath(QString::fromLatin1(localCopy))));
+        EXPECT_EQ(Listed("a.pdf")->GetPath(), ioPath::from(LocalPath(QString::fromLatin1(localCopy))));
         EXPECT_EQ(Listed("a.pdf")->GetCloudStatus(), FileInfo::CloudStatus::Synchronized) << name;
     }
     m_session->Download(QStringLiteral("a.pdf"),
@@ -252,7 +143,7 @@ TEST_F(CloudSessionTest, ADownloadThatDoesNotArriveChangesNothing)
     const auto expectUnchanged = [&] {
         EXPECT_EQ(Read(local), "mine");
         for (const auto& record : {own, copy()}) {
-            EXPECT_EQ(record->GetPath(), Orvane::ioPath::from(local));
+            EXPECT_EQ(record->GetPath(), ioPath::from(local));
             EXPECT_EQ(record->GetCloudHashBeforeChange(), record->GetMd5Hash());
             EXPECT_EQ(record->GetCloudStatus(), FileInfo::CloudStatus::Synchronized);
         }
@@ -267,7 +158,7 @@ TEST_F(CloudSessionTest, ADownloadThatDoesNotArriveChangesNothing)
             const auto seen = QObject::connect(&cloud, &OrvaneCloudManager::DownloadingCanceled,
                                                [&](const auto&) { expectUnchanged(); });
             cloud.Download(record, m_root.filePath(QStringLiteral("local")));
-            EXPECT_EQ(record->GetPath(), Orvane::ioPath::from(local));
+            EXPECT_EQ(record->GetPath(), ioPath::from(local));
             EXPECT_EQ(copy()->GetCloudStatus(), FileInfo::CloudStatus::Syncing);
             cancel();
             EXPECT_EQ(canceled.size(), 1);
@@ -287,7 +178,7 @@ TEST_F(CloudSessionTest, ADownloadThatDoesNotArriveChangesNothing)
         m_session->CancelDownload(QStringLiteral("a.pdf"));
         EXPECT_EQ(copy()->GetCloudStatus(), FileInfo::CloudStatus::Syncing);
     });
-    EXPECT_EQ(copy()->GetPath(), Orvane::ioPath::from(m_root.filePath(QStringLiteral("a.pdf"))));
+    EXPECT_EQ(copy()->GetPath(), ioPath::from(m_root.filePath(QStringLiteral("a.pdf"))));
     EXPECT_EQ(copy()->GetCloudStatus(), FileInfo::CloudStatus::Synchronized);
     EXPECT_EQ(Read(local), "mine");
 }
@@ -311,7 +202,7 @@ TEST_F(CloudSessionTest, ADocumentIsSyncingWhileItIsReplaced)
 TEST_F(CloudSessionTest, KeepsPicturesToTheUserAndOnlyThoseOfListedDocuments)
 {
     const QString name = QString(80, QChar(0x20AC)) + QStringLiteral(".pdf");
-    const QByteArray pdf = Orvane::Tests::OnePagePdf(200, 300, "content");
+    const QByteArray pdf = OnePagePdf(200, 300, "content");
     for (const QString& document : {name, QStringLiteral("b.pdf")})
         Write(CloudPath(document), pdf);
     SignIn();
@@ -375,8 +266,8 @@ TEST_F(CloudSessionTest, RefreshingTenThousandDocumentsKeepsEveryLocalCopy)
     for (int number = 0; number < kLocalCopies; ++number) {
         Write(LocalPath(name(number)), QByteArray::number(number));
         const auto document = m_session->Documents().GetFileInfo(name(number));
-        const Orvane::ioPath image("/preview");
-        document->SetPath(Orvane::ioPath::from(LocalPath(name(number))), {});
+        const ioPath image("/preview");
+        document->SetPath(ioPath::from(LocalPath(name(number))), {});
         document->SetPreviewsSet({{FileInfo::PreviewSize::Small, image},
                                   {FileInfo::PreviewSize::Medium, image},
                                   {FileInfo::PreviewSize::Large, image}});
@@ -398,3 +289,4 @@ TEST_F(CloudSessionTest, RefreshingTenThousandDocumentsKeepsEveryLocalCopy)
 }
 
 } // namespace
+} // namespace Orvane::Tests

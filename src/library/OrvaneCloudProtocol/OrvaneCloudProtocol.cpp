@@ -206,8 +206,9 @@ public:
     template <typename Deliver>
     long long StartPreview(const QString& id, const QSize& box, Deliver deliver);
 
-    /// Nobody is signed in any more once the cloud has said so, unless that was about an earlier sign-in.
-    void NoteEndOfSignIn(const std::optional<Failure>& failure, int signInAtStart);
+    /// Nobody is signed in any more once the cloud has refused a request, unless that request began under an
+    /// earlier sign-in. A refused sign-in says nothing about the token that is in use.
+    void NoteEndOfSignIn(Operation operation, const std::optional<Failure>& failure, int signInAtStart);
 
     [[nodiscard]] bool IsReadyFor(Operation operation);
     [[nodiscard]] bool IsReadyFor(Operation operation, const QString& documentId);
@@ -246,9 +247,9 @@ long long OrvaneCloudProtocol::Private::Start(Operation operation, Lane lane, Wo
                                               Files::OnProgress&& onProgress)
 {
     const auto answer = std::make_shared<Answer>();
-    auto finish = [this, answer, deliver = std::move(deliver),
+    auto finish = [this, operation, answer, deliver = std::move(deliver),
                    asked = signIns](long long ended, const std::optional<Failure>& failure) {
-        NoteEndOfSignIn(failure, asked);
+        NoteEndOfSignIn(operation, failure, asked);
         deliver(ended, ResultOf(failure), *answer);
     };
     const long long ticket = registry.Open(operation, std::move(finish), std::move(onProgress));
@@ -283,7 +284,7 @@ long long OrvaneCloudProtocol::Private::StartPreview(const QString& id, const QS
     const auto image = std::make_shared<QImage>();
     auto finish = [this, image, deliver = std::move(deliver),
                    asked = signIns](long long ended, const std::optional<Failure>& failure) {
-        NoteEndOfSignIn(failure, asked);
+        NoteEndOfSignIn(Operation::Preview, failure, asked);
         deliver(ended, ResultOf(failure), QPixmap::fromImage(*image));
     };
     const long long ticket = registry.Open(Operation::Preview, std::move(finish));
@@ -291,9 +292,11 @@ long long OrvaneCloudProtocol::Private::StartPreview(const QString& id, const QS
     return ticket;
 }
 
-void OrvaneCloudProtocol::Private::NoteEndOfSignIn(const std::optional<Failure>& failure, int signInAtStart)
+void OrvaneCloudProtocol::Private::NoteEndOfSignIn(Operation operation, const std::optional<Failure>& failure,
+                                                   int signInAtStart)
 {
-    if (failure && failure->code == FailureCode::SignInNeeded && signInAtStart == signIns) {
+    const bool isRefused = failure && failure->code == FailureCode::SignInNeeded;
+    if (isRefused && operation != Operation::SignIn && signInAtStart == signIns) {
         isSignedIn = false;
     }
 }
