@@ -1,6 +1,8 @@
 #include "support/CloudSessionFixture.h"
 #include "support/WebDavClouds.h"
 
+#include <QTimer>
+
 namespace Orvane::Tests {
 namespace {
 
@@ -34,6 +36,37 @@ TEST_F(CloudSessionServerTest, ARefusedSignInLeavesTheOneThatIsInUse)
     EXPECT_FALSE(cloud.IsLoggedIn());
     SignIn(m_cloud.Token());
     Refresh();
+}
+
+TEST_F(CloudSessionServerTest, RefreshesByItselfAtThePeriodOfItsSettings)
+{
+    const auto settings = m_root.filePath(QStringLiteral("data of the server/settings.ini"));
+    QDir(m_root.path()).mkdir(QStringLiteral("data of the server"));
+    Write(settings, "[Refresh]\nAutomatic=on\nIntervalInMilliseconds=7000\n");
+    Open(QStringLiteral("data of the server"));
+    auto* timer = m_session->Cloud().findChild<QTimer*>();
+    ASSERT_TRUE(timer && timer->isActive());
+    EXPECT_EQ(timer->interval(), 7000);
+    SignIn(m_cloud.Token());
+    timer->setInterval(1); // nobody wants to wait for seven seconds
+
+    const auto count = [this] { return m_session->Documents().FilesCount(); };
+    m_cloud.Put("a.pdf", "a");
+    EXPECT_TRUE(QTest::qWaitFor([&] { return count() == 1; }, kLongEnough));
+    m_cloud.Put("b.pdf", "b");
+    EXPECT_TRUE(QTest::qWaitFor([&] { return count() == 2; }, kLongEnough));
+    std::filesystem::remove(m_cloud.Folder() / "a.pdf");
+    EXPECT_TRUE(QTest::qWaitFor([&] { return count() == 1; }, kLongEnough));
+    EXPECT_TRUE(Listed("b.pdf"));
+
+    m_cloud.server.Tell("kill"); // while it is away the list stays, and the refreshing goes on
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !m_failures.empty(); }, kLongEnough));
+    EXPECT_EQ(m_failures.front().operation, Operation::FileList);
+    EXPECT_EQ(m_failures.front().failure.code, FailureCode::Network);
+    EXPECT_EQ(count(), 1);
+    m_cloud.server.Tell("start");
+    m_cloud.Put("c.pdf", "c");
+    EXPECT_TRUE(QTest::qWaitFor([&] { return count() == 2; }, kLongEnough));
 }
 
 } // namespace
