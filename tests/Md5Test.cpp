@@ -1,3 +1,5 @@
+#include "support/NoThreads.h"
+
 #include <support/BackgroundMd5.h>
 
 #include <gtest/gtest.h>
@@ -31,9 +33,15 @@ TEST(BackgroundMd5, IsTheMd5OfAllBytesInTheirOrder)
             BackgroundMd5 md5, givenUp;
             AddInPieces(md5, bytes, pieceSize);
             AddInPieces(givenUp, bytes, pieceSize);
+            BackgroundMd5 threadless;
+            {
+                const Testing::NoThreads noThreads;
+                AddInPieces(threadless, bytes, pieceSize);
+            }
             const auto expected =
                 QCryptographicHash::hash(QByteArray::fromStdString(bytes), QCryptographicHash::Md5);
             EXPECT_EQ(md5.Result(), expected.toStdString()) << size << " bytes by " << pieceSize;
+            EXPECT_EQ(threadless.Result(), expected.toStdString()) << size << " bytes by " << pieceSize;
         }
     }
 }

@@ -280,6 +280,16 @@ TEST_F(ProgramTest, LeavesNothingOfAnInterruptedTransfer)
     EXPECT_EQ(user.Read(user.Work("to/large.pdf"_q)), "earlier copy");
 }
 
+TEST_F(ProgramTest, FailsWithAReasonWhenTheSystemMakesNoThreads)
+{
+    Upload("a.pdf");
+    for (const char* words : {"list", "upload a.pdf", "download a.pdf --overwrite", "preview a.pdf"}) {
+        const auto line = "ulimit -s 200000000000; exec \"$ORVANE\" --json "_q; // KiB, also of each thread
+        const auto error = user.RunShell(line + QString::fromUtf8(words), kFailed).Json()["error"_q];
+        EXPECT_EQ(error["code"_q], "out-of-resources"_q) << words;
+    }
+}
+
 TEST_F(ProgramTest, WatchesUntilItIsInterrupted)
 {
     user.Write(user.Cloud("a.pdf"_q), PdfOf("a.pdf"_q));

@@ -24,7 +24,7 @@ TEST(FailureTextTest, TurnsEveryCodeIntoItsExitCodeAndAFullSentence)
         {FailureCode::QuotaExceeded, 7},   {FailureCode::Network, 5},        {FailureCode::TimedOut, 5},
         {FailureCode::Protocol, 5},        {FailureCode::LocalDisk, 8},      {FailureCode::Unsupported, 1},
         {FailureCode::InvalidDocument, 1}, {FailureCode::Canceled, 1},       {FailureCode::Unavailable, 5},
-        {FailureCode::Untrusted, 5}};
+        {FailureCode::Untrusted, 5},       {FailureCode::OutOfResources, 1}};
     QSet<QString> names;
     for (const auto& [code, exitCode] : cases) {
         const auto problem = DescribeFailure(Operation::Download, "100%1.pdf"_q, {code, "raw detail"_q});

@@ -1,3 +1,5 @@
+#include "support/NoThreads.h"
+
 #include <OrvaneCloudProtocol/DeliveryQueue.h>
 #include <OrvaneCloudProtocol/RequestQueue.h>
 
@@ -10,6 +12,7 @@
 namespace Orvane::Social {
 namespace {
 
+using testing::ElementsAre;
 using testing::IsSupersetOf;
 using testing::UnorderedElementsAre;
 using Lane = RequestQueue::Lane;
@@ -38,8 +41,16 @@ protected:
             while (mayEnd.wait_for(std::chrono::milliseconds(1)) != std::future_status::ready)
                 job.ThrowIfCanceled();
         };
-        task->onEnded = [this, key](const auto&) { ended.push_back(key); };
+        task->onEnded = [this, key](const auto& failure) {
+            ended.push_back(key);
+            failures.push_back(failure ? failure->code : FailureCode::InvalidRequest);
+        };
         queue.Add(task);
+    }
+
+    bool WaitForEnds(std::size_t count)
+    {
+        return QTest::qWaitFor([&] { return ended.size() >= count; }, 60'000);
     }
 
     void End(int key) { ends[key].set_value(); }
@@ -58,6 +69,7 @@ protected:
     std::mutex mutex;
     std::vector<int> started;
     std::vector<int> ended;
+    std::vector<FailureCode> failures; ///< of those; InvalidRequest stands for none
     std::map<int, std::promise<void>> ends;
     DeliveryQueue deliveries;
     RequestQueue queue{2, deliveries};
@@ -80,8 +92,29 @@ TEST_F(RequestQueueTest, RunsTwoTransfersAtOnceAndPreviewsAfterThem)
     queue.Remove(5);
     queue.Cancel(6);
     End(7);
-    EXPECT_TRUE(QTest::qWaitFor([&] { return ended.size() == 5; }, 60'000));
+    EXPECT_TRUE(WaitForEnds(5));
     EXPECT_THAT(ended, UnorderedElementsAre(1, 4, 2, 6, 7));
+}
+
+TEST_F(RequestQueueTest, WithoutThreadsTasksFailAndWithOneItDoesTheWorkOfAll)
+{
+    auto noThreads = std::make_optional<Testing::NoThreads>();
+    Add(1, Lane::Control);
+    Add(2, Lane::Transfers);
+    ASSERT_TRUE(WaitForEnds(2));
+    EXPECT_THAT(failures, testing::Each(FailureCode::OutOfResources));
+    noThreads.reset();
+    Add(3, Lane::Transfers);
+    EXPECT_THAT(Started(1), ElementsAre(3));
+    noThreads.emplace();
+    for (const auto& [key, lane] : {std::pair(4, Lane::Control), std::pair(5, Lane::Previews)}) {
+        Add(key, lane);
+        End(key);
+    }
+    End(3);
+    ASSERT_TRUE(WaitForEnds(5));
+    EXPECT_THAT(started, ElementsAre(3, 4, 5));
+    EXPECT_EQ(failures.back(), FailureCode::InvalidRequest);
 }
 
 } // namespace

@@ -21,6 +21,7 @@ enum class FailureCode
     Protocol,        ///< the cloud answered something that makes no sense
     LocalDisk,       ///< a local file cannot be read or written
     Unsupported,     ///< this cloud, or this machine, cannot do it
+    OutOfResources,  ///< this machine gives the process no more threads, or no more memory
     InvalidDocument, ///< the document is damaged, encrypted or too large to show
     Canceled         ///< the caller no longer wants it
 };

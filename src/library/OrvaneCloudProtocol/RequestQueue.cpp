@@ -1,11 +1,10 @@
 #include <OrvaneCloudProtocol/RequestQueue.h>
 
 #include <OrvaneCloudProtocol/DeliveryQueue.h>
-#include <support/TsanMarks.h>
 
-#include <QRunnable>
-
+#include <algorithm>
 #include <exception>
+#include <new>
 #include <utility>
 
 namespace Orvane::Social {
@@ -24,6 +23,8 @@ std::optional<Failure> FailureOf(RequestQueue::Task& task)
         return std::nullopt;
     } catch (const CloudError& error) {
         return error.GetFailure();
+    } catch (const std::bad_alloc& error) {
+        return Failure{FailureCode::OutOfResources, QString::fromLocal8Bit(error.what())};
     } catch (const std::exception& error) {
         return Failure{FailureCode::Protocol, QString::fromLocal8Bit(error.what())};
     }
@@ -31,36 +32,10 @@ std::optional<Failure> FailureOf(RequestQueue::Task& task)
 
 } // namespace
 
-/// Carries out a task on a thread of the pool, and then those that have their turn after it.
-class RequestQueue::Worker : public QRunnable
-{
-public:
-    Worker(RequestQueue& queue, SharedTask first)
-        : m_queue(queue)
-        , m_first(std::move(first))
-    {}
-
-    void run() override
-    {
-        Support::TsanAcquire(this);
-        m_queue.RunFrom(std::move(m_first));
-        Support::TsanRelease(&m_queue);
-    }
-
-private:
-    RequestQueue& m_queue;
-    SharedTask m_first;
-};
-
 RequestQueue::RequestQueue(int transfersAtOnce, DeliveryQueue& deliveries)
     : m_deliveries(deliveries)
 {
     StateOf(Lane::Transfers).atOnce = transfersAtOnce;
-    int workers = 0;
-    for (const auto& state : m_lanes) {
-        workers += state.atOnce;
-    }
-    m_workers.setMaxThreadCount(workers);
 }
 
 RequestQueue::~RequestQueue()
@@ -72,8 +47,6 @@ RequestQueue::~RequestQueue()
     for (const auto& [key, task] : m_tasks) {
         task->job.Cancel();
     }
-    m_workers.waitForDone();
-    Support::TsanAcquire(this);
 }
 
 void RequestQueue::Add(SharedTask task)
@@ -157,11 +130,31 @@ RequestQueue::SharedTask RequestQueue::TakeNext()
 
 void RequestQueue::StartWorkers()
 {
-    while (auto task = TakeNext()) {
-        auto worker = std::make_unique<Worker>(*this, std::move(task));
-        Support::TsanRelease(worker.get());
-        m_workers.start(worker.release()); // which deletes it
+    for (auto task = TakeNext(); task && IsStarted(task); task = TakeNext()) {
     }
+}
+
+/// Returns false when the task has to wait for a worker that is busy.
+bool RequestQueue::IsStarted(const SharedTask& task)
+{
+    try {
+        m_workers.Start([this, task] { RunFrom(task); });
+        return true;
+    } catch (const std::exception& error) { // no thread, or no memory for one
+        auto& state = StateOf(task->lane);
+        --state.running;
+        if (IsAnyWorkerBusy()) {
+            state.waiting.emplace(task->key, task);
+            return false;
+        }
+        PostEnd(task->key, Failure{FailureCode::OutOfResources, QString::fromLocal8Bit(error.what())});
+        return true;
+    }
+}
+
+bool RequestQueue::IsAnyWorkerBusy() const
+{
+    return std::any_of(m_lanes.begin(), m_lanes.end(), [](const auto& state) { return state.running > 0; });
 }
 
 void RequestQueue::RunFrom(SharedTask task)
@@ -176,7 +169,12 @@ void RequestQueue::Run(Task& task)
 {
     auto failure = FailureOf(task);
     task.work = nullptr;
-    m_deliveries.Post([self = std::weak_ptr(m_self), key = task.key, failure = std::move(failure)] {
+    PostEnd(task.key, std::move(failure));
+}
+
+void RequestQueue::PostEnd(long long key, std::optional<Failure> failure)
+{
+    m_deliveries.Post([self = std::weak_ptr(m_self), key, failure = std::move(failure)] {
         if (const auto queue = self.lock()) {
             (*queue)->OnWorkEnded(key, failure);
         }

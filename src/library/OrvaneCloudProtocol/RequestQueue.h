@@ -1,9 +1,8 @@
 #pragma once
 
 #include <OrvaneCloudProtocol/Failure.h>
+#include <OrvaneCloudProtocol/WorkerThreads.h>
 #include <OrvaneCloudProtocol/transports/Job.h>
-
-#include <QThreadPool>
 
 #include <array>
 #include <functional>
@@ -19,7 +18,8 @@ class DeliveryQueue;
 
 /// Lets blocking work wait for its turn, and runs it on threads of its own. A worker that has ended a task
 /// goes on to the next by itself; the first ones start from the event loop. Used on one thread, on which all
-/// but the work itself is called. What waits costs no thread, and next to nothing to take back.
+/// but the work itself is called. What waits costs no thread, and next to nothing to take back. Where the
+/// system makes no more threads, those that are there do all; without any, tasks end with OutOfResources.
 class RequestQueue
 {
 public:
@@ -66,7 +66,6 @@ public:
     void Cancel(long long key);
 
 private:
-    class Worker;
     using SharedTask = std::shared_ptr<Task>;
 
     struct LaneState
@@ -86,10 +85,13 @@ private:
     [[nodiscard]] bool MayStart(Lane lane);
     [[nodiscard]] SharedTask TakeNext();
     void StartWorkers();
+    [[nodiscard]] bool IsStarted(const SharedTask& task);
+    [[nodiscard]] bool IsAnyWorkerBusy() const;
 
     // On a worker.
     void RunFrom(SharedTask task);
     void Run(Task& task);
+    void PostEnd(long long key, std::optional<Failure> failure);
     [[nodiscard]] SharedTask TakeNextAfter(const Task& ended);
 
     DeliveryQueue& m_deliveries;
@@ -99,7 +101,7 @@ private:
     std::array<LaneState, 3> m_lanes;
     const std::shared_ptr<RequestQueue*> m_self =
         std::make_shared<RequestQueue*>(this); // known to deliveries
-    QThreadPool m_workers;
+    WorkerThreads m_workers;                   // gone first: what they run uses all of the above
 };
 
 } // namespace Orvane::Social

@@ -1,5 +1,7 @@
 #include "BackgroundMd5.h"
 
+#include <system_error>
+
 namespace Orvane::Support {
 namespace {
 
@@ -34,12 +36,26 @@ std::string BackgroundMd5::Result()
 
 void BackgroundMd5::HandOver()
 {
-    if (!m_thread.joinable())
-        m_thread = std::thread([this] { Run(); });
+    if (!HasThread()) {
+        m_md5.Add(m_collected.data(), m_collected.size());
+        m_collected.clear();
+        return;
+    }
     std::unique_lock lock(m_mutex);
     m_changed.wait(lock, [this] { return m_handedOver.empty(); });
     m_handedOver.swap(m_collected);
     m_changed.notify_one();
+}
+
+bool BackgroundMd5::HasThread()
+{
+    try {
+        if (!m_thread.joinable())
+            m_thread = std::thread([this] { Run(); });
+    } catch (const std::system_error&) { // the system makes no more of them
+        return false;
+    }
+    return true;
 }
 
 void BackgroundMd5::Run()

@@ -12,8 +12,8 @@
 namespace Orvane::Support {
 
 /// As Md5, for whoever reads, writes, sends or receives the bytes meanwhile: what comes after the first
-/// megabyte is computed on a thread of its own, which ends with the object. Copies of less than a megabyte
-/// wait for it.
+/// megabyte is computed on a thread of its own, which ends with the object; on the caller's, when the system
+/// makes no more threads. Copies of less than a megabyte wait for it.
 class BackgroundMd5
 {
 public:
@@ -32,6 +32,7 @@ private:
     using Bytes = std::vector<char>;
 
     void HandOver();
+    [[nodiscard]] bool HasThread();
     void Run();
     [[nodiscard]] bool Take(Bytes& bytes);
     void End();
