@@ -280,6 +280,36 @@ TEST_F(ProgramTest, LeavesNothingOfAnInterruptedTransfer)
     EXPECT_EQ(user.Read(user.Work("to/large.pdf"_q)), "earlier copy");
 }
 
+TEST_F(ProgramTest, EndsWhenItIsInterruptedWhileItHashesAFile)
+{
+    const auto grow = [this](const QString& file) { // takes no space, and hours to read
+        user.Write(file, {});
+        ASSERT_TRUE(QFile::resize(file, qint64{4} * 1024 * 1024 * 1024 * 1024));
+    };
+    Upload("copy.pdf");
+    grow(user.Work("copy.pdf"_q));
+    grow(user.Work("new.pdf"_q));
+    grow(user.Path("other/there.pdf"_q));
+    const std::pair<QByteArray, QString> cases[] = {
+        {"list --offline", user.Work("copy.pdf"_q)},
+        {"upload new.pdf --data other --cloud " + user.Cloud().toUtf8(), user.Work("new.pdf"_q)},
+        {"list --cloud ../other", user.Path("other/there.pdf"_q)},
+    };
+    for (const auto& [words, file] : cases) {
+        for (const int signal : {SIGINT, SIGTERM}) {
+            const auto process = user.Start(Words(words));
+            EXPECT_TRUE(
+                QTest::qWaitFor([&] { return ProgramUser::IsReading(*process, file); }, kLongestRunInMs));
+            kill(static_cast<pid_t>(process->processId()), signal);
+            EXPECT_THAT(user.Finish(*process, kInterrupted).err, HasSubstr("Interrupted")) << words.data();
+        }
+    }
+    EXPECT_EQ(user.FilesIn(user.Cloud()), Words("copy.pdf"));
+    EXPECT_EQ(user.FilesIn(user.Path("other"_q)), Words("there.pdf"));
+    user.Write(user.Work("copy.pdf"_q), PdfOf("copy.pdf"_q));
+    EXPECT_EQ(user.Run("list --offline --json").Json()["documents"_q][0]["state"_q], "synchronized"_q);
+}
+
 TEST_F(ProgramTest, FailsWithAReasonWhenTheSystemMakesNoThreads)
 {
     Upload("a.pdf");

@@ -114,6 +114,15 @@ public:
         return Finish(*Start({"-c"_q, line}, "sh"_q), expectedExitCode);
     }
 
+    /// Whether a process that runs has this file open.
+    [[nodiscard]] static bool IsReading(const QProcess& process, const QString& file)
+    {
+        const QDir descriptors("/proc/%1/fd"_q.arg(process.processId()));
+        const auto opened = descriptors.entryInfoList(QDir::AllEntries | QDir::System);
+        return std::any_of(opened.begin(), opened.end(),
+                           [&](const QFileInfo& each) { return each.symLinkTarget() == file; });
+    }
+
     static void Write(const QString& path, const QByteArray& content)
     {
         QDir().mkpath(QFileInfo(path).path());

@@ -2,6 +2,7 @@
 
 #include "ExitCode.h"
 
+#include <atomic>
 #include <csignal>
 #include <cstdlib>
 
@@ -11,13 +12,13 @@ namespace {
 
 constexpr int kPollIntervalInMs = 50;
 
-volatile std::sig_atomic_t isInterruptRequested = 0;
+std::atomic<bool> isRequested{false};
+static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler may use no other");
 
 extern "C" void OnInterruptSignal(int number)
 {
-    if (isInterruptRequested != 0)
+    if (isRequested.exchange(true))
         std::_Exit(static_cast<int>(ExitCode::Interrupted));
-    isInterruptRequested = 1;
     std::signal(number, OnInterruptSignal); // some systems reset it
 }
 
@@ -49,6 +50,11 @@ void CatchInterrupts()
 #endif
 }
 
+bool IsInterruptRequested()
+{
+    return isRequested;
+}
+
 Interrupt::Interrupt(QObject* parent)
     : QObject(parent)
 {
@@ -60,7 +66,7 @@ Interrupt::~Interrupt() = default;
 
 void Interrupt::Poll()
 {
-    if (isInterruptRequested == 0)
+    if (!IsInterruptRequested())
         return;
     m_timer.stop();
     Q_EMIT Requested();

@@ -29,4 +29,7 @@ private:
 /// not be cut off.
 void CatchInterrupts();
 
+/// Whether Ctrl-C has been pressed: for long work that lets no event loop run. From any thread.
+[[nodiscard]] bool IsInterruptRequested();
+
 } // namespace Orvane::CommandLine

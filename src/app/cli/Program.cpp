@@ -85,6 +85,7 @@ CloudSession::Setup SetupFor(const Options& options, const Locations& locations)
     setup.authInfo.isInsecureHttpAllowed = options.isInsecureHttpAllowed;
     setup.authInfo.isEmptiedFolderAccepted = options.isEmptiedFolderAccepted;
     setup.authInfo.cacheFolder = ToText(locations.cacheFolder);
+    setup.isInterrupted = &IsInterruptRequested;
     return setup;
 }
 
@@ -96,7 +97,8 @@ ExitCode RunCommand(const Surroundings& surroundings)
         [](ExitCode exitCode) { QCoreApplication::exit(static_cast<int>(exitCode)); }, Qt::QueuedConnection);
     const Interrupt interrupt;
     QObject::connect(&interrupt, &Interrupt::Requested, command.get(), &Command::Interrupt);
-    QTimer::singleShot(0, command.get(), &Command::Start);
+    // Interrupted while the list was opened, it knows nothing of the local copies that were not hashed.
+    QTimer::singleShot(0, command.get(), IsInterruptRequested() ? &Command::Interrupt : &Command::Start);
     return static_cast<ExitCode>(QCoreApplication::exec());
 }
 

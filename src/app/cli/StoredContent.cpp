@@ -1,5 +1,7 @@
 #include "StoredContent.h"
 
+#include "Interrupt.h"
+
 #include <support/PathText.h>
 
 #include <filesystem>
@@ -12,7 +14,7 @@ using Support::ToPath;
 
 StoredContent::StoredContent(PDF::Cloud::CloudSession& session, const QString& hashFile)
     : m_session(session)
-    , m_hashCalculator(hashFile)
+    , m_hashCalculator(hashFile, &IsInterruptRequested)
 {}
 
 void StoredContent::ReadList()

@@ -80,8 +80,8 @@ CloudSession::Private::Private(const Setup& setup)
     , departedCopies(setup.dataFolder + QStringLiteral("/departed.sqlite"),
                      [this] { return storage->Flush(); })
     , fileSystem(std::make_shared<LocalFileSystem>())
-    , hashCalculator(std::make_shared<Md5HashCalculator>(setup.authInfo.cacheFolder +
-                                                         QStringLiteral("/local-hashes.sqlite")))
+    , hashCalculator(std::make_shared<Md5HashCalculator>(
+          setup.authInfo.cacheFolder + QStringLiteral("/local-hashes.sqlite"), setup.isInterrupted))
     , pictures(PicturesOf(setup))
     , protocol(std::make_shared<SessionProtocol>(setup.authInfo, setup.cloudAddress.toStdString(), transfers))
     , documents(storage, fileSystem, hashCalculator)

@@ -10,6 +10,7 @@
 #include <QObject>
 #include <QString>
 
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -49,6 +50,11 @@ public:
         /// AuthInfo::cacheFolder also holds the remembered hashes of local copies. Its default is the folder
         /// "cache" in dataFolder; that of AuthInfo::dataFolder is dataFolder itself.
         Social::OAuth2::AuthInfo authInfo;
+
+        /// Whether the program is to end at once. Asked often while a local file is hashed, which keeps the
+        /// event loop waiting; true gives the hash up, and the file counts as one that cannot be read. The
+        /// next session hashes it again.
+        std::function<bool()> isInterrupted = {};
     };
 
     /// What failed: which operation, on what, and why. The subject is a local path for uploads, a document id

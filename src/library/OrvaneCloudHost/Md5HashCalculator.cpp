@@ -3,6 +3,8 @@
 #include <support/HashMemory.h>
 #include <support/PathText.h>
 
+#include <utility>
+
 namespace Orvane::PDF::Cloud {
 namespace {
 
@@ -19,22 +21,24 @@ Support::HashMemorySettings Settings()
 class Md5HashCalculator::Private
 {
 public:
-    explicit Private(const QString& databaseFile)
-        : memory(Support::ToPath(databaseFile), Settings())
+    Private(const QString& databaseFile, IsCanceled canceled)
+        : isCanceled(std::move(canceled))
+        , memory(Support::ToPath(databaseFile), Settings())
     {}
 
+    const IsCanceled isCanceled;
     Support::HashMemory memory;
 };
 
-Md5HashCalculator::Md5HashCalculator(const QString& databaseFile)
-    : d(std::make_unique<Private>(databaseFile))
+Md5HashCalculator::Md5HashCalculator(const QString& databaseFile, IsCanceled isCanceled)
+    : d(std::make_unique<Private>(databaseFile, std::move(isCanceled)))
 {}
 
 Md5HashCalculator::~Md5HashCalculator() = default;
 
 std::string Md5HashCalculator::CalculateFileHash(const ioPath& path)
 {
-    return d->memory.HashOf(path.utf8string());
+    return d->memory.HashOf(path.utf8string(), d->isCanceled);
 }
 
 } // namespace Orvane::PDF::Cloud

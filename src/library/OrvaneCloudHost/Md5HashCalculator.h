@@ -6,6 +6,7 @@
 
 #include <QString>
 
+#include <functional>
 #include <memory>
 
 namespace Orvane::PDF::Cloud {
@@ -16,10 +17,13 @@ namespace Orvane::PDF::Cloud {
 class ORVANE_HOST_EXPORT Md5HashCalculator : public IHashCalculator
 {
 public:
+    /// Asked every few hundred KiB while a file is read, on the thread that has asked for its hash. Once it
+    /// answers true the hash is empty, as that of a file that cannot be read; a remembered one is not.
+    using IsCanceled = std::function<bool()>;
+
     /// @param databaseFile  keeps the hashes between runs; several processes may share it. When empty, or
-    /// when the
-    ///                      file cannot be used, hashes are remembered for this object's life.
-    explicit Md5HashCalculator(const QString& databaseFile = {});
+    ///                      when the file cannot be used, hashes are remembered for this object's life.
+    explicit Md5HashCalculator(const QString& databaseFile = {}, IsCanceled isCanceled = {});
     ~Md5HashCalculator() override;
 
     Md5HashCalculator(const Md5HashCalculator&) = delete;

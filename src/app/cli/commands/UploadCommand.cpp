@@ -2,6 +2,7 @@
 
 #include "../Console.h"
 #include "../FailureText.h"
+#include "../Interrupt.h"
 #include "../Locations.h"
 #include "../Options.h"
 #include "../PrintableText.h"
@@ -148,6 +149,8 @@ void UploadCommand::StartFile(const File& file)
         Skip(file, document);
         return;
     }
+    if (IsInterruptRequested()) // then nobody has looked whether its content is there already
+        return;
     SetProgress(file.key, 0);
     Session().Cloud().Upload(file.key);
 }
