@@ -2,9 +2,8 @@
 
 /// Qt comes without ThreadSanitizer's instrumentation, so the sanitizer does not see that what a thread did
 /// before it gave something to Qt comes before what another thread does once it has got it. The two functions
-/// say so for one thing: the event that is posted, the worker that is started, the queue that is waited for.
-/// A mark orders only the threads that name the same address, so it hides no other race. In other builds both
-/// do nothing.
+/// say so for one thing, such as the event that is posted. A mark orders only the threads that name the same
+/// address, so it hides no other race. In other builds both do nothing.
 
 #if defined(__has_feature)
 #if __has_feature(thread_sanitizer)
