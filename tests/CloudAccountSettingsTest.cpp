@@ -30,8 +30,16 @@ TEST(CloudAccountSettingsTest, KeepsWhatMakesSenseAndFallsBackOtherwise)
     }
 
     const auto made = QString::fromStdString((folder.Path() / "new" / "settings.ini").string());
-    EXPECT_TRUE(CloudAccountSettings(made).SetAutoRefreshInterval(0));
-    EXPECT_EQ(CloudAccountSettings(made).GetAutoRefreshInterval(), 5000);
+    for (const auto& [wanted, kept] : {std::pair(0, 5000), {5001, 5001}, {86'400'001, 86'400'000}}) {
+        EXPECT_TRUE(CloudAccountSettings(made).SetAutoRefreshInterval(wanted));
+        EXPECT_EQ(CloudAccountSettings(made).GetAutoRefreshInterval(), kept);
+    }
+    for (const bool isEnabled : {true, false}) {
+        EXPECT_TRUE(CloudAccountSettings(made).SetAutoRefreshEnabled(isEnabled));
+        EXPECT_EQ(CloudAccountSettings(made).IsAutoRefreshEnabled(), isEnabled);
+    }
+    EXPECT_EQ(CloudAccountSettings(made).GetAutoRefreshInterval(), 86'400'000) << "both are kept";
+    EXPECT_FALSE(CloudAccountSettings(made + QStringLiteral("/below")).SetAutoRefreshEnabled(true));
 }
 
 } // namespace

@@ -1,8 +1,9 @@
 #include <OrvaneCloudProtocol/DocumentId.h>
+#include <support/NumberedName.h>
 
 #include <gtest/gtest.h>
 
-#include <set>
+#include <tuple>
 
 namespace Orvane::Social {
 namespace {
@@ -50,6 +51,35 @@ TEST(DocumentId, IsRefusedWhenItIsNotTheOneOfItsName)
                            "a;b.pdf", "a\\b.pdf", "a%3bb.pdf", "100%.pdf", "%C3%A9.pdf", "a\n.pdf"})
         EXPECT_FALSE(IsDocumentId(QString::fromUtf8(id)) || DocumentNameOf(QString::fromUtf8(id))) << id;
     EXPECT_FALSE(DocumentNameOf(QChar(0xD800) + QStringLiteral("a.pdf")));
+}
+
+TEST(DocumentId, BelongsToVisiblePdfFilesOnly)
+{
+    for (const char* name : {"a.pdf", "a.pDf", " .pdf", "a..pdf"})
+        EXPECT_TRUE(IsDocumentName(name)) << name;
+    for (const char* name : {"", ".pdf", "pdf", "a.pd", "a.pdf ", ".a.pdf", "a/b.pdf"})
+        EXPECT_FALSE(IsDocumentName(name)) << name;
+}
+
+TEST(NumberedName, IsCutBetweenCharactersToWhatAFileSystemTakes)
+{
+    const std::string a240(240, 'a'), tail(31, 'x');
+    const std::tuple<std::string, int, std::string> cases[] = {
+        {"a.b.pdf", 1, "a.b.pdf"},
+        {"a.b.pdf", 2, "a.b (2).pdf"},
+        {".pdf", 10'000, ".pdf (10000)"},
+        {"none", 2, "none (2)"},
+        {"a." + tail, 2, "a (2)." + tail},
+        {"a.x" + tail, 2, "a.x" + tail + " (2)"},
+        {a240 + "1234567.pdf", 2, a240 + "1234567 (2).pdf"},
+        {a240 + "12345678.pdf", 2, a240 + "1234567 (2).pdf"},
+        {a240 + "12345678.pdf", 10, a240 + "123456 (10).pdf"},
+        {a240 + "123456\xC3\xA9.pdf", 2, a240 + "123456 (2).pdf"},
+        {a240 + "1234\xF0\x9F\x98\x80.pdf", 2, a240 + "1234 (2).pdf"},
+        {a240 + "12\x80\x80\x80\x80\x80\x80.pdf", 2, a240 + "12\x80 (2).pdf"},
+    };
+    for (const auto& [name, number, expected] : cases)
+        EXPECT_EQ(Support::NumberedName(name, number), expected);
 }
 
 TEST(ReadableName, IsTheNameUnlessThatIsNoSafeFileName)

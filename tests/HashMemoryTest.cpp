@@ -83,4 +83,40 @@ TEST_F(HashMemoryTest, SeesAChangeWhileReadingAndTrustsNoFileChangedAMomentAgo)
     EXPECT_FALSE(IsRead(*memory, changedFile));
 }
 
+TEST_F(HashMemoryTest, ForgetsWhatWasNotAskedForLongestHereAndInTheDatabase)
+{
+    std::vector<fs::path> files;
+    for (const char name : std::string("abcdefgh"))
+        if (name != 0)
+            files.push_back(MakeFile({name}));
+    auto memory = NewMemory();
+    for (const auto& file : files) {
+        EXPECT_TRUE(IsRead(*memory, file));
+        m_now += 24h; // so "a" is the oldest
+    }
+    EXPECT_FALSE(IsRead(*memory, files[0])) << "eight are kept, and this one is the latest now";
+    EXPECT_TRUE(IsRead(*memory, MakeFile("one more")));
+    for (const bool isReopened : {false, true}) {
+        EXPECT_FALSE(IsRead(*memory, files[0])) << isReopened;
+        EXPECT_FALSE(IsRead(*memory, files[7])) << isReopened;
+        if (!isReopened)
+            memory = (memory.reset(), NewMemory());
+    }
+    EXPECT_TRUE(IsRead(*memory, files[1]));
+}
+
+TEST_F(HashMemoryTest, KeepsTheLatestHashOfAYoungFileForAMoment)
+{
+    HashMemorySettings settings{8, [this] { return m_now; }};
+    m_now = std::chrono::system_clock::now() - 1h; // every file is young
+    settings.youngFileMemory = 1h;
+    HashMemory memory({}, settings);
+    const auto file = MakeFile("file"), other = MakeFile("other");
+    EXPECT_TRUE(IsRead(memory, file));
+    EXPECT_FALSE(IsRead(memory, file));
+    EXPECT_TRUE(IsRead(memory, other) && IsRead(memory, file)) << "one hash at most, of one path";
+    Write(file, "another");
+    EXPECT_TRUE(IsRead(memory, file));
+}
+
 } // namespace

@@ -180,6 +180,15 @@ TEST_F(ProgramTest, GoesOnWithTheOthersWhenOneFails)
         EXPECT_EQ(outcomes, batch.expected) << result.out;
     }
     EXPECT_FALSE(QFile::exists(user.Cloud("there.pdf"_q)));
+
+    Upload("1.pdf 2.pdf 3.pdf 4.pdf 5.pdf 6.pdf 7.pdf 8.pdf"); // more than are in transfer at a time
+    const auto failed =
+        user.Run("--json download 1.pdf 2.pdf 3.pdf 4.pdf 5.pdf 6.pdf 7.pdf 8.pdf --to /sys", kLocalDisk);
+    EXPECT_EQ(failed.Json()["results"_q].toArray().size(), 8);
+    for (const QString& name : {"1\\.pdf"_q, "1%5C.pdf"_q}) // are both shown as the latter
+        user.Write(user.Cloud(name), PdfOf(name));
+    user.Run("download 1%5C.pdf 1%255C.pdf --overwrite", kConflict);
+    EXPECT_EQ(user.Read(user.Work("1%5C.pdf"_q)), PdfOf("1\\.pdf"_q)) << "the second replaced the first";
 }
 
 TEST_F(ProgramTest, RemovesNothingWhenTheUserAtATerminalSaysNo)

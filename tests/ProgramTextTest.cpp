@@ -1,20 +1,31 @@
-#include "support/Journal.h"
+#include "support/FilesManagerFixture.h"
 
+#include <cli/DocumentChanges.h>
 #include <cli/DocumentNames.h>
+#include <cli/DocumentTable.h>
 #include <cli/FailureText.h>
+#include <cli/Options.h>
 #include <cli/PrintableText.h>
+#include <cli/ProgressBar.h>
+#include <cli/QuotaText.h>
 #include <cli/SafeFileName.h>
 #include <cli/Token.h>
 #include <cli/WebAddress.h>
 
+#include <QJsonValue>
 #include <QSet>
+
+#include <limits>
 
 namespace {
 
 using namespace Orvane::CommandLine;
+using namespace Orvane::Tests;
+using Orvane::PDF::FileInfo;
 using Orvane::Social::FailureCode;
 using Orvane::Social::Operation;
-using Orvane::Tests::operator""_q;
+using Status = FileInfo::CloudStatus;
+using testing::HasSubstr;
 
 TEST(FailureTextTest, TurnsEveryCodeIntoItsExitCodeAndAFullSentence)
 {
@@ -35,6 +46,12 @@ TEST(FailureTextTest, TurnsEveryCodeIntoItsExitCodeAndAFullSentence)
         names.insert(problem.code);
     }
     EXPECT_EQ(names.size(), static_cast<int>(std::size(cases))) << "scripts could not tell the codes apart";
+
+    const auto whyOf = [](Operation operation, const QString& detail) {
+        return DescribeFailure(operation, "a.pdf"_q, {FailureCode::NotFound, detail}).why;
+    };
+    EXPECT_EQ(whyOf(Operation::FileList, {}), "the cloud is not there"_q);
+    EXPECT_EQ(whyOf(Operation::Remove, "it is no longer in the cloud"_q), "it is no longer in the cloud"_q);
 }
 
 using TextCase = std::pair<QString, QString>;
@@ -42,11 +59,17 @@ using TextCase = std::pair<QString, QString>;
 TEST(SafeFileNameTest, KeepsANameInsideItsFolder)
 {
     const QString longStem = "ä"_q.repeated(200);
-    const TextCase cases[] = {
-        {"a:b;c%2F.pdf"_q, "a:b;c%2F.pdf"_q},    {"../../x.pdf"_q, "_.._.._x.pdf"_q},
-        {"..\\x.pdf"_q, "_.._x.pdf"_q},          {{}, "_"_q},
-        {"a\nb\x1b[m\0.pdf"_q, "a_b_[m_.pdf"_q}, {longStem + ".pdf"_q, longStem.left(125) + ".pdf"_q},
-        {"😀"_q.repeated(70), "😀"_q.repeated(63)}};
+    const TextCase cases[] = {{"a:b;c%2F.pdf"_q, "a:b;c%2F.pdf"_q},
+                              {"../../x.pdf"_q, "_.._.._x.pdf"_q},
+                              {"..\\x.pdf"_q, "_.._x.pdf"_q},
+                              {{}, "_"_q},
+                              {"a\nb\x1b[m\0.pdf"_q, "a_b_[m_.pdf"_q},
+                              {longStem + ".pdf"_q, longStem.left(125) + ".pdf"_q},
+                              {"😀"_q.repeated(70), "😀"_q.repeated(63)},
+                              {"a"_q.repeated(251) + ".pdf"_q, "a"_q.repeated(251) + ".pdf"_q},
+                              {"a"_q.repeated(250) + ".7654321"_q, "a"_q.repeated(247) + ".7654321"_q},
+                              {"a"_q.repeated(250) + ".87654321"_q, "a"_q.repeated(250) + ".8765"_q},
+                              {".pdf"_q.repeated(70), "_"_q + ".pdf"_q.repeated(62) + ".p.pdf"_q}};
     for (const auto& [name, expected] : cases)
         EXPECT_EQ(ToSafeFileName(name), expected) << name.toStdString();
 }
@@ -54,7 +77,7 @@ TEST(SafeFileNameTest, KeepsANameInsideItsFolder)
 TEST(PrintableTextTest, EscapesWhatDrivesATerminal)
 {
     const TextCase cases[] = {{"Übergröße 😀 👩‍💻"_q, "Übergröße 😀 👩‍💻"_q},
-                              {"a\nb\x1b[2J\u009b"_q, "a\\nb\\u{1b}[2J\\u{9b}"_q},
+                              {"a\nb\r\t\x1b[2J\u009b"_q, "a\\nb\\r\\t\\u{1b}[2J\\u{9b}"_q},
                               {"\u202e\u2028"_q, "\\u{202e}\\u{2028}"_q}};
     for (const auto& [text, expected] : cases)
         EXPECT_EQ(ToPrintable(text), expected);
@@ -72,6 +95,10 @@ TEST(WebAddressTest, SpellsOneCloudOneWay)
         EXPECT_FALSE(CheckAddress(address)) << address.toStdString();
         EXPECT_EQ(ToOneSpelling(address), expected);
     }
+    for (const char* address : {"https:", "https://", "http://h:0/", "http://h/?a", "http://h/#a",
+                                "http://ada@h/", "https://ada:pw@h/", "file://ada@h/"})
+        EXPECT_TRUE(CheckAddress(QString::fromUtf8(address))) << address;
+    EXPECT_FALSE(CheckAddress("/srv/ada@home#1"_q) || CheckAddress("http-files"_q));
 }
 
 TEST(TokenTest, TakesAPasswordAsItIsAndABearerTokenAsItCanBeSent)
@@ -111,6 +138,150 @@ TEST(DocumentNamesTest, FindsByIdThenByUniqueName)
     EXPECT_EQ(problemOf("a.pdf"_q).exitCode, ExitCode::Usage);
     EXPECT_TRUE(problemOf("a.pdf"_q).next.contains("1, 2"_q));
     EXPECT_TRUE(problemOf("e\\u{202e}"_q).next.contains("5, 6"_q));
+}
+
+TEST(QuotaTextTest, TellsAFullCloudFromOneWithoutALimit)
+{
+    constexpr int kMost = std::numeric_limits<int>::max();
+    const std::tuple<Quota, QString, QJsonValue> cases[] = {
+        {{1536, 0}, "1.5 MiB used, limit unknown"_q, {}},
+        {{0, 1}, "0 bytes used of 1.0 KiB (0 %)"_q, 1024},
+        {{1, 1}, "1.0 KiB used of 1.0 KiB (100 %)"_q, 1024},
+        {{kMost - 1, kMost - 1}, "2.0 TiB used of 2.0 TiB (100 %)"_q, 1024.0 * (kMost - 1)},
+        {{kMost, kMost}, "at least 2.0 TiB used of at least 2.0 TiB"_q, 1024.0 * kMost}};
+    for (const auto& [quota, text, allowed] : cases) {
+        EXPECT_EQ(ToText(quota), text);
+        EXPECT_EQ(ToJson(quota),
+                  (QJsonObject{{"usedBytes"_q, 1024.0 * quota.usedInKiB}, {"allowedBytes"_q, allowed}}));
+    }
+}
+
+TEST(ProgressBarTest, StaysWithinItsWidth)
+{
+    const std::tuple<int, int, int, QString> cases[] = {
+        // percent, count, width, line
+        {0, 1, 40, "[........................]   0 %  a.pdf"_q},
+        {99, 2, 50, "[#######################.]  99 %  1 of 2  a.pdf"_q},
+        {100, 1, 39, "[########################] 100 %  a.pdf"_q},
+        {100, 1, 38, "[########################] 100 %  a..."_q},
+        {100, 1, 37, "[########################] 100 %  "_q},
+        {100, 1, 30, "[########################] ..."_q}};
+    for (const auto& [percent, count, width, line] : cases)
+        EXPECT_EQ(ProgressBar::Render({percent, 1, count, "a.pdf"_q}, width), line);
+}
+
+class DocumentRowTest : public FilesManagerFixture
+{};
+
+TEST_F(DocumentRowTest, ListIsOrderedByNameThenIdAndKeepsLargeSizes)
+{
+    Add(CloudDocument("2", "B.pdf"));
+    Add(CloudDocument("3", "c.pdf"));
+    Add(CloudDocument("1", "b.pdf"));
+    Add(std::make_shared<FileInfo>(CloudSide("4", "A.pdf", 5'000'000'000)));
+    Add(DocumentWithoutCloudSide("5"));
+    QStringList ids;
+    for (const auto& row : ReadRows(*m_list))
+        ids.append(row.id + " "_q + QString::number(row.size));
+    EXPECT_EQ(ids.join(","_q), "5 0,4 5000000000,1 5000,2 5000,3 5000"_q);
+}
+
+TEST_F(DocumentRowTest, RowsAreShownInColumnsAndAsJson)
+{
+    const QDateTime modified({2020, 2, 29}, {1, 4, 5}, Qt::OffsetFromUTC, 3 * 3600);
+    const auto local = modified.toLocalTime().toString("yyyy-MM-dd HH:mm"_q);
+    const DocumentRow first{"1"_q, "a.pdf"_q, 1536, modified, Status::Synchronized, "/a.pdf"_q};
+    const DocumentRow second{"%0A"_q, "\n.pdf"_q, 0, {}, Status::CloudChanged, {}};
+    EXPECT_EQ(RenderTable({first, second}, TableHeader::Shown),
+              (QStringList{"NAME       SIZE  MODIFIED          STATE             ID"_q,
+                           "a.pdf   1.5 KiB  "_q + local + "  synchronized      1"_q,
+                           "\\n.pdf  0 bytes  -                 changed in cloud  %0A"_q}));
+    EXPECT_EQ(RenderTable({second}, TableHeader::Hidden).join("|"_q),
+              "\\n.pdf  0 bytes  -  changed in cloud  %0A"_q);
+    EXPECT_EQ(RenderTable({}, TableHeader::Shown), QStringList());
+    EXPECT_EQ(ToJson(first), (QJsonObject{{"id"_q, "1"_q},
+                                          {"name"_q, "a.pdf"_q},
+                                          {"size"_q, 1536},
+                                          {"modified"_q, "2020-02-28T22:04:05Z"_q},
+                                          {"state"_q, "synchronized"_q},
+                                          {"path"_q, "/a.pdf"_q}}));
+    EXPECT_TRUE(ToJson(second)["modified"_q].isNull() && ToJson(second)["path"_q].isNull());
+    QStringList states;
+    for (int status = 0; status <= 8; ++status)
+        states.append(StateText(static_cast<Status>(status)));
+    EXPECT_EQ(states.join(","_q),
+              "synchronized,cloud only,changed here,changed in cloud,unknown,not uploaded,"
+              "in transfer,conflict,unknown"_q);
+}
+
+TEST(DocumentChangesTest, EveryDifferenceIsToldOnceAndTheRemovedLast)
+{
+    const auto row = [](const char* id, const char* name) {
+        return DocumentRow{QString::fromUtf8(id), QString::fromUtf8(name), 1, {}, Status::CloudOnly, {}};
+    };
+    auto moved = row("e", "e"), grown = row("f", "f");
+    moved.localPath = "/e"_q;
+    grown.size = 2;
+    QStringList told;
+    for (const auto& [kind, document] :
+         CompareRows({row("a", "a"), row("b", "b"), row("c", "c"), row("e", "e"), row("f", "f")},
+                     {row("b", "new"), row("d", "d"), row("c", "c"), moved, grown}))
+        told.append("+*-"_q.at(static_cast<int>(kind)) + document.id + document.name);
+    EXPECT_EQ(told.join(","_q), "*bnew,+dd,*ee,*ff,-aa"_q);
+}
+
+// What the program takes a command line for: every option that is not as usual, or why it is refused.
+QString Understood(const QByteArray& line)
+{
+    const auto words = line.split(' ');
+    std::vector<const char*> arguments{"orvane-cloud"};
+    for (const auto& word : words)
+        arguments.push_back(word.constData());
+    const auto parsed = Parser().Parse(static_cast<int>(arguments.size()), arguments.data());
+    if (const auto* problem = std::get_if<Problem>(&parsed))
+        return "refused: "_q + problem->why;
+    if (std::holds_alternative<Information>(parsed))
+        return "text"_q;
+    const auto& options = std::get<Options>(parsed);
+    QStringList all{options.command};
+    for (const auto& text : {options.cloud, options.data, options.user, options.caFile, options.tokenFile,
+                             options.documents.join("+"_q), options.target, options.shell})
+        all.append(text.isEmpty() ? "-"_q : text);
+    all.append(options.files.isEmpty() ? "-"_q : QString::fromLatin1(options.files.join('+')));
+    for (const bool flag :
+         {options.isInsecureHttpAllowed, options.isEmptiedFolderAccepted, options.isJson, options.isQuiet,
+          options.isVerbose, options.isOverwritingAllowed, options.isRemovalConfirmed, options.isOffline})
+        all.last() += flag ? "1"_q : "0"_q;
+    all.append(QString::fromStdString(FileInfo::previewSizetoString(options.previewSize)));
+    all.append(QString::number(options.intervalInSeconds));
+    return all.join(" "_q);
+}
+
+TEST(OptionsTest, EveryOptionReachesItsPlace)
+{
+    for (const char* variable : {"ORVANE_CLOUD", "ORVANE_CLOUD_DATA", "ORVANE_CLOUD_USER"})
+        qunsetenv(variable);
+    qputenv("ORVANE_CLOUD_CA_FILE", "ca");
+    const std::pair<const char*, const char*> cases[] = {
+        {"status", "status - - - ca - - - - -00000000 Large 30"},
+        {"--cloud c --data d --user u --ca-file a --token-file t quota",
+         "quota c d u a t - - - -00000000 Large 30"},
+        {"-q upload -- a -b --to=", "upload - - - ca - - - - a+-b+--to=00010000 Large 30"},
+        {"download a b --to t --overwrite", "download - - - ca - a+b t - -00000100 Large 30"},
+        {"remove a -y --allow-insecure-http", "remove - - - ca - a - - -10000010 Large 30"},
+        {"list --offline --json --accept-empty", "list - - - ca - - - - -01100001 Large 30"},
+        {"preview a --size small -v", "preview - - - ca - a - - -00001000 Small 30"},
+        {"preview a --size medium", "preview - - - ca - a - - -00000000 Medium 30"},
+        {"watch --interval 86400", "watch - - - ca - - - - -00000000 Large 86400"},
+        {"completion zsh", "completion - - - ca - - - zsh -00000000 Large 30"},
+        {"--version", "text"},
+    };
+    for (const auto& [line, understood] : cases)
+        EXPECT_EQ(Understood(line).toStdString(), understood) << line;
+    for (const char* line : {"", "upload", "preview a b", "preview a --size huge", "watch --interval 86401",
+                             "watch --interval 0", "list --to=", "--user a:b list", "list x", "list quota"})
+        EXPECT_THAT(Understood(line).toStdString(), HasSubstr("refused")) << line;
+    qunsetenv("ORVANE_CLOUD_CA_FILE");
 }
 
 } // namespace

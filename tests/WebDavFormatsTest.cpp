@@ -1,9 +1,13 @@
 #include <OrvaneCloudProtocol/transports/Job.h>
 #include <OrvaneCloudProtocol/transports/http/EntityTag.h>
+#include <OrvaneCloudProtocol/transports/http/NetworkError.h>
+#include <OrvaneCloudProtocol/transports/http/RetryPolicy.h>
+#include <OrvaneCloudProtocol/transports/webdav/DocumentVersion.h>
 #include <OrvaneCloudProtocol/transports/webdav/Md5Note.h>
 #include <OrvaneCloudProtocol/transports/webdav/MultiStatus.h>
 #include <OrvaneCloudProtocol/transports/webdav/WebDavAddress.h>
 #include <OrvaneCloudProtocol/transports/webdav/WebDavDate.h>
+#include <OrvaneCloudProtocol/transports/webdav/WebDavQuota.h>
 
 #include <gmock/gmock.h>
 
@@ -98,6 +102,65 @@ TEST(Md5Note, CountsForItsOwnSizeAndTagOnly)
     EXPECT_EQ(Md5InNote(' ' + note, 7, tag), kMd5);
     EXPECT_EQ(Md5InNote(note, 8, tag) + Md5InNote(note, 7, "\"b\"") + Md5InNote(kMd5, 7, tag), "");
     EXPECT_EQ(Md5InNote(kMd5 + " 7 ", 7, "") + Md5NoteOf(kMd5, 7, "") + Md5NoteOf("0123", 7, tag), "");
+}
+
+TEST(DocumentVersion, IsKnownByItsTagAndElseBySizeAndTime)
+{
+    const QDateTime noon({2024, 1, 2}, {12, 0}, Qt::UTC), later = noon.addSecs(1);
+    const DocumentVersion strong{7, "\"1\"", false, noon, {}}, weak{7, "\"1\"", true, later, {}},
+        other{7, "\"2\"", false, noon, {}}, bare{7, {}, true, noon, {}}, larger{8, {}, false, noon, {}},
+        newer{7, {}, false, later, {}};
+    EXPECT_TRUE(strong.IsSameAs(weak) && strong.IsSameAs(bare) && bare.IsSameAs(bare));
+    EXPECT_FALSE(strong.IsSameAs(other) || weak.IsSameAs(bare) || bare.IsSameAs(larger) ||
+                 bare.IsSameAs(newer));
+    EXPECT_FALSE(bare.HasTagOf(bare) || strong.HasTagOf(other) || bare.HasTagOf(strong));
+    EXPECT_EQ(strong.StrongEntityTag() + weak.StrongEntityTag() + bare.StrongEntityTag(), "\"1\"");
+    EXPECT_EQ(strong.TagForConditions() + weak.TagForConditions(), "\"1\"W/\"1\"");
+    EXPECT_EQ(bare.TagForConditions(), QByteArray());
+    EXPECT_EQ(strong.Text(), QStringLiteral("\"1\""));
+    EXPECT_NE(bare.Text(), larger.Text());
+    EXPECT_NE(bare.Text(), newer.Text());
+}
+
+TEST(Quota, IsWithinWhatTheReceiverKeepsAndFullIsNotUnlimited)
+{
+    constexpr qint64 kMost = 0x7FFFFFFF, kKiB = 1024, kHuge = std::numeric_limits<qint64>::max();
+    const std::tuple<qint64, std::optional<qint64>, qint64, qint64> cases[] = {
+        // used, available in bytes; used, allowed in KiB
+        {10 * kKiB, {}, 10, 0},
+        {10 * kKiB, -1, 10, 0},
+        {10 * kKiB, -2, 10, 0},
+        {10 * kKiB, -3, 10, 0},
+        {10 * kKiB, 0, 10, 10},
+        {0, 0, 0, 1},
+        {1023, 1024, 0, 1},
+        {3 * kKiB, 5 * kKiB + 1023, 3, 8},
+        {(kMost - 1) * kKiB, kKiB, kMost - 1, kMost},
+        {kHuge, kHuge, kMost, kMost}};
+    for (const auto& [used, available, usedInKiB, allowedInKiB] : cases)
+        EXPECT_EQ(QuotaFrom(used, available), (Transport::QuotaValue{usedInKiB, allowedInKiB})) << used;
+}
+
+TEST(Status, SaysWhatHasFailedAndWhetherToAskAgain)
+{
+    using Code = FailureCode;
+    const std::tuple<Code, bool, std::vector<int>> cases[] = {
+        {Code::SignInNeeded, false, {401}},
+        {Code::Refused, false, {402, 403, 405, 413, 414, 423, 451}},
+        {Code::NotFound, false, {404, 410}},
+        {Code::Network, false, {407}},
+        {Code::Conflict, false, {409, 412, 424}},
+        {Code::TimedOut, false, {408}},
+        {Code::TimedOut, true, {504}},
+        {Code::Unavailable, true, {429, 500, 502, 503}},
+        {Code::QuotaExceeded, false, {507}},
+        {Code::Protocol, false, {0, 200, 301, 400, 501}}};
+    for (const auto& [code, isPassing, statuses] : cases) {
+        for (const int status : statuses) {
+            EXPECT_EQ(FailureCodeOfStatus(status), code) << status;
+            EXPECT_EQ(IsPassing(status), isPassing) << status;
+        }
+    }
 }
 
 TEST(MultiStatus, MergesWhatIsReportedAsFound)
