@@ -340,7 +340,13 @@ TEST_F(ProgramTest, WatchesUntilItIsInterrupted)
         return event["event"_q].toString() + " "_q + event["document"_q]["name"_q].toString();
     };
     EXPECT_EQ(nextEvent(), "added a.pdf"_q);
+    const QString temporary = user.Path("home/.cache/orvane-cloud/temporary/"_q);
+    user.RunShell("cd '"_q + temporary +
+                  "'; mkdir -p run-old/x other; touch -d '61 seconds ago' *; mkdir run-new"_q);
+    QStringList expected = user.FilesIn(temporary);
+    EXPECT_TRUE(expected.removeOne("run-old"_q));
     EXPECT_THAT(user.Run("list", kConflict).err, HasSubstr("in use"));
+    EXPECT_EQ(user.FilesIn(temporary), expected) << "only what is old and not in use goes";
     user.Write(user.Cloud("b.pdf"_q), PdfOf("b.pdf"_q));
     EXPECT_EQ(nextEvent(), "added b.pdf"_q);
     kill(static_cast<pid_t>(watch->processId()), SIGINT); // ignored from outside
