@@ -31,6 +31,9 @@ TEST(DocumentId, IsAsDocumentedAndExact)
         {"latin \xE9.pdf", "latin %E9.pdf"},
         {"\xED\xA0\x80.pdf", "%ED%A0%80.pdf"},
         {"\xC0\xAF.pdf", "%C0%AF.pdf"},
+        {"\xF0\x80\x80\x80.pdf", "%F0%80%80%80.pdf"},
+        {"\xF4\x8F\xBF\xBF\xF4\x90\x80\x80.pdf", "\xF4\x8F\xBF\xBF%F4%90%80%80.pdf"},
+        {"\x80\x80\x80\x80\xF5\x80\x80\x80.pdf", "%80%80%80%80%F5%80%80%80.pdf"},
         {"cut \xF0\x9F\x98.pdf", "cut %F0%9F%98.pdf"},
         {"smile \xF0\x9F\x98\x80.pdf", "smile \xF0\x9F\x98\x80.pdf"},
     };
@@ -47,8 +50,9 @@ TEST(DocumentId, IsAsDocumentedAndExact)
 
 TEST(DocumentId, IsRefusedWhenItIsNotTheOneOfItsName)
 {
-    for (const char* id : {"", "..", "notes.txt", ".hidden.pdf", "../a.pdf", "..%2Fa.pdf", "a%00.pdf",
-                           "a;b.pdf", "a\\b.pdf", "a%3bb.pdf", "100%.pdf", "%C3%A9.pdf", "a\n.pdf"})
+    for (const char* id :
+         {"", "..", "notes.txt", ".hidden.pdf", "../a.pdf", "..%2Fa.pdf", "a%00.pdf", "a;b.pdf", "a\\b.pdf",
+          "a%3bb.pdf", "100%.pdf", "%C3%A9.pdf", "a\n.pdf", "\xC2\x80.pdf"})
         EXPECT_FALSE(IsDocumentId(QString::fromUtf8(id)) || DocumentNameOf(QString::fromUtf8(id))) << id;
     EXPECT_FALSE(DocumentNameOf(QChar(0xD800) + QStringLiteral("a.pdf")));
 }

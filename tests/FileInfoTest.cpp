@@ -23,6 +23,30 @@ TEST(FileInfoTest, RecordAndCloudSideShareOnePreviewSetThatUpdatesDoNotClear)
     EXPECT_EQ(record.GetPreviewsSet(), previews);
 }
 
+TEST(FileInfoTest, EveryFieldOfTheCloudSideCountsAsAChange)
+{
+    const QUrl url("https://h/"_q);
+    const QDateTime now = QDateTime::currentDateTime(), no;
+    const FileInfo::CloudInfo same("abc", "n", 1, true, {}, no, no, 2, "h");
+    auto previewed = same;
+    previewed.SetPreviewPathBySize(ioPath("/p"_s), PreviewSize::Small);
+    EXPECT_FALSE(FileInfo(same).UpdateCloudInfo(same));
+    for (const FileInfo::CloudInfo& other : {FileInfo::CloudInfo("ab", "n", 1, true, {}, no, no, 2, "h"),
+                                             {"abc", "m", 1, true, {}, no, no, 2, "h"},
+                                             {"abc", "n", 2, true, {}, no, no, 2, "h"},
+                                             {"abc", "n", 1, false, {}, no, no, 2, "h"},
+                                             {"abc", "n", 1, true, url, no, no, 2, "h"},
+                                             {"abc", "n", 1, true, {}, now, no, 2, "h"},
+                                             {"abc", "n", 1, true, {}, no, now, 2, "h"},
+                                             {"abc", "n", 1, true, {}, no, no, 3, "h"},
+                                             {"abc", "n", 1, true, {}, no, no, 2, "i"},
+                                             previewed}) {
+        FileInfo record(same);
+        EXPECT_TRUE(record.UpdateCloudInfo(other));
+        EXPECT_TRUE(*record.GetCloudInfo() == other && !(other == same));
+    }
+}
+
 TEST(FileInfoTest, WhatWasReadStaysWhenTheRecordChangesAndTheIdNeverDoes)
 {
     static_assert(std::is_copy_constructible_v<FileInfo> && !std::is_copy_assignable_v<FileInfo>);

@@ -3,6 +3,7 @@
 #include <QTimeZone>
 
 #include <array>
+#include <stdexcept>
 
 namespace {
 
@@ -104,6 +105,24 @@ TEST_F(FilesManagerPersistenceTest, SavingDeletesFirstWhatWasRemovedAndNotPutBac
     ASSERT_EQ(events.size(), 2U + 10U);
     EXPECT_EQ(events[0], "RemoveRecord(a)");
     EXPECT_EQ(events[1], "RemoveRecord(c)");
+}
+
+struct FullStorage : FakeStorage
+{
+    using FakeStorage::FakeStorage;
+    void SetValue(const std::string&, const std::string&, const std::string&) override
+    {
+        throw std::runtime_error("it is full");
+    }
+};
+
+TEST_F(FilesManagerPersistenceTest, AStorageThatFailsAtTheEndIsLoggedAndEndsNothing)
+{
+    m_storage = std::make_shared<FullStorage>(m_journal);
+    Open();
+    Add("abc");
+    EXPECT_THAT(During([this] { m_list.reset(); }),
+                ElementsAre("ERROR: Cannot save the document list: it is full"));
 }
 
 // Run under several languages and time zones, see cloud.cmake.

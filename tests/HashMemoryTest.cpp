@@ -86,23 +86,34 @@ TEST_F(HashMemoryTest, SeesAChangeWhileReadingAndTrustsNoFileChangedAMomentAgo)
 TEST_F(HashMemoryTest, ForgetsWhatWasNotAskedForLongestHereAndInTheDatabase)
 {
     std::vector<fs::path> files;
-    for (const char name : std::string("abcdefgh"))
-        if (name != 0)
-            files.push_back(MakeFile({name}));
+    for (const std::string name : {"a", "b", "c", "d", "e", "f", "g", "h"})
+        files.push_back(MakeFile(name));
     auto memory = NewMemory();
+    const auto startAnew = [&] { memory = (memory.reset(), NewMemory()); };
     for (const auto& file : files) {
         EXPECT_TRUE(IsRead(*memory, file));
         m_now += 24h; // so "a" is the oldest
     }
+    startAnew();
     EXPECT_FALSE(IsRead(*memory, files[0])) << "eight are kept, and this one is the latest now";
+    startAnew();
     EXPECT_TRUE(IsRead(*memory, MakeFile("one more")));
-    for (const bool isReopened : {false, true}) {
-        EXPECT_FALSE(IsRead(*memory, files[0])) << isReopened;
-        EXPECT_FALSE(IsRead(*memory, files[7])) << isReopened;
-        if (!isReopened)
-            memory = (memory.reset(), NewMemory());
+    for (int run = 0; run < 2; ++run) {
+        for (const std::size_t kept : {0U, 2U, 7U})
+            EXPECT_FALSE(IsRead(*memory, files[kept])) << kept << " in run " << run;
+        startAnew();
     }
     EXPECT_TRUE(IsRead(*memory, files[1]));
+}
+
+TEST_F(HashMemoryTest, LosesNoMoreThanAThousandHashesWhenItIsKilled)
+{
+    HashMemory killed(m_folder.Path() / "hashes.sqlite", {2000, [this] { return m_now; }});
+    const auto first = MakeFile("0");
+    EXPECT_TRUE(IsRead(killed, first));
+    for (int number = 1; number < 1000; ++number)
+        (void)killed.HashOf(MakeFile(std::to_string(number), ""));
+    EXPECT_FALSE(IsRead(*NewMemory(), first));
 }
 
 TEST_F(HashMemoryTest, KeepsTheLatestHashOfAYoungFileForAMoment)

@@ -169,6 +169,22 @@ TEST_F(SqliteCloudInfoStorageTest, SetsAsideWhatIsNotAsItMadeItAndCarriesOverWha
     EXPECT_TRUE(std::includes(kept.begin(), kept.end(), useless.begin(), useless.end()));
 }
 
+TEST_F(SqliteCloudInfoStorageTest, KeepsADamagedFileAsItIsWhenItCannotBeReplaced)
+{
+    Store({{"a", {{"key", std::string(100'000, 'x')}}}});
+    auto damaged = Read(m_file);
+    damaged.replace(0, 16, 16, '\x5a');
+    Write(m_file, damaged);
+    LimitFileSizes(50'000);
+    EXPECT_THROW(Open(m_file), StorageError);
+    LimitFileSizes(RLIM_INFINITY);
+    EXPECT_TRUE(Read(m_file) == damaged);
+    for (const auto& entry : fs::directory_iterator(m_file.parent_path()))
+        EXPECT_THAT(entry.path().filename(), AnyOf("list.sqlite", "list.sqlite.lock"));
+    EXPECT_EQ(Open(m_file)->LoadRecords().size(), 1U);
+    EXPECT_EQ(fs::status(m_file.parent_path()).permissions(), fs::perms::owner_all);
+}
+
 // A read of SQLite that fails once.
 struct FailingRead
 {

@@ -42,6 +42,8 @@ TEST(WebDavAddress, IsAnOriginAndACollection)
         {"HTTPS://127.0.0.1.Example:0443/a//b%2fc", "https://127.0.0.1.example/a/b%2fc/", false},
         {"http://localhost:8080/d\xC3\xA9/", "http://localhost:8080/d%C3%A9/", true},
         {"http://127.8.9.255:80", "http://127.8.9.255/", true},
+        {"http://127.0.0.256:8", "http://127.0.0.256:8/", false},
+        {"http://localhost.example", "http://localhost.example/", false},
         {"http://[::1]:443/a@b:c;d=%25/...", "http://[::1]:443/a@b:c;d=%25/.../", true},
     };
     for (const auto& [text, collection, isLoopback] : cases) {
@@ -78,9 +80,17 @@ TEST(WebDavDate, IsReadInEveryForm)
 {
     const std::pair<const char*, QByteArray> cases[] = {
         {"1994-11-06T08:49:37.000Z", "Sun, 06 Nov 1994 08:49:37 GMT|Sunday, 06-Nov-94 08:49:37 GMT"},
-        {"1994-11-06T08:49:37.000Z", " Sun Nov  6 08:49:37 1994\n|1994-11-06T08:49:37Z"},
-        {"2024-03-01T01:29:59.500Z", "2024-02-29T23:59:59.5-01:30|2024-03-01T01:29:59.500999999+00:00"},
+        {"1994-11-06T08:49:37.000Z", " Sun Nov  6 08:49:37 1994\n|1994-11-06T08:49:37Z|1994-11-06T08:49:37"},
+        {"2024-03-01T01:29:59.500Z", "2024-02-29T23:59:59.5-01:30|2024-03-01T01:29:59,500999999+00:00"},
+        {"2024-03-01T12:00:00.000Z",
+         "2024-03-01 17:30:00+0530|2024-03-01t14:00:00+02|Fri Mar 1 12:00:00 2024"},
+        {"1970-12-31T23:00:00.000Z", "Thursday, 31-Dec-70 23:00:00 UTC|31 Dec 1970 23:00:00"},
+        {"2069-12-31T23:00:00.000Z", "Tuesday, 31-Dec-69 23:00:00 GMT"},
         {"", "|yesterday|2024-02-29T24:00:00Z|2024-02-29T00:00:00Z!|Sun, 06 Nov 1994 08:49:37 EST"},
+        {"",
+         "Sun, 06 Nov 1994 8:49:37 GMT|1994-11-06T008:49:37Z|1994-1-06T08:49:37Z|06 Non 1994 08:49:37 GMT"},
+        {"", "1994-11-06T08.49:37Z|1994/11-06T08:49:37Z|1994-11-06X08:49:37Z|Sun Nov  6 08:49:37 94|29 Feb "
+             "2023 0:0:0"},
     };
     for (const auto& [moment, texts] : cases)
         for (const QByteArray& text : texts.split('|'))
