@@ -2,6 +2,7 @@
 #include "support/ProgramRun.h"
 
 #include <QDirIterator>
+#include <QImage>
 #include <QJsonArray>
 #include <QRandomGenerator>
 #include <QStandardPaths>
@@ -51,7 +52,8 @@ TEST_F(ProgramTest, RefusesWhatMakesNoSenseOrWouldLoseSomething)
     user.Write(user.Work("a.pdf"_q), "changed here");
     user.Write(user.Work("folder.pdf/a.pdf/inner"_q), {});
     user.Write(user.Cloud("broken.pdf"_q), "no PDF at all");
-    user.RunShell("mkfifo pipe; ln -s gone link.png; mkdir links; ln -s gone links/a.pdf"_q);
+    user.RunShell(
+        "mkfifo pipe; ln -s ../pipe folder.pdf/p.pdf; ln -s gone link.png; mkdir links; ln -s gone links/a.pdf"_q);
     const QStringList files = user.FilesIn(user.Work({}));
     const RunCase cases[] = {{"remove a.pdf", kUsage, "--yes"},
                              {"preview broken.pdf", kFailed, "broken.pdf"},
@@ -63,6 +65,7 @@ TEST_F(ProgramTest, RefusesWhatMakesNoSenseOrWouldLoseSomething)
                              {"list --ca-file a.pdf", kUsage, "a.pdf"},
                              {"list --user ada:pw", kUsage, "colon"},
                              {"upload --data= a.pdf folder.pdf", kUsage, "--data="},
+                             {"upload folder.pdf/p.pdf", kLocalDisk, "as a file"},
                              {"list --cloud missing", kNotFound, "cloud"},
                              {"list --token-file missing", kSignInNeeded, "token"},
                              {"list --data a.pdf", kLocalDisk, "data folder"},
@@ -71,6 +74,7 @@ TEST_F(ProgramTest, RefusesWhatMakesNoSenseOrWouldLoseSomething)
                              {"download a.pdf --overwrite --to links", kConflict, "ordinary"},
                              {"download a.pdf", kConflict, "--overwrite"},
                              {"download a.pdf --overwrite --to folder.pdf", kConflict, "folder"},
+                             {"download a.pdf --to missing", kNotFound, "folder"},
                              {"download a.pdf --to /sys", kLocalDisk, "a.pdf"}};
     for (const auto& refusal : cases) {
         const auto text = user.Run(refusal.words, refusal.exitCode);
@@ -115,6 +119,16 @@ TEST_F(ProgramTest, KeepsDocumentsFromUploadToRemoval)
         skipped += result["skipped"_q].toBool() ? '=' : '+';
     EXPECT_EQ(skipped, "====+=");
     EXPECT_EQ(user.FilesIn(user.Cloud()).size(), 4);
+    EXPECT_EQ(user.Run("upload --quiet b.pdf").err, "");
+    const auto quota = user.Run("quota --json").Json();
+    EXPECT_GT(quota["allowedBytes"_q].toDouble(), quota["usedBytes"_q].toDouble());
+
+    user.Write(user.Cloud("only.pdf"_q), PdfOf("only.pdf"_q));
+    user.Write(user.Work("only.pdf"_q), PdfOf("only.pdf"_q));
+    EXPECT_EQ(user.Run("upload only.pdf").out, "only.pdf\tonly.pdf\n");
+    const QJsonValue only = user.Run("list --offline --json").Json()["documents"_q].toArray().last();
+    EXPECT_EQ(only["path"_q], user.Work("only.pdf"_q)) << "what is there already is its local copy";
+    user.Run("remove only.pdf --yes");
 
     user.RunShell("echo one > one.pdf; ln -s one.pdf two.pdf; ln -s one.pdf six.pdf"_q);
     const auto links = user.Run("--json upload one.pdf two.pdf six.pdf").Json()["results"_q].toArray();
@@ -126,6 +140,46 @@ TEST_F(ProgramTest, KeepsDocumentsFromUploadToRemoval)
     EXPECT_EQ(user.FilesIn(user.Cloud()), QStringList());
     EXPECT_EQ(Names("--offline"), QStringList());
     EXPECT_TRUE(QFile::exists(user.Work("A.pdf"_q))) << "the local copy belongs to the user";
+}
+
+TEST_F(ProgramTest, MakesPicturesOfTheSizeAskedFor)
+{
+    Upload("a.pdf");
+    const std::tuple<const char*, QString, int> cases[] = {
+        {"preview a.pdf", "a-large.png"_q, 191},
+        {"preview a.pdf --size medium", "a-medium.png"_q, 100},
+        {"preview a.pdf --size small --to front.png", "front.png"_q, 40}};
+    for (const auto& [words, name, edge] : cases) {
+        const QString file = user.Work(name);
+        EXPECT_EQ(user.Run(words).out, file.toStdString() + '\n');
+        EXPECT_EQ(QImage(file).height(), edge) << "of a page of 200 x 300";
+        user.Write(file, "of somebody");
+        user.Run(words, kConflict);
+        EXPECT_EQ(user.Read(file), "of somebody");
+        EXPECT_EQ(user.Run(words + QByteArray(" --json --overwrite")).Json()["path"_q], file);
+        EXPECT_FALSE(QImage(file).isNull());
+    }
+}
+
+TEST_F(ProgramTest, CompletesWordsInABash)
+{
+    user.RunShell("touch a.pdf b.PDF c.txt; mkdir folder"_q);
+    const std::pair<QString, const char*> cases[] = {{"pre"_q, "preview\n"},
+                                                     {"--user upload d"_q, "download\n"},
+                                                     {"upload ./"_q, "./a.pdf ./b.PDF\n"},
+                                                     {"upload --data f"_q, "folder\n"},
+                                                     {"-q download x --to ''"_q, "folder\n"},
+                                                     {"preview --to c"_q, "c.txt\n"},
+                                                     {"preview x --size ''"_q, "large medium small\n"},
+                                                     {"watch --int"_q, "--interval\n"},
+                                                     {"remove --js"_q, "--json\n"},
+                                                     {"--acc"_q, "--accept-empty\n"}};
+    const QString line = "eval \"$(\"$ORVANE\" completion bash)\"; COMP_WORDS=(orvane-cloud %1); "
+                         "COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _orvane_cloud; "
+                         "echo $(tr ' ' '\\n' <<< \"${COMPREPLY[*]}\" | sort -u)"_q;
+    for (const auto& [words, expected] : cases)
+        EXPECT_EQ(user.Finish(*user.Start({"-c"_q, line.arg(words)}, "bash"_q), kDone).out, expected)
+            << words.toStdString();
 }
 
 TEST_F(ProgramTest, TakesAnyNameThereAndBackInALocaleWithoutUtf8)

@@ -168,8 +168,8 @@ def _change_number(source, at):
         value = int(digits.replace("'", ""), 0)
     except ValueError:
         return
-    suffix = token.text[len(digits):]
-    yield "change number", at, at, f"{value + 1}{suffix}"
+    if value < 1000:  # larger ones are sizes and times, and hardly ever meant to the last digit
+        yield "change number", at, at, f"{value + 1}{token.text[len(digits):]}"
 
 
 def _exchange_word(source, at):
