@@ -305,6 +305,26 @@ TEST_F(ProgramTest, KeepsTheTokenToItself)
         EXPECT_FALSE(user.Read(files.next()).contains(token)) << files.filePath().toStdString();
 }
 
+TEST_F(ProgramTest, ShowsTheTokenToNoOtherProgram)
+{
+    user.Write(user.Cloud("a.pdf"_q), PdfOf("a.pdf"_q));
+    user.Write(user.Path("bin/pdftoppm"_q), "#!/bin/sh\nenv > '" + user.Work("seen"_q).toUtf8() + "'\n");
+    user.RunShell("chmod +x ../bin/pdftoppm"_q);
+    user.SetVariable("PATH"_q, user.Path("bin:/usr/bin:/bin"_q));
+    user.SetVariable("ORVANE_CLOUD_TOKEN"_q, "tok-3c1f-secret"_q);
+    const auto watch = user.Start(Words("watch --json"));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return QFile::exists(user.Work("seen"_q)); }, kLongestRunInMs));
+    const auto process = "/proc/%1/"_q.arg(watch->processId());
+    QFile environment(process + "environ"_q); // may belong to the system by now
+    environment.open(QIODevice::ReadOnly);
+    EXPECT_FALSE(environment.readAll().contains("tok-3c1f"));
+    EXPECT_THAT(user.Read(process + "limits"_q).toStdString(),
+                testing::ContainsRegex("core file size +0 +0"));
+    watch->terminate();
+    user.Finish(*watch, kInterrupted);
+    EXPECT_FALSE(user.Read(user.Work("seen"_q)).contains("tok-3c1f"));
+}
+
 TEST_F(ProgramTest, LetsNoNameDriveTheTerminal)
 {
     const QString name = "\x1b]0;owned\x07\u009b2J\u202e.pdf"_q;

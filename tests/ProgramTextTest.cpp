@@ -12,9 +12,12 @@
 #include <cli/Token.h>
 #include <cli/WebAddress.h>
 
+#include <support/Wiping.h>
+
 #include <QJsonValue>
 #include <QSet>
 
+#include <cstdlib>
 #include <limits>
 
 namespace {
@@ -113,6 +116,24 @@ TEST(TokenTest, TakesAPasswordAsItIsAndABearerTokenAsItCanBeSent)
     EXPECT_EQ(take("wört", TokenKind::Bearer), "none"_q);
     for (const char* text : {"a\tb", "a\nb", "a\x7f", "a\xff", "a\u009b"})
         EXPECT_EQ(take(text, TokenKind::Password), "none"_q) << text;
+}
+
+TEST(TokenTest, LeavesNoCopyOfATokenInMemory)
+{
+    char variable[] = "ORVANE_CLOUD_TOKEN=secret";
+    ::putenv(variable);
+    EXPECT_EQ(std::get<QString>(TakeToken({}, TokenKind::Bearer)), "secret"_q);
+    EXPECT_EQ(std::string(std::begin(variable), std::end(variable)).find("secret"), std::string::npos);
+    EXPECT_FALSE(qEnvironmentVariableIsSet("ORVANE_CLOUD_TOKEN"));
+
+    QByteArray bytes("secret");
+    QByteArray shared = bytes;
+    const char* const memory = bytes.constData();
+    Orvane::Support::Wipe(bytes);
+    EXPECT_EQ(std::string(memory), "secret") << "somebody's who still needs it";
+    shared.reserve(64);
+    Orvane::Support::Wipe(shared.data(), 3);
+    EXPECT_EQ(shared, QByteArray("\0\0\0ret", 6));
 }
 
 TEST(DocumentNamesTest, FindsByIdThenByUniqueName)

@@ -6,6 +6,13 @@
 
 #include <csignal>
 
+#ifdef Q_OS_UNIX
+#include <sys/resource.h>
+#endif
+#ifdef Q_OS_LINUX
+#include <sys/prctl.h>
+#endif
+
 namespace Orvane::CommandLine {
 
 namespace {
@@ -35,6 +42,17 @@ void SetUpProcess()
 #ifdef Q_OS_UNIX
     NameTimeZone();
     std::signal(SIGPIPE, SIG_IGN);
+#endif
+}
+
+void KeepMemoryPrivate()
+{
+#ifdef Q_OS_UNIX
+    const rlimit none = {0, 0};
+    setrlimit(RLIMIT_CORE, &none);
+#endif
+#ifdef Q_OS_LINUX
+    prctl(PR_SET_DUMPABLE, 0); // also where a program takes the cores, which asks for no limit
 #endif
 }
 

@@ -6,4 +6,8 @@ namespace Orvane::CommandLine {
 /// needed, a closed pipe is an error like others. To be called before anything else.
 void SetUpProcess();
 
+/// Keeps the memory of the process to itself: no core file is written, and no other program of the user may
+/// read or trace it. For as long as the process runs.
+void KeepMemoryPrivate();
+
 } // namespace Orvane::CommandLine

@@ -15,6 +15,7 @@
 
 #include <OrvaneCloudHost/StorageError.h>
 #include <support/PathText.h>
+#include <support/Wiping.h>
 
 #include <QGuiApplication>
 #include <QTimer>
@@ -134,18 +135,22 @@ std::optional<Problem> CheckOptions(const Options& options)
 ExitCode RunWithCloud(const Options& options, Console& console)
 {
     CatchInterrupts();
-    const auto token =
-        TakeToken(options.tokenFile, options.user.isEmpty() ? TokenKind::Bearer : TokenKind::Password);
     if (const auto problem = CheckOptions(options))
         return Fail(console, options.command, *problem);
-    if (const auto* problem = std::get_if<Problem>(&token))
+    if (IsTokenGiven(options.tokenFile))
+        KeepMemoryPrivate();
+    auto taken =
+        TakeToken(options.tokenFile, options.user.isEmpty() ? TokenKind::Bearer : TokenKind::Password);
+    if (const auto* problem = std::get_if<Problem>(&taken))
         return Fail(console, options.command, *problem);
+    auto& token = std::get<QString>(taken);
+    const Support::WipedAtEnd wiped(token);
     if (const QString warning = TokenFileWarning(options.tokenFile); !warning.isEmpty())
         console.Warn(warning);
     try {
         const Locations locations = FindLocations(options);
         MakeFolders(locations);
-        return RunSession(options, locations, console, std::get<QString>(token));
+        return RunSession(options, locations, console, token);
     } catch (const std::filesystem::filesystem_error& error) {
         return Fail(console, options.command, FolderProblem(error));
     } catch (const StorageError& error) {

@@ -2,9 +2,13 @@
 
 #include "PrintableText.h"
 
+#include <support/Wiping.h>
+
 #include <QFile>
 
 #include <algorithm>
+#include <cstdlib>
+#include <cstring>
 
 namespace Orvane::CommandLine {
 
@@ -36,43 +40,66 @@ bool HoldsControls(const QString& text)
                        [](QChar character) { return character.category() == QChar::Other_Control; });
 }
 
-/// The token in a line; empty when it holds none.
-QString TokenIn(QByteArray line, TokenKind kind)
+/// The token in a line, which is wiped; empty when it holds none.
+QString TokenIn(QByteArray& line, TokenKind kind)
 {
+    const Support::WipedAtEnd wipedLine(line);
     for (const char* end : {"\n", "\r"}) {
         if (line.endsWith(end))
             line.chop(1);
     }
-    const QString text = QString::fromUtf8(line);
+    QString text = QString::fromUtf8(line);
+    const Support::WipedAtEnd wipedText(text); // unless it is the token
     if (!IsUtf8(line) || line.size() >= kLongestToken)
         return {};
     if (kind == TokenKind::Password)
         return HoldsControls(text) ? QString() : text;
-    return IsVisibleAscii(text.trimmed()) ? text.trimmed() : QString();
+    QString trimmed = text.trimmed();
+    const Support::WipedAtEnd wipedTrimmed(trimmed);
+    return IsVisibleAscii(trimmed) ? trimmed : QString();
 }
 
 std::variant<QString, Problem> ReadToken(const QString& tokenFile, TokenKind kind)
 {
     QFile file(tokenFile);
-    if (!file.open(QIODevice::ReadOnly))
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) // a buffer would keep the token
         return NoToken(QStringLiteral("the token file cannot be read (") + file.errorString() +
                        QLatin1Char(')'));
-    const QString token = TokenIn(file.readLine(kLongestToken), kind);
+    QByteArray line = file.readLine(kLongestToken);
+    const QString token = TokenIn(line, kind);
     if (token.isEmpty())
         return NoToken(QStringLiteral("the first line of the token file is not a token"));
     return token;
 }
 
+/// What the variable holds, which is then neither in the environment nor in the memory where that was: the
+/// system shows this memory to the user's other programs.
+QByteArray TakeVariable()
+{
+    char* const variable = std::getenv(kVariable);
+    QByteArray value(variable);
+    if (variable != nullptr)
+        Support::Wipe(variable, std::strlen(variable));
+    qunsetenv(kVariable);
+    return value;
+}
+
 } // namespace
+
+bool IsTokenGiven(const QString& tokenFile)
+{
+    return !tokenFile.isEmpty() || qEnvironmentVariableIsSet(kVariable);
+}
 
 std::variant<QString, Problem> TakeToken(const QString& tokenFile, TokenKind kind)
 {
-    const QByteArray variable = qgetenv(kVariable);
-    qunsetenv(kVariable);
+    QByteArray variable = TakeVariable();
+    const Support::WipedAtEnd wiped(variable);
     if (!tokenFile.isEmpty())
         return ReadToken(tokenFile, kind);
+    const bool isBlank = variable.trimmed().isEmpty();
     const QString token = TokenIn(variable, kind);
-    if (token.isEmpty() && !variable.trimmed().isEmpty())
+    if (token.isEmpty() && !isBlank)
         return NoToken(QStringLiteral("what ORVANE_CLOUD_TOKEN holds is not a token"));
     return token;
 }

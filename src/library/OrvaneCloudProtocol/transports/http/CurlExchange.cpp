@@ -3,10 +3,12 @@
 #include <OrvaneCloudProtocol/transports/Job.h>
 #include <OrvaneCloudProtocol/transports/http/EntityTag.h>
 #include <OrvaneCloudProtocol/transports/http/NetworkError.h>
+#include <support/Wiping.h>
 
 #include <QList>
 
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
 namespace Orvane::Social {
@@ -147,6 +149,14 @@ void CurlExchange::SetUpBody()
         Set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(m_request.body.size()));
         Set(CURLOPT_POSTFIELDS, m_request.body.constData());
     }
+}
+
+void CurlExchange::Cleanup::operator()(curl_slist* list) const
+{
+    for (const auto* header = list; header != nullptr; header = header->next) {
+        Support::Wipe(header->data, std::strlen(header->data));
+    }
+    curl_slist_free_all(list);
 }
 
 void CurlExchange::SetHeaders()

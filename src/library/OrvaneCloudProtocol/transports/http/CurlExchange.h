@@ -57,7 +57,7 @@ public:
 private:
     struct Cleanup
     {
-        void operator()(curl_slist* list) const { curl_slist_free_all(list); }
+        void operator()(curl_slist* list) const; ///< wipes the texts, one of which may be a secret
     };
 
     void SetUp(const HttpSettings& settings);

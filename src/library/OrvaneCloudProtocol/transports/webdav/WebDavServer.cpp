@@ -4,6 +4,7 @@
 #include <OrvaneCloudProtocol/transports/http/NetworkError.h>
 #include <OrvaneCloudProtocol/transports/http/RetryPolicy.h>
 #include <OrvaneCloudProtocol/transports/webdav/PropertyRequests.h>
+#include <support/Wiping.h>
 
 #include <QFile>
 #include <QRandomGenerator>
@@ -74,6 +75,11 @@ WebDavServer::WebDavServer(const OAuth2::AuthInfo& authInfo, const WebDavAddress
     , m_client(SettingsOf(authInfo, address, limits))
 {}
 
+WebDavServer::~WebDavServer()
+{
+    Support::Wipe(m_authorization);
+}
+
 void WebDavServer::RequireSafety() const
 {
     if (!m_address.IsEncrypted() && !m_address.IsLoopback() && !m_isInsecureHttpAllowed) {
@@ -85,19 +91,27 @@ void WebDavServer::RequireSafety() const
 
 QByteArray WebDavServer::AuthorizationFor(const QString& token) const
 {
-    const QByteArray secret = token.toUtf8();
+    QByteArray secret = token.toUtf8();
+    const Support::WipedAtEnd wipedSecret(secret);
     if (HasControlCharacter(secret) || HasControlCharacter(m_userName) || m_userName.contains(':')) {
         throw CloudError(FailureCode::SignInNeeded,
                          QStringLiteral("the user name or the token holds characters that cannot be sent"));
     }
-    return m_userName.isEmpty() ? "Bearer " + secret                                 // RFC 6750 §2.1
-                                : "Basic " + (m_userName + ':' + secret).toBase64(); // RFC 7617 §2
+    if (m_userName.isEmpty()) {
+        return "Authorization: Bearer " + secret; // RFC 6750 §2.1
+    }
+    QByteArray credentials = m_userName + ':' + secret;
+    const Support::WipedAtEnd wipedCredentials(credentials);
+    QByteArray encoded = credentials.toBase64();
+    const Support::WipedAtEnd wipedEncoded(encoded);
+    return "Authorization: Basic " + encoded; // RFC 7617 §2
 }
 
 void WebDavServer::SignIn(const QString& token, Job& job)
 {
     RequireSafety();
-    const QByteArray authorization = AuthorizationFor(token);
+    QByteArray authorization = AuthorizationFor(token);
+    const Support::WipedAtEnd wiped(authorization); // unless it is kept
     std::unique_lock lock(m_mutex);
     const int signIn = ++m_signIns;
     lock.unlock();
@@ -116,7 +130,7 @@ void WebDavServer::SignIn(const QString& token, Job& job)
     lock.lock();
     if (signIn > m_acceptedSignIn) {
         m_acceptedSignIn = signIn;
-        m_authorization = authorization;
+        m_authorization.swap(authorization);
     }
 }
 
@@ -125,7 +139,7 @@ void WebDavServer::RequireCollection(const QByteArray& authorization, Job& job)
     HttpRequest request;
     request.method = "PROPFIND";
     request.url = m_address.Origin() + m_address.CollectionPath();
-    request.headers = {"Authorization: " + authorization};
+    request.headers = {authorization};
     const auto answer = AskForProperties(request, Depth::Resource, PropfindForDocuments(), job);
     if (answer.path != m_address.CollectionPath()) { // uploads would not follow
         throw CloudError(FailureCode::NotFound,
@@ -150,7 +164,7 @@ HttpRequest WebDavServer::RequestOf(const QByteArray& method, const QByteArray& 
     request.url = m_address.Origin() + path;
     const std::lock_guard lock(m_mutex);
     if (!m_authorization.isEmpty()) {
-        request.headers.push_back("Authorization: " + m_authorization);
+        request.headers.push_back(m_authorization);
     }
     return request;
 }

@@ -31,6 +31,7 @@ public:
     };
 
     WebDavServer(const OAuth2::AuthInfo& authInfo, const WebDavAddress& address, const NetworkLimits& limits);
+    ~WebDavServer();
 
     [[nodiscard]] const WebDavAddress& Address() const { return m_address; }
     [[nodiscard]] const NetworkLimits& Limits() const { return m_limits; }
@@ -86,7 +87,7 @@ private:
     mutable std::mutex m_mutex;
     int m_signIns = 0;          ///< begun so far
     int m_acceptedSignIn = 0;   ///< the latest one that was accepted
-    QByteArray m_authorization; ///< its header's value
+    QByteArray m_authorization; ///< its header, shared by all requests
 };
 
 } // namespace Orvane::Social
