@@ -7,7 +7,8 @@ foreach(test IN ITEMS
         FilesManagerPersistenceTest
         FilesManagerTest
         IndexedQueriesTest
-        ProtocolProxyTest)
+        ProtocolProxyTest
+        SignalReceiversTest)
     orvane_test(${test} LIBRARIES OrvaneCloudManager glog::glog)
 endforeach()
 

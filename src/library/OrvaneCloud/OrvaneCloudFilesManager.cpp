@@ -3,6 +3,7 @@
 #include <OrvaneCloud/RowIndex.h>
 #include <OrvaneCloud/StoredDocument.h>
 
+#include <QPointer>
 #include <QUrl>
 #include <QVariant>
 
@@ -114,8 +115,10 @@ void OrvaneCloudFilesManager::Add(const std::shared_ptr<FileInfo>& file)
     RequireFile(file);
     PushFront(file);
     m_removedIds.erase(file->GetId());
-    Q_EMIT FileAdded(file);
-    Q_EMIT FileAdded();
+    const QPointer<OrvaneCloudFilesManager> self(this);
+    Q_EMIT FileAdded(std::shared_ptr<FileInfo>(file)); // a receiver may destroy the caller's pointer
+    if (self)
+        Q_EMIT FileAdded();
 }
 
 void OrvaneCloudFilesManager::PushFront(const std::shared_ptr<FileInfo>& file)
@@ -136,8 +139,10 @@ void OrvaneCloudFilesManager::Remove(const std::shared_ptr<FileInfo>& file)
         m_storage->RemoveRecord(file->GetId());
     if (!RemoveImpl(file))
         return;
+    const QPointer<OrvaneCloudFilesManager> self(this);
     Q_EMIT FileRemoved(file);
-    Q_EMIT FileRemoved();
+    if (self)
+        Q_EMIT FileRemoved();
 }
 
 bool OrvaneCloudFilesManager::RemoveImpl(const std::shared_ptr<FileInfo>& file)
@@ -163,8 +168,10 @@ void OrvaneCloudFilesManager::Update(const std::shared_ptr<const FileInfo>& file
         return;
     const auto stored = m_files[*row]; // kept alive: a receiver of the first signal may remove it
     TryToUpdate(stored, file);
+    const QPointer<OrvaneCloudFilesManager> self(this);
     Q_EMIT FileUpdated(stored->GetId());
-    Q_EMIT FileUpdated(static_cast<int>(*row));
+    if (self)
+        Q_EMIT FileUpdated(static_cast<int>(*row));
 }
 
 bool OrvaneCloudFilesManager::TryToUpdate(const std::shared_ptr<FileInfo>& stored,

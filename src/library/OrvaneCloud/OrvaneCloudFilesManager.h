@@ -20,7 +20,8 @@ class RowIndex;
 /// the stored record of a removed document is deleted at once. The list holds the very objects that are
 /// added, so what their other owners change in them shows here; only their ids must stay what they are.
 /// Records are told apart by id, byte for byte; ids need not be unique, and every look-up finds the one
-/// nearest the front. Collaborators' exceptions pass through.
+/// nearest the front. Collaborators' exceptions pass through. Receivers of its signals may do what those of
+/// OrvaneCloudManager may.
 class ORVANE_MANAGER_EXPORT OrvaneCloudFilesManager : public AbstractFileManager
 {
     Q_OBJECT

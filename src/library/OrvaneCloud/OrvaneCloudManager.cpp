@@ -5,6 +5,7 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QPixmap>
+#include <QPointer>
 #include <QTimer>
 
 #include <glog/logging.h>
@@ -67,6 +68,16 @@ FileFieldData FileById(const FileInfo& document)
     return file;
 }
 
+FileFieldData DownloadRequest(FileInfo& document, const QString& folder)
+{
+    const auto& cloudInfo = *document.GetRedactableCloudInfo();
+    auto request = FileById(document);
+    request.fields.insert(Keys::FILE_NAME,
+                          folder + QLatin1Char('/') + QString::fromStdString(cloudInfo.GetFileName()));
+    request.fields.insert(Keys::FILE_SIZE, QString::number(cloudInfo.GetSize()));
+    return request;
+}
+
 void RequireDocument(const std::shared_ptr<FileInfo>& document)
 {
     if (!document)
@@ -95,6 +106,13 @@ MakeListedDocument(const Social::Ability::File<OrvaneCloudSharingResult>::FileIn
                                         QDateTime::fromString(entry.modifyTime, Qt::ISODate),
                                         std::numeric_limits<int>::max(), entry.md5Hash.toStdString());
     return std::make_shared<FileInfo>(cloudInfo);
+}
+
+// For what a callback holds and hands on: a receiver may destroy the protocol, and the callback with it.
+template <typename Value>
+Value Copy(const Value& value)
+{
+    return value;
 }
 
 int LowInt(qint64 value)
@@ -184,8 +202,12 @@ void OrvaneCloudManager::Upload(const QStringList& paths)
 {
     if (!RequireSignIn())
         return;
-    for (const auto& path : paths)
+    const QPointer<OrvaneCloudManager> self(this);
+    for (const auto& path : Copy(paths)) {
         Upload(path);
+        if (!self)
+            return;
+    }
 }
 
 void OrvaneCloudManager::Upload(const QString& path)
@@ -220,18 +242,22 @@ QMap<QString, QString> OrvaneCloudManager::UploadParameters(const QString& path)
     };
 }
 
-void OrvaneCloudManager::StartUpload(const QString& path, const QMap<QString, QString>& parameters)
+// The path is a copy: a receiver of the first signal may destroy the caller's.
+void OrvaneCloudManager::StartUpload(QString path, const QMap<QString, QString>& parameters)
 {
+    const QPointer<OrvaneCloudManager> self(this);
     Q_EMIT UploadingStarted(path);
+    if (!self)
+        return;
     const auto ticket = m_protocol->uploadFile(
         path, parameters,
         [this, path](long long answered, RequestResult result, const OrvaneCloudSharingResult& answer) {
             if (TakePending(answered))
-                OnUploadCompleted(path, result, answer);
+                OnUploadCompleted(Copy(path), result, answer);
         },
         [this, path](long long answered, int progress) {
             if (m_pendingOperations.contains(answered))
-                Q_EMIT UploadingProgressValueChanged(path, progress);
+                Q_EMIT UploadingProgressValueChanged(Copy(path), progress);
         });
     if (ticket == INVALID_TICKET) {
         LOG(ERROR) << kUploadNotStarted;
@@ -245,21 +271,25 @@ void OrvaneCloudManager::StartUpload(const QString& path, const QMap<QString, QS
 void OrvaneCloudManager::OnUploadCompleted(const QString& path, RequestResult result,
                                            const OrvaneCloudSharingResult& answer)
 {
+    const QPointer<OrvaneCloudManager> self(this);
     const auto document = MakeUploadedDocument(path, answer);
     switch (result) {
     case RequestResult::Success:
         Q_EMIT UploadingFinished(document);
-        UserQuota();
+        if (self)
+            UserQuota();
         break;
     case RequestResult::Error:
         LOG(ERROR) << kUploadFailed;
         RemoveFile(document);
-        Q_EMIT UploadingFileRequestError(path, kUploadFailed);
+        if (self)
+            Q_EMIT UploadingFileRequestError(path, kUploadFailed);
         break;
     case RequestResult::Canceled:
         LOG(INFO) << "Upload file canceled";
         RemoveFile(document);
-        Q_EMIT UploadingCanceled(path);
+        if (self)
+            Q_EMIT UploadingCanceled(path);
         break;
     }
 }
@@ -282,8 +312,13 @@ void OrvaneCloudManager::Download(const QList<std::shared_ptr<FileInfo>>& docume
 {
     if (!RequireSignIn())
         return;
-    for (const auto& document : documents)
-        Download(document, folder);
+    const QPointer<OrvaneCloudManager> self(this);
+    const auto target = folder;
+    for (const auto& document : Copy(documents)) {
+        Download(document, target);
+        if (!self)
+            return;
+    }
 }
 
 void OrvaneCloudManager::Download(const std::shared_ptr<FileInfo>& document, const QString& folder)
@@ -291,21 +326,20 @@ void OrvaneCloudManager::Download(const std::shared_ptr<FileInfo>& document, con
     if (!RequireSignIn())
         return;
     RequireDocument(document);
+    if (document->GetRedactableCloudInfo())
+        StartDownload(document, folder);
+    else
+        ReportDownloadNotStarted(document);
+}
 
-    const auto reportNotStarted = [this, &document] {
-        LOG(ERROR) << kDownloadNotStarted;
-        Q_EMIT DownloadingFileRequestError(document, kDownloadNotStarted);
-    };
-    const auto& cloudInfo = document->GetRedactableCloudInfo();
-    if (!cloudInfo)
-        return reportNotStarted();
-
-    const QString target = folder + QLatin1Char('/') + QString::fromStdString(cloudInfo->GetFileName());
-    auto request = FileById(*document);
-    request.fields.insert(Keys::FILE_NAME, target);
-    request.fields.insert(Keys::FILE_SIZE, QString::number(cloudInfo->GetSize()));
-
+// The document is a copy of the pointer: a receiver of the first signal may destroy the caller's.
+void OrvaneCloudManager::StartDownload(std::shared_ptr<FileInfo> document, const QString& folder)
+{
+    const auto request = DownloadRequest(*document, folder);
+    const QPointer<OrvaneCloudManager> self(this);
     Q_EMIT DownloadingStarted(document);
+    if (!self)
+        return;
     const auto ticket = m_protocol->downloadFile(
         request,
         [this, document, folder](long long answered, RequestResult result) {
@@ -317,12 +351,18 @@ void OrvaneCloudManager::Download(const std::shared_ptr<FileInfo>& document, con
                 Q_EMIT DownloadingProgressValueChanged(document, progress);
         });
     if (ticket == INVALID_TICKET)
-        return reportNotStarted();
+        return ReportDownloadNotStarted(document);
 
-    const auto localPath = m_fileSystem->NormalizePath(ioPath::from(target));
+    const auto localPath = m_fileSystem->NormalizePath(ioPath::from(request.fields.value(Keys::FILE_NAME)));
     document->SetPath(localPath, m_hashCalculator->CalculateFileHash(localPath));
     m_pendingOperations.insert(ticket);
     m_pendingTransfers.insert(ticket, document->GetId());
+}
+
+void OrvaneCloudManager::ReportDownloadNotStarted(const std::shared_ptr<const FileInfo>& document)
+{
+    LOG(ERROR) << kDownloadNotStarted;
+    Q_EMIT DownloadingFileRequestError(document, kDownloadNotStarted);
 }
 
 void OrvaneCloudManager::OnDownloadCompleted(const QString& /*folder*/,
@@ -350,7 +390,7 @@ void OrvaneCloudManager::OnDownloadCompleted(const QString& /*folder*/,
 void OrvaneCloudManager::CancelUploading(const QString& path)
 {
     if (RequireSignIn() && CancelTransfer(path.toStdString()))
-        Q_EMIT UploadingCanceled(path);
+        Q_EMIT UploadingCanceled(Copy(path));
 }
 
 void OrvaneCloudManager::CancelDownloading(const std::shared_ptr<FileInfo>& document)
@@ -369,7 +409,10 @@ void OrvaneCloudManager::RetrieveFilesList()
     if (!RequireSignIn() || IsSyncInProgressWithCloud())
         return;
 
+    const QPointer<OrvaneCloudManager> self(this);
     Q_EMIT RetrievingFilesListStarted();
+    if (!self)
+        return;
     const auto ticket = m_protocol->retriveFileList(
         FileFieldData(), [this](long long answered, RequestResult result, QList<CloudFile> entries) {
             if (TakePending(answered))
@@ -394,13 +437,17 @@ void OrvaneCloudManager::OnRetrieveFilesListCompleted(RequestResult result, QLis
     if (result != RequestResult::Success)
         return;
 
+    const QPointer<OrvaneCloudManager> self(this);
     QList<std::shared_ptr<FileInfo>> documents;
     documents.reserve(entries.size());
     for (const auto& entry : qAsConst(entries)) {
         const auto document = MakeListedDocument(entry);
         documents.append(document);
-        for (const auto& [previewSize, pixels] : defaultPreviewSizeMap)
+        for (const auto& [previewSize, pixels] : defaultPreviewSizeMap) {
             RetrieveFilePreview(document, previewSize, QSize(pixels, pixels));
+            if (!self)
+                return;
+        }
     }
     Q_EMIT RetrievingFilesListFinished(documents);
 }
@@ -413,7 +460,7 @@ void OrvaneCloudManager::RemoveFile(const std::shared_ptr<FileInfo>& document)
 
     auto onResult = [this, document](long long answered, RequestResult result) {
         if (TakePending(answered))
-            OnRemoveFileCompleted(document, result);
+            OnRemoveFileCompleted(Copy(document), result);
     };
     const auto ticket = m_protocol->deleteFile(FileById(*document), std::move(onResult));
     if (!NotePending(ticket, kRemovalNotStarted.text))
@@ -428,8 +475,10 @@ void OrvaneCloudManager::OnRemoveFileCompleted(const std::shared_ptr<FileInfo>& 
         Q_EMIT RemovingFileError(document, kRemovalFailed);
         return;
     }
+    const QPointer<OrvaneCloudManager> self(this);
     Q_EMIT RemoveFileFinished(document);
-    UserQuota();
+    if (self)
+        UserQuota();
 }
 
 void OrvaneCloudManager::UserQuota()
@@ -437,7 +486,10 @@ void OrvaneCloudManager::UserQuota()
     if (!RequireSignIn())
         return;
 
+    const QPointer<OrvaneCloudManager> self(this);
     Q_EMIT RetrievingUserQuotaStarted();
+    if (!self)
+        return;
     const auto ticket =
         m_protocol->userQuota([this](long long answered, RequestResult result, const QuotaValues& quota) {
             if (TakePending(answered))
@@ -480,17 +532,26 @@ void OrvaneCloudManager::RetrieveFilePreview(const std::shared_ptr<FileInfo>& do
         Q_EMIT RetrieveFilePreviewError(document, previewSize, kPreviewNotUploaded);
         return;
     }
+    StartPreview(document, previewSize, size);
+}
 
+// The document is a copy of the pointer: a receiver of the first signal may destroy the caller's.
+void OrvaneCloudManager::StartPreview(std::shared_ptr<FileInfo> document, FileInfo::PreviewSize previewSize,
+                                      const QSize& size)
+{
     const QMap<QString, QString> parameters = {
         {Keys::ID, IdOf(*document)},
         {Keys::FILE_PREVIEW_HEIGHT, QString::number(size.height())},
         {Keys::FILE_PREVIEW_WIDTH, QString::number(size.width())},
     };
+    const QPointer<OrvaneCloudManager> self(this);
     Q_EMIT RetrieveFilePreviewStarted(document, previewSize);
+    if (!self)
+        return;
     const auto ticket = m_protocol->retrievePreview(
         parameters, [this, document, previewSize](long long answered, RequestResult result, QPixmap image) {
             if (TakePending(answered))
-                OnRetrieveFilePreviewCompleted(document, previewSize, result, image);
+                OnRetrieveFilePreviewCompleted(Copy(document), previewSize, result, image);
         });
     if (!NotePending(ticket, kPreviewNotStarted.text))
         Q_EMIT RetrieveFilePreviewError(document, previewSize, kPreviewNotStarted);
@@ -565,20 +626,27 @@ bool OrvaneCloudManager::TakePending(long long ticket)
     return true;
 }
 
+// Whether there was such a transfer, and the manager is still there.
 bool OrvaneCloudManager::CancelTransfer(const std::string& key)
 {
+    const QPointer<OrvaneCloudManager> self(this);
     const auto ticket = m_pendingTransfers.key(key, INVALID_TICKET);
     if (ticket == INVALID_TICKET)
         return false;
     CancelPending(ticket);
-    return true;
+    return !self.isNull();
 }
 
 void OrvaneCloudManager::CancelPending(long long ticket)
 {
     if (!m_pendingOperations.contains(ticket))
         return;
-    m_protocol->cancelOperation(ticket);
+    // The protocol may run callbacks inside the call, and their receivers may destroy the manager.
+    const QPointer<OrvaneCloudManager> self(this);
+    const auto protocol = m_protocol;
+    protocol->cancelOperation(ticket);
+    if (!self)
+        return;
     m_pendingOperations.remove(ticket);
     m_pendingTransfers.remove(ticket);
 }

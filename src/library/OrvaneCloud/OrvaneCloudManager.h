@@ -21,6 +21,10 @@ namespace Orvane::PDF::Cloud {
 /// operation but Authorization and Logout first asks whether somebody is signed in and otherwise does nothing
 /// but emit AuthorizationRequired. The manager calls its own operations through their virtual slots. Failures
 /// come as signals and log lines; nothing is thrown but a plain std::exception where stated.
+///
+/// Inside a signal a receiver may do anything: call any operation, run an event loop of its own (a message
+/// box) in which other requests end, and destroy the manager. Operations that the signal interrupts then go
+/// no further. The arguments of a signal stay valid until its receivers have returned.
 class ORVANE_MANAGER_EXPORT OrvaneCloudManager : public AbstractCloudManager
 {
     Q_OBJECT
@@ -94,10 +98,14 @@ protected:
                                         QPixmap image);
 
 private:
-    void StartUpload(const QString& path, const QMap<QString, QString>& parameters);
+    void StartUpload(QString path, const QMap<QString, QString>& parameters);
     [[nodiscard]] QMap<QString, QString> UploadParameters(const QString& path) const;
     [[nodiscard]] std::shared_ptr<FileInfo>
     MakeUploadedDocument(const QString& path, const Social::OrvaneCloudSharingResult& answer) const;
+    void StartDownload(std::shared_ptr<FileInfo> document, const QString& folder);
+    void ReportDownloadNotStarted(const std::shared_ptr<const FileInfo>& document);
+    void StartPreview(std::shared_ptr<FileInfo> document, FileInfo::PreviewSize previewSize,
+                      const QSize& size);
     [[nodiscard]] QString StorePreview(const std::shared_ptr<FileInfo>& document,
                                        FileInfo::PreviewSize previewSize, const QPixmap& image) const;
 
