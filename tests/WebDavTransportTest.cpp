@@ -31,5 +31,24 @@ TEST_F(WebDavTransportTest, NoTextOfTheServerBecomesAHeaderOfOurs)
     }
 }
 
+TEST_F(WebDavTransportTest, ADocumentIsFetchedInTheSizeThatIsExpected)
+{
+    const QByteArray longer = "somebody has made it longer";
+    server.documents["old.pdf"] = longer;
+    EXPECT_EQ(Fetch(kOld, 3), Code(FailureCode::Conflict));
+    EXPECT_EQ(Heard("GET"), 1) << "it was not asked for again";
+    Open();
+    EXPECT_EQ(Fetch(kOld, 3), Code(FailureCode::Conflict));
+    EXPECT_EQ(Heard("GET"), 1);
+    EXPECT_EQ(Fetch(kOld, longer.size()), longer.toStdString());
+    server.documents["old.pdf"] = longer + longer;
+    EXPECT_EQ(Fetch(), (longer + longer).toStdString()) << "it was listed with another size, but has changed";
+    SetFault({"<getcontentlength>", "<getcontentlength>-"}, "PROPFIND", 1'000);
+    SetFault({"Content-Length", "X-Length", true, true, 1 << 30, Tests::ScriptedServer::Closes}, "GET",
+             1'000);
+    Open();
+    EXPECT_EQ(Fetch(), (longer + longer).toStdString()) << "no size is known";
+}
+
 } // namespace
 } // namespace Orvane::Social

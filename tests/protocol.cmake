@@ -9,6 +9,7 @@ orvane_test(RequestQueueTest LIBRARIES OrvaneCloudProtocolInternals)
 orvane_test(ServerTraitsTest LIBRARIES OrvaneCloudProtocolInternals)
 orvane_test(WebDavFaultsTest LIBRARIES OrvaneCloudProtocolInternals)
 orvane_test(WebDavFormatsTest LIBRARIES OrvaneCloudProtocolInternals)
+orvane_test(WebDavLimitsTest LIBRARIES OrvaneCloudProtocolInternals)
 orvane_test(WebDavServersTest LIBRARIES OrvaneCloudProtocol)
 orvane_test(WebDavTransportTest LIBRARIES OrvaneCloudProtocolInternals)
 

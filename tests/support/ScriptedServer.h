@@ -80,6 +80,8 @@ struct ScriptedServer
             name = QByteArray::fromPercentEncoding(name);
         if (onRequest)
             onRequest(method, name);
+        if (takesOver && takesOver(method, socket))
+            return false;
         auto said = fault.isDone ? Answer(method, name, headers, body) : QByteArray();
         if (!fault.to.isEmpty())
             said = fault.from.isEmpty() ? fault.to : said.replace(fault.from, fault.to);
@@ -152,6 +154,8 @@ struct ScriptedServer
     bool mapsUnknownNames = false; ///< to "old.pdf"
     bool readsEscapes = true;      ///< of a name that has more of them than it needs
     std::function<void()> onCancel;
+    std::function<bool(const QByteArray& method, int socket)>
+        takesOver; ///< answers in its own way, unless it returns false; the connection ends with that
     std::function<void(const QByteArray& method, const QByteArray& name)>
         onRequest;    ///< before it is answered
     QByteArray heard; ///< the heads of all requests

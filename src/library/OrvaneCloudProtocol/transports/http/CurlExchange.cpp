@@ -1,6 +1,7 @@
 #include <OrvaneCloudProtocol/transports/http/CurlExchange.h>
 
 #include <OrvaneCloudProtocol/transports/Job.h>
+#include <OrvaneCloudProtocol/transports/http/CurlTrouble.h>
 #include <OrvaneCloudProtocol/transports/http/EntityTag.h>
 #include <OrvaneCloudProtocol/transports/http/NetworkError.h>
 #include <support/Wiping.h>
@@ -15,42 +16,8 @@ namespace Orvane::Social {
 
 namespace {
 
-constexpr qint64 kLeastBytesInSpan = 1024;
 constexpr qint64 kMostDroppedBytes = 4 * 1024 * 1024;
 constexpr long kBufferBytes = 256L * 1024;
-
-/// What one of libcurl's codes means.
-struct Trouble
-{
-    FailureCode code;
-    bool isHopeless;
-};
-
-Trouble TroubleOf(CURLcode code)
-{
-    switch (code) {
-    case CURLE_OPERATION_TIMEDOUT:
-        return {FailureCode::TimedOut, false};
-    case CURLE_COULDNT_RESOLVE_PROXY:
-    case CURLE_PROXY:
-    case CURLE_COULDNT_RESOLVE_HOST:
-    case CURLE_COULDNT_CONNECT:
-    case CURLE_SEND_ERROR:
-    case CURLE_SEND_FAIL_REWIND:
-    case CURLE_RECV_ERROR:
-    case CURLE_GOT_NOTHING:
-    case CURLE_PARTIAL_FILE:
-    case CURLE_SSL_CONNECT_ERROR:
-    case CURLE_ABORTED_BY_CALLBACK: // a cancel, or our own refusal to send a change twice
-        return {FailureCode::Network, false};
-    case CURLE_PEER_FAILED_VERIFICATION:
-    case CURLE_SSL_ISSUER_ERROR:
-    case CURLE_SSL_CACERT_BADFILE:
-        return {FailureCode::Untrusted, true};
-    default:
-        return {FailureCode::Protocol, true};
-    }
-}
 
 /// From a header's value; empty where it is no plain number.
 std::optional<qint64> NumberIn(const QByteArray& value)
@@ -75,13 +42,14 @@ CurlExchange::CurlExchange(CurlLine& line, const HttpRequest& request, const Htt
     , m_limits(settings.limits)
     , m_bodies(bodies)
     , m_job(job)
+    , m_watch(settings.limits)
 {
     SetUp(settings);
+    SetUpCallbacks();
     SetUpBody();
     SetHeaders();
-    BeginSpan();
-    if (request.total) {
-        m_lastMoment = m_spanBegin + *request.total;
+    if (!request.carriesDocument) {
+        m_watch.EndAt(CurlLine::Clock::now() + request.total.value_or(m_limits.withoutDocument));
     }
     if (!m_line.Begin()) {
         m_outcome = CURLE_OUT_OF_MEMORY;
@@ -116,15 +84,6 @@ void CurlExchange::SetUp(const HttpSettings& settings)
     Set(CURLOPT_USERAGENT, "OrvaneCloud/1");
     Set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(m_limits.connect.count()));
     Set(CURLOPT_ERRORBUFFER, m_errorText.data());
-    Set(CURLOPT_HEADERFUNCTION, &CurlExchange::OnHeader);
-    Set(CURLOPT_HEADERDATA, this);
-    Set(CURLOPT_WRITEFUNCTION, &CurlExchange::OnBody);
-    Set(CURLOPT_WRITEDATA, this);
-    Set(CURLOPT_PREREQFUNCTION, &CurlExchange::OnBeforeSending);
-    Set(CURLOPT_PREREQDATA, this);
-    Set(CURLOPT_NOPROGRESS, 0L);
-    Set(CURLOPT_XFERINFOFUNCTION, &CurlExchange::OnBytesMoved);
-    Set(CURLOPT_XFERINFODATA, this);
     if (!settings.caFile.isEmpty()) {
         Set(CURLOPT_CAINFO, settings.caFile.constData());
         Set(CURLOPT_CAPATH, nullptr);
@@ -132,6 +91,22 @@ void CurlExchange::SetUp(const HttpSettings& settings)
     if (!settings.isProxyAllowed) {
         Set(CURLOPT_PROXY, "");
     }
+}
+
+void CurlExchange::SetUpCallbacks()
+{
+    Set(CURLOPT_HEADERFUNCTION, &CurlExchange::OnHeader);
+    Set(CURLOPT_HEADERDATA, this);
+    Set(CURLOPT_WRITEFUNCTION, &CurlExchange::OnBody);
+    Set(CURLOPT_WRITEDATA, this);
+    Set(CURLOPT_PREREQFUNCTION, &CurlExchange::OnBeforeSending);
+    Set(CURLOPT_PREREQDATA, this);
+    Set(CURLOPT_NOPROGRESS, 0L);
+    Set(CURLOPT_XFERINFOFUNCTION, &CurlExchange::OnTurn);
+    Set(CURLOPT_XFERINFODATA, this);
+    Set(CURLOPT_VERBOSE, 1L); // nothing else tells of all that is received
+    Set(CURLOPT_DEBUGFUNCTION, &CurlExchange::OnTraffic);
+    Set(CURLOPT_DEBUGDATA, this);
 }
 
 void CurlExchange::SetUpBody()
@@ -196,7 +171,7 @@ HttpResponse CurlExchange::Finish()
 void CurlExchange::BreakOff()
 {
     if (!m_outcome && IsSendingBody()) {
-        m_line.EndOnceServerHas(Clock::now() + m_limits.afterCancel);
+        m_line.EndOnceServerHas(CurlLine::Clock::now() + m_limits.afterCancel);
     }
 }
 
@@ -215,7 +190,8 @@ void CurlExchange::RunUntil(const Condition& isEnough)
         }
         HeedCancel();
         HeedDeadline();
-        m_line.Wait(std::chrono::ceil<std::chrono::milliseconds>(Deadline() - Clock::now()));
+        const auto left = m_watch.NextLook() - CurlLine::Clock::now();
+        m_line.Wait(std::chrono::ceil<std::chrono::milliseconds>(left));
     }
 }
 
@@ -229,53 +205,24 @@ void CurlExchange::HeedCancel()
     if (!m_request.isChange || m_timesSent == 0) {
         throw ErrorOf(CURLE_ABORTED_BY_CALLBACK);
     }
-    const auto soon = Clock::now() + m_limits.afterCancel;
-    m_lastMoment = m_lastMoment ? std::min(*m_lastMoment, soon) : soon;
+    m_watch.EndAt(CurlLine::Clock::now() + m_limits.afterCancel);
 }
 
 void CurlExchange::HeedDeadline()
 {
-    const auto now = Clock::now();
-    if (now < Deadline()) {
-        return;
-    }
-    const bool isMoving = m_bytesMoved - m_bytesAtSpan >= kLeastBytesInSpan;
-    if (isMoving && (!m_lastMoment || now < *m_lastMoment)) {
-        BeginSpan();
+    if (!m_watch.IsLate()) {
         return;
     }
     m_outcome = CURLE_OPERATION_TIMEDOUT; // its end was waited for long enough
-    throw NetworkError(FailureCode::TimedOut,
-                       QStringLiteral("%1 %2: no answer, or none that gets on")
-                           .arg(QString::fromLatin1(m_request.method), QString::fromUtf8(m_request.url)),
-                       NetworkError::Outlook::Passing);
+    throw Error(FailureCode::TimedOut, QStringLiteral("no answer, or none that gets on"));
 }
 
 void CurlExchange::Resume()
 {
-    BeginSpan();
+    m_watch.Restart();
     if (std::exchange(m_isPaused, false) && !m_outcome) {
         curl_easy_pause(m_line.Handle(), CURLPAUSE_CONT);
     }
-}
-
-void CurlExchange::BeginSpan()
-{
-    m_spanBegin = Clock::now();
-    m_bytesAtSpan = m_bytesMoved;
-}
-
-CurlExchange::Clock::duration CurlExchange::SpanLimit() const
-{
-    const bool isLongAnswer = m_isAllSent && (m_request.isChange || m_bodies.outgoingSize);
-    return isLongAnswer ? std::max(m_limits.answer, m_limits.stall) : m_limits.stall;
-}
-
-CurlExchange::Clock::time_point CurlExchange::Deadline() const
-{
-    // Until it is connected, the limit is libcurl's.
-    const auto endOfSpan = m_timesSent > 0 ? m_spanBegin + SpanLimit() : Clock::time_point::max();
-    return std::min(m_lastMoment.value_or(endOfSpan), endOfSpan);
 }
 
 /// libcurl is C: no exception may pass through it.
@@ -301,6 +248,7 @@ std::size_t CurlExchange::OnHeader(char* data, std::size_t size, std::size_t cou
 
 void CurlExchange::ReadHeader(const QByteArray& line)
 {
+    RequireEnd();
     if (m_isHeadComplete) { // a trailer
         return;
     }
@@ -342,11 +290,7 @@ void CurlExchange::KeepContentLength(const QByteArray& value)
     for (const QByteArray& text : value.split(',')) {
         const auto length = NumberIn(text.trimmed());
         if (m_response.contentLength && m_response.contentLength != length) {
-            throw NetworkError(
-                FailureCode::Protocol,
-                QStringLiteral("%1 %2: the answer has two different lengths")
-                    .arg(QString::fromLatin1(m_request.method), QString::fromUtf8(m_request.url)),
-                NetworkError::Outlook::Hopeless);
+            throw Error(FailureCode::Protocol, QStringLiteral("the answer has two different lengths"));
         }
         m_response.contentLength = length;
     }
@@ -360,6 +304,7 @@ std::size_t CurlExchange::OnBody(char* data, std::size_t size, std::size_t count
 
 std::size_t CurlExchange::TakeBody(const char* data, std::size_t size)
 {
+    m_watch.AddContent(static_cast<qint64>(size));
     if (m_bodies.sink && m_response.IsSuccess()) {
         if (!m_request.isChange) { // whose outcome is wanted even then
             m_job.ThrowIfCanceled();
@@ -387,7 +332,7 @@ std::size_t CurlExchange::GiveBody(char* buffer, std::size_t room)
     m_bytesHandedOver += static_cast<qint64>(count);
     if (m_bytesHandedOver == *m_bodies.outgoingSize) {
         m_isAllSent = true;
-        BeginSpan();
+        m_watch.ExpectLongAnswer();
     }
     return count;
 }
@@ -400,15 +345,40 @@ int CurlExchange::OnBeforeSending(void* self, char*, char*, int, int)
         // The kept-alive connection has died without an answer, and libcurl would send it all again.
         return CURL_PREREQFUNC_ABORT;
     }
-    exchange.m_isAllSent = !exchange.m_bodies.outgoingSize || *exchange.m_bodies.outgoingSize == 0;
-    exchange.BeginSpan();
+    exchange.m_isAllSent = exchange.m_bodies.outgoingSize.value_or(0) == 0;
+    exchange.m_watch.Start();
+    if (exchange.m_isAllSent && !mayRepeat) {
+        exchange.m_watch.ExpectLongAnswer();
+    }
     return CURL_PREREQFUNC_OK;
 }
 
-int CurlExchange::OnBytesMoved(void* self, curl_off_t, curl_off_t received, curl_off_t, curl_off_t sent)
+int CurlExchange::OnTraffic(CURL*, curl_infotype kind, char*, std::size_t size, void* self)
 {
-    static_cast<CurlExchange*>(self)->m_bytesMoved = received + sent;
+    auto& watch = static_cast<CurlExchange*>(self)->m_watch;
+    if (kind == CURLINFO_HEADER_IN || kind == CURLINFO_DATA_IN) { // the latter before chunks are taken apart
+        watch.AddReceived(static_cast<qint64>(size));
+    } else if (kind == CURLINFO_DATA_OUT) {
+        watch.AddSent(static_cast<qint64>(size));
+    }
     return 0;
+}
+
+int CurlExchange::OnTurn(void* self, curl_off_t, curl_off_t, curl_off_t, curl_off_t)
+{
+    auto& exchange = *static_cast<CurlExchange*>(self);
+    const auto step = [&exchange]() -> std::size_t {
+        exchange.RequireEnd();
+        return 1;
+    };
+    return exchange.Guarded(step) == 1 ? 0 : 1; // other than 0 ends the exchange
+}
+
+void CurlExchange::RequireEnd() const
+{
+    if (m_watch.IsFlooded()) {
+        throw Error(FailureCode::Protocol, QStringLiteral("the server sends headers without end"));
+    }
 }
 
 void CurlExchange::RequireAnswer() const
@@ -425,15 +395,24 @@ void CurlExchange::RequireAnswer() const
 
 NetworkError CurlExchange::ErrorOf(CURLcode code) const
 {
-    const auto trouble = TroubleOf(code);
+    const auto trouble = CurlTroubleOf(code);
     const auto outlook =
         trouble.isHopeless ? NetworkError::Outlook::Hopeless : NetworkError::Outlook::Passing;
     const char* text = m_errorText.front() != '\0' ? m_errorText.data() : curl_easy_strerror(code);
-    return NetworkError(trouble.code,
-                        QStringLiteral("%1 %2: %3")
-                            .arg(QString::fromLatin1(m_request.method), QString::fromUtf8(m_request.url),
-                                 QString::fromUtf8(text)),
-                        outlook);
+    return NetworkError(trouble.code, Detail(QString::fromUtf8(text)), outlook);
+}
+
+NetworkError CurlExchange::Error(FailureCode code, const QString& what) const
+{
+    const auto outlook =
+        code == FailureCode::Protocol ? NetworkError::Outlook::Hopeless : NetworkError::Outlook::Passing;
+    return NetworkError(code, Detail(what), outlook);
+}
+
+QString CurlExchange::Detail(const QString& what) const
+{
+    return QStringLiteral("%1 %2: %3")
+        .arg(QString::fromLatin1(m_request.method), QString::fromUtf8(m_request.url), what);
 }
 
 } // namespace Orvane::Social

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <OrvaneCloudProtocol/Failure.h>
 #include <OrvaneCloudProtocol/transports/http/CurlLine.h>
+#include <OrvaneCloudProtocol/transports/http/ExchangeWatch.h>
 #include <OrvaneCloudProtocol/transports/http/HttpMessage.h>
 #include <OrvaneCloudProtocol/transports/http/NetworkLimits.h>
 
@@ -26,8 +28,6 @@ struct HttpSettings
 class CurlExchange
 {
 public:
-    using Clock = CurlLine::Clock;
-
     /// How the bodies go.
     struct Bodies
     {
@@ -61,6 +61,7 @@ private:
     };
 
     void SetUp(const HttpSettings& settings);
+    void SetUpCallbacks();
     void SetUpBody();
     void SetHeaders();
     template <typename Value>
@@ -72,7 +73,8 @@ private:
     static std::size_t OnBody(char* data, std::size_t size, std::size_t count, void* self);
     static std::size_t OnSend(char* buffer, std::size_t size, std::size_t count, void* self);
     static int OnBeforeSending(void* self, char*, char*, int, int);
-    static int OnBytesMoved(void* self, curl_off_t, curl_off_t received, curl_off_t, curl_off_t sent);
+    static int OnTraffic(CURL*, curl_infotype kind, char*, std::size_t size, void* self);
+    static int OnTurn(void* self, curl_off_t, curl_off_t, curl_off_t, curl_off_t);
 
     void ReadHeader(const QByteArray& line);
     void KeepHeader(const QByteArray& name, const QByteArray& value);
@@ -85,12 +87,12 @@ private:
     void HeedCancel();
     void HeedDeadline();
     void Resume();
-    void BeginSpan();
-    [[nodiscard]] Clock::duration SpanLimit() const;
-    [[nodiscard]] Clock::time_point Deadline() const;
     [[nodiscard]] bool IsSendingBody() const;
+    void RequireEnd() const;
     void RequireAnswer() const;
     [[nodiscard]] NetworkError ErrorOf(CURLcode code) const;
+    [[nodiscard]] NetworkError Error(FailureCode code, const QString& what) const;
+    [[nodiscard]] QString Detail(const QString& what) const;
 
     CurlLine& m_line;
     const HttpRequest& m_request;
@@ -114,10 +116,7 @@ private:
     bool m_isAllSent = false;
 
     bool m_isCancelHeeded = false;
-    qint64 m_bytesMoved = 0;
-    qint64 m_bytesAtSpan = 0;
-    Clock::time_point m_spanBegin;
-    std::optional<Clock::time_point> m_lastMoment;
+    ExchangeWatch m_watch;
 };
 
 } // namespace Orvane::Social

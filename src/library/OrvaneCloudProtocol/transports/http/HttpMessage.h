@@ -22,7 +22,11 @@ struct HttpRequest
     /// NetworkLimits::afterCancel, so that its outcome is known.
     bool isChange = false;
 
-    /// For the whole exchange, whatever happens in it; empty: no such limit.
+    /// Whether the content of a document is sent or asked for, which may take as long as it gets on.
+    bool carriesDocument = false;
+
+    /// For the whole exchange, whatever happens in it, unless it carries a document; empty:
+    /// NetworkLimits::withoutDocument.
     std::optional<std::chrono::milliseconds> total;
 };
 

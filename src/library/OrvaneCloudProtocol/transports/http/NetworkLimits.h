@@ -1,11 +1,13 @@
 #pragma once
 
+#include <QtGlobal>
+
 #include <chrono>
 
 namespace Orvane::Social {
 
-/// How long the network may take. Every clock starts when the request is sent, not while it waits for its
-/// turn.
+/// How long the network may take, and how much a server may send. Every clock starts when the request is
+/// sent, not while it waits for its turn.
 struct NetworkLimits
 {
     using Milliseconds = std::chrono::milliseconds;
@@ -13,8 +15,8 @@ struct NetworkLimits
     /// For a connection, TLS included.
     Milliseconds connect{20'000};
 
-    /// An exchange in which less than 1 KiB passes within this time has stalled.
-    Milliseconds stall{45'000};
+    /// An exchange that is slower than lowestSpeed for this long has stalled.
+    Milliseconds stall{60'000};
 
     /// For the answer to a change, once it has been sent: a server may have to copy or assemble the file.
     Milliseconds answer{300'000};
@@ -26,6 +28,16 @@ struct NetworkLimits
     Milliseconds firstRetry{500};
 
     int retries = 3;
+
+    /// For the whole of an exchange that carries no document.
+    Milliseconds withoutDocument{600'000};
+
+    /// In bytes a second, both directions together.
+    int lowestSpeed = 512;
+
+    /// In bytes, for all that a server sends besides the content: status lines, headers, trailers, the frames
+    /// of chunks. Frames may be eight times as large as their content, too.
+    qint64 mostOverhead = qint64{256} * 1024;
 };
 
 } // namespace Orvane::Social

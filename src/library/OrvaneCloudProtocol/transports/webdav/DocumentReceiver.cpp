@@ -13,6 +13,9 @@ namespace {
 constexpr int kMostRestarts = 3;
 constexpr qint64 kWorthNewPatience = 1024 * 1024;
 
+/// Of a document whose size the server tells nowhere.
+constexpr qint64 kMostWithoutSize = qint64{4} * 1024 * 1024 * 1024;
+
 /// What was received is of no use for going on.
 class RestartNeeded : public std::exception
 {};
@@ -64,12 +67,12 @@ DocumentVersion VersionIn(const HttpResponse& head)
 } // namespace
 
 DocumentReceiver::DocumentReceiver(WebDavServer& server, const KnownTraits& traits, const QByteArray& path,
-                                   Support::PartFile& part, qint64 sizeLimit)
+                                   Support::PartFile& part, const Bounds& bounds)
     : m_server(server)
     , m_traits(traits)
     , m_path(path)
     , m_part(part)
-    , m_sizeLimit(sizeLimit)
+    , m_bounds(bounds)
 {}
 
 DocumentReceiver::Received DocumentReceiver::Run(Job& job)
@@ -160,6 +163,7 @@ void DocumentReceiver::AcceptHead(const HttpResponse& head)
     }
     m_version = VersionIn(head);
     m_total = head.contentLength;
+    RequireWithinBounds(m_total.value_or(0));
 }
 
 // A server that ignores If-Range sends the rest of another version (its tag tells), and one that is confused
@@ -193,18 +197,29 @@ void DocumentReceiver::Discard()
 void DocumentReceiver::Take(const char* data, std::size_t size, Job& job)
 {
     m_done += static_cast<qint64>(size);
-    if (m_done > m_sizeLimit) {
-        throw CloudError(FailureCode::InvalidDocument,
-                         QString::fromUtf8(m_path) + QStringLiteral(": is too large to show"));
-    }
-    if (m_done > m_total.value_or(m_done)) {
-        throw CloudError(FailureCode::Protocol,
-                         QString::fromUtf8(m_path) + QStringLiteral(": has more bytes than the server said"));
-    }
+    RequireWithinBounds(m_done);
     m_md5->Add(data, size);
     OnSide(FileSide::Local, [&] { m_part.Write(data, size); });
     if (m_total) {
         job.ReportProgress(m_done, *m_total);
+    }
+}
+
+void DocumentReceiver::RequireWithinBounds(qint64 size) const
+{
+    const auto path = QString::fromUtf8(m_path);
+    if (size > m_bounds.listed.value_or(size)) {
+        throw UnlistedBytes(
+            FailureCode::Protocol,
+            path +
+                QStringLiteral(": has more than the %1 bytes that the server lists").arg(*m_bounds.listed));
+    }
+    if (size > m_bounds.most) {
+        throw CloudError(FailureCode::InvalidDocument, path + QStringLiteral(": is too large to show"));
+    }
+    if (size > m_total.value_or(m_bounds.listed.value_or(kMostWithoutSize))) {
+        throw CloudError(FailureCode::Protocol,
+                         path + QStringLiteral(": has more bytes than the server said"));
     }
 }
 

@@ -17,7 +17,8 @@ namespace Orvane::Social {
 namespace {
 
 constexpr int kMostRedirects = 5;
-constexpr qint64 kLargestAnswer = qint64{1024} * 1024 * 1024; // to a PROPFIND
+constexpr qint64 kLargestListing = qint64{1024} * 1024 * 1024;
+constexpr qint64 kLargestAnswer = qint64{4} * 1024 * 1024; // to a question about one resource
 constexpr int kLargestChangeAnswer = 64 * 1024;
 
 HttpSettings SettingsOf(const OAuth2::AuthInfo& authInfo, const WebDavAddress& address,
@@ -190,14 +191,19 @@ WebDavServer::Properties WebDavServer::AskForProperties(HttpRequest request, Dep
     request.body = body;
     request.headers.push_back(depth == Depth::Resource ? "Depth: 0" : "Depth: 1");
     request.headers.push_back("Content-Type: text/xml; charset=utf-8"); // lighttpd insists on it
+    const auto most = depth == Depth::Members ? kLargestListing : kLargestAnswer;
     std::vector<DavResource> resources;
     const auto ask = [&](const HttpRequest& asked) {
         MultiStatusReader reader;
         qint64 received = 0;
         const auto read = [&](const HttpResponse& head, const char* data, std::size_t size) {
             received += static_cast<qint64>(size);
-            if (head.status != 207 || received > kLargestAnswer) {
+            if (head.status != 207) {
                 throw StatusError(asked, head);
+            }
+            if (received > most) {
+                throw CloudError(FailureCode::Protocol,
+                                 QString::fromUtf8(asked.url) + QStringLiteral(": the answer has no end"));
             }
             reader.Add(data, size);
         };
@@ -218,6 +224,7 @@ HttpResponse WebDavServer::Get(const QByteArray& path, const std::vector<QByteAr
                                const HttpBodySink& sink, Job& job)
 {
     HttpRequest request = RequestOf("GET", path);
+    request.carriesDocument = true;
     request.headers.insert(request.headers.end(), headers.begin(), headers.end());
     return Follow(request, [&](const HttpRequest& asked) { return m_client.Receive(asked, sink, job); });
 }
@@ -225,6 +232,7 @@ HttpResponse WebDavServer::Get(const QByteArray& path, const std::vector<QByteAr
 HttpResponse WebDavServer::Put(const QByteArray& path, qint64 size, const HttpBodySource& source, Job& job)
 {
     HttpRequest request = RequestOf("PUT", path);
+    request.carriesDocument = true;
     request.headers.push_back("Content-Type: application/pdf");
     return m_client.SendBody(request, size, source, job);
 }

@@ -104,11 +104,21 @@ public:
     /// What the document should be, from memory where this client has seen it.
     [[nodiscard]] DocumentVersion Expected(const std::string& name, Job& job);
 
+    /// How much may be received.
+    struct Bounds
+    {
+        qint64 most;         ///< bytes
+        qint64 expected = 0; ///< bytes; 0 when the caller expects no certain size
+    };
+
     /// Receives the document's content, and makes sure that it is whole.
-    DocumentReceiver::Received Receive(const std::string& name, Support::PartFile& part, qint64 sizeLimit,
+    DocumentReceiver::Received Receive(const std::string& name, Support::PartFile& part, const Bounds& bounds,
                                        Job& job);
-    DocumentReceiver::Received ReceiveOnce(const std::string& name, Support::PartFile& part, qint64 sizeLimit,
-                                           Job& job);
+    DocumentReceiver::Received ReceiveOnce(const std::string& name, Support::PartFile& part,
+                                           const Bounds& bounds, Job& job);
+
+    /// The version that is to be received. Throws when its size is not within the bounds.
+    [[nodiscard]] DocumentVersion Receivable(const std::string& name, const Bounds& bounds, Job& job);
     static void RequireSame(const std::string& name, const DocumentReceiver::Received& received,
                             const DocumentVersion& expected);
 
@@ -170,29 +180,52 @@ DocumentVersion WebDavTransport::Private::Expected(const std::string& name, Job&
 }
 
 DocumentReceiver::Received WebDavTransport::Private::Receive(const std::string& name, Support::PartFile& part,
-                                                             qint64 sizeLimit, Job& job)
+                                                             const Bounds& bounds, Job& job)
 {
+    const auto known = seen.Find(name);
     try {
-        return ReceiveOnce(name, part, sizeLimit, job);
+        return ReceiveOnce(name, part, bounds, job);
+    } catch (const DocumentReceiver::UnlistedBytes&) {
+        const auto listed = known ? known : seen.Find(name);
+        if (!listed || Look(name, job).IsSameAs(*listed)) {
+            throw;
+        }
     } catch (const CloudError& error) {
         if (error.GetFailure().code != FailureCode::NotFound || !seen.Find(name)) {
             throw;
         }
+        (void)Look(name, job);
     }
-    (void)Look(name, job);
     OnSide(FileSide::Local, [&] { part.Clear(); });
-    return ReceiveOnce(name, part, sizeLimit, job);
+    return ReceiveOnce(name, part, bounds, job);
+}
+
+DocumentVersion WebDavTransport::Private::Receivable(const std::string& name, const Bounds& bounds, Job& job)
+{
+    const auto isOther = [&bounds](const DocumentVersion& version) {
+        return bounds.expected != 0 && version.size.value_or(bounds.expected) != bounds.expected;
+    };
+    auto version = Expected(name, job);
+    if (isOther(version)) {
+        version = Look(name, job);
+    }
+    if (isOther(version)) {
+        throw Error(FailureCode::Conflict, DocumentIdOf(name),
+                    QStringLiteral("does not have the expected size"));
+    }
+    if (version.size.value_or(0) > bounds.most) {
+        throw Error(FailureCode::InvalidDocument, DocumentIdOf(name), QStringLiteral("is too large to show"));
+    }
+    return version;
 }
 
 DocumentReceiver::Received WebDavTransport::Private::ReceiveOnce(const std::string& name,
-                                                                 Support::PartFile& part, qint64 sizeLimit,
-                                                                 Job& job)
+                                                                 Support::PartFile& part,
+                                                                 const Bounds& bounds, Job& job)
 {
-    const auto expected = Expected(name, job);
-    if (expected.size.value_or(0) > sizeLimit) {
-        throw Error(FailureCode::InvalidDocument, DocumentIdOf(name), QStringLiteral("is too large to show"));
-    }
-    auto received = DocumentReceiver(server, traits, collection.PathOf(name), part, sizeLimit).Run(job);
+    const auto expected = Receivable(name, bounds, job);
+    DocumentReceiver receiver(server, traits, collection.PathOf(name), part, {expected.size, bounds.most});
+    auto received = receiver.Run(job);
     const bool isExpected = received.isSizeProven && expected.HasTagOf(received.version);
     // Another version than expected, or the server says too little: it has to be asked.
     const auto version = isExpected ? expected : Look(name, job);
@@ -328,7 +361,8 @@ fs::path WebDavTransport::Fetch(const Download& download, Job& job)
     const auto name = RequiredName(download.id);
     const LocalTarget target(download);
     const auto part = target.BeginPart(d->localTemporaries);
-    const auto received = d->Receive(name, *part, std::numeric_limits<qint64>::max(), job);
+    const auto received =
+        d->Receive(name, *part, {std::numeric_limits<qint64>::max(), download.expectedSize}, job);
     if (download.expectedSize != 0 && download.expectedSize != received.size) {
         throw Error(FailureCode::Conflict, download.id, QStringLiteral("does not have the expected size"));
     }
@@ -382,7 +416,7 @@ Transport::RenderSource WebDavTransport::FetchForRendering(const QString& id, Jo
         fs::create_directories(d->cacheFolder);
         return std::make_shared<Support::PartFile>(d->cacheFolder, d->localTemporaries);
     });
-    (void)d->Receive(RequiredName(id), *part, kLargestRendered, job);
+    (void)d->Receive(RequiredName(id), *part, {kLargestRendered}, job);
     OnSide(FileSide::Local, [&] { part->Finish(); });
     return {part->TemporaryPath(), part};
 }

@@ -1,0 +1,90 @@
+#include "support/ScriptedCloud.h"
+
+namespace Orvane::Social {
+namespace {
+
+class WebDavLimitsTest : public Tests::ScriptedCloud
+{
+protected:
+    WebDavLimitsTest() { OpenKnowing({true, true, false, true, true, true, true, true}); }
+
+    /// What the operation that begins with this method comes to.
+    std::string OutcomeOf(const QByteArray& method)
+    {
+        if (method == "PROPFIND")
+            return Outcome([this] { return cloud->Info(kOld, job).id.toStdString(); });
+        return method == "GET" ? Fetch() : method == "PUT" ? Store() : Remove();
+    }
+
+    /// Answers requests with this method with @p begin and then @p repeated, again and again, until nobody
+    /// reads any more or @p most bytes have gone.
+    void AnswerEndlessly(const char* method, const QByteArray& begin, const QByteArray& repeated, qint64 most,
+                         int pauseMilliseconds = 0)
+    {
+        const std::lock_guard lock(server.mutex); // it may be busy with the last one still
+        server.documents["old.pdf"] = "old";
+        sent = 0;
+        server.takesOver = [=](const QByteArray& asked, int socket) {
+            const auto send = [&](const QByteArray& bytes) {
+                const auto count = ::send(socket, bytes.data(), size_t(bytes.size()), MSG_NOSIGNAL);
+                return count == bytes.size() && ::poll(nullptr, 0, pauseMilliseconds) == 0;
+            };
+            for (bool isRead = asked == method && send(begin); isRead && sent < most; sent += repeated.size())
+                isRead = send(repeated);
+            return asked == method;
+        };
+    }
+
+    std::atomic<qint64> sent{0};
+};
+
+TEST_F(WebDavLimitsTest, AServerThatNeverEndsIsNotListenedToForLong)
+{
+    const QByteArray head = "HTTP/1.1 200 OK\r\n", chunked = head + "Transfer-Encoding: chunked\r\n\r\n";
+    const QByteArray multiStatus = "HTTP/1.1 207 x\r\n\r\n<multistatus xmlns=\"DAV:\">";
+    const QByteArray text(1'000, 'x');
+    const std::tuple<const char*, QByteArray, QByteArray> floods[] = {
+        {"headers", head, "X: " + text + "\r\n"},
+        {"answers that are none yet", "", "HTTP/1.1 103 x\r\nX: " + text + "\r\n\r\n"},
+        {"chunk extensions", chunked + "1", ";" + text},
+        {"empty words before a chunk", chunked, QByteArray(1'000, '0')},
+        {"trailers", chunked + "0\r\n", "X: " + text + "\r\n"},
+        {"a body", head + "\r\n", text},
+        {"a body of an error", "HTTP/1.1 403 x\r\n\r\n", text},
+        {"a multi-status", multiStatus, QByteArray(1'000, ' ')},
+        {"a multi-status of many", multiStatus, "<response><href>/x</href></response>" + text.left(0)},
+    };
+    constexpr qint64 kEndless = 60'000'000, kBetweenUs = 20'000'000; // what a socket and the limits hold
+    for (const auto& [what, begin, repeated] : floods) {
+        for (const char* method : {"PROPFIND", "GET", "PUT", "DELETE"}) {
+            AnswerEndlessly(method, begin, repeated, kEndless);
+            EXPECT_NE(OutcomeOf(method), method == QByteArray("GET") ? "old" : "") << what << method;
+            EXPECT_LT(sent, kBetweenUs) << what << method;
+        }
+    }
+}
+
+TEST_F(WebDavLimitsTest, WhatIsTooSlowOrTakesTooLongEnds)
+{
+    limits.stall = limits.answer = NetworkLimits::Milliseconds(20'000);
+    limits.withoutDocument = NetworkLimits::Milliseconds(300);
+    Open();
+    for (const char* method : {"PROPFIND", "DELETE"}) {
+        AnswerEndlessly(method, "HTTP/1.1 207 x\r\n\r\n<multistatus xmlns=\"DAV:\">", QByteArray(100, ' '),
+                        20'000, 10);
+        EXPECT_EQ(OutcomeOf(method), Code(FailureCode::TimedOut)) << method;
+    }
+    AnswerEndlessly("GET", "HTTP/1.1 200 x\r\nContent-Length: 3\r\n\r\n", "x", 3, 200);
+    EXPECT_EQ(Fetch(), "xxx") << "a document may take its time";
+
+    limits.stall = limits.answer = NetworkLimits::Milliseconds(300);
+    limits.withoutDocument = NetworkLimits::Milliseconds(60'000);
+    Open();
+    for (const char* method : {"PROPFIND", "GET", "DELETE"}) {
+        AnswerEndlessly(method, "HTTP/1.1 207 x\r\nX: ", "x", 300, 10);
+        EXPECT_EQ(OutcomeOf(method), Code(FailureCode::TimedOut)) << method;
+    }
+}
+
+} // namespace
+} // namespace Orvane::Social
