@@ -1,7 +1,34 @@
 #include "support/ScriptedCloud.h"
 
+#include <fstream>
+
 namespace Orvane::Social {
 namespace {
+
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define ORVANE_IS_SANITIZED
+#endif
+#elif defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define ORVANE_IS_SANITIZED
+#endif
+
+/// Of this process, in bytes; "VmRSS:" is what it uses now, "VmHWM:" the most since ForgetPeak.
+qint64 Memory(const std::string& key)
+{
+    std::ifstream status("/proc/self/status");
+    std::string word;
+    qint64 kibibytes = 0;
+    while (status >> word && word != key) {
+    }
+    status >> kibibytes;
+    return kibibytes * 1024;
+}
+
+void ForgetPeak()
+{
+    std::ofstream("/proc/self/clear_refs") << 5;
+}
 
 class WebDavLimitsTest : public Tests::ScriptedCloud
 {
@@ -62,6 +89,42 @@ TEST_F(WebDavLimitsTest, AServerThatNeverEndsIsNotListenedToForLong)
             EXPECT_LT(sent, kBetweenUs) << what << method;
         }
     }
+}
+
+TEST_F(WebDavLimitsTest, AListingCostsAKibibyteADocumentAtMost)
+{
+#ifdef ORVANE_IS_SANITIZED
+    GTEST_SKIP() << "a sanitizer needs memory of its own";
+#endif
+    constexpr int kDocuments = 100'000, kInAPiece = 500;
+    const auto entry = [](int number, const QByteArray& name) {
+        return "<response><href>/dav/" + name +
+               "</href><propstat><prop><getcontentlength>1000</getcontentlength>" +
+               "<creationdate>2024-02-29T00:00:00Z</creationdate><getetag>\"3e8-6123456789" +
+               QByteArray::number(number) + "\"</getetag><getlastmodified>Thu, 29 Feb 2024 23:59:59 GMT" +
+               "</getlastmodified><resourcetype>" + (name.isEmpty() ? "<collection/>" : "") +
+               "</resourcetype></prop><status>HTTP/1.1 200 OK</status></propstat></response>";
+    };
+    server.takesOver = [&](const QByteArray&, int socket) {
+        const auto send = [socket](const QByteArray& bytes) {
+            ::send(socket, bytes.data(), size_t(bytes.size()), MSG_NOSIGNAL);
+        };
+        send("HTTP/1.1 207 x\r\n\r\n<multistatus xmlns=\"DAV:\">" + entry(0, ""));
+        for (int number = 0; number < kDocuments;) {
+            QByteArray piece;
+            for (const int end = number + kInAPiece; number < end; ++number)
+                piece += entry(number, "some%20ordinary%20document%20" + QByteArray::number(number) + ".pdf");
+            send(piece);
+        }
+        send("</multistatus>");
+        return true;
+    };
+    ForgetPeak();
+    const auto before = Memory("VmRSS:");
+    EXPECT_EQ(cloud->List(job).size(), kDocuments);
+    const auto peak = Memory("VmHWM:");
+    EXPECT_GT(peak - before, kDocuments * 100) << "measured";
+    EXPECT_LT(peak - before, kDocuments * 1024);
 }
 
 TEST_F(WebDavLimitsTest, WhatIsTooSlowOrTakesTooLongEnds)

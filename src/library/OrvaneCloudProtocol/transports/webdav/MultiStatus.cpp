@@ -42,6 +42,10 @@ constexpr int kPieceSize = 16 * 1024;
 class MultiStatusReader::Private
 {
 public:
+    explicit Private(ResourceSink sink)
+        : m_sink(std::move(sink))
+    {}
+
     void Add(const char* data, std::size_t size);
     std::vector<DavResource> Finish();
 
@@ -57,6 +61,7 @@ private:
     [[noreturn]] void Fail(const QString& why);
     void ThrowIfFailed() const;
 
+    const ResourceSink m_sink;
     QXmlStreamReader m_xml;
     QByteArray m_piece;
     std::size_t m_sinceToken = 0; ///< bytes added that have not yet made up a token
@@ -73,6 +78,7 @@ private:
     int m_propStatStatus = 0;
     std::vector<std::pair<Place, QByteArray>>
         m_found; ///< in the current propstat, whose status may come last
+    std::size_t m_count = 0;
     std::vector<DavResource> m_resources;
 };
 
@@ -226,12 +232,13 @@ void MultiStatusReader::Private::MergeFound()
 void MultiStatusReader::Private::KeepResource()
 {
     m_hrefs.resize(std::max<std::size_t>(m_hrefs.size(), 1));
-    if (m_resources.size() + m_hrefs.size() > kMostResources) {
+    m_count += m_hrefs.size();
+    if (m_count > kMostResources) {
         Fail(QStringLiteral("it has too many resources"));
     }
     for (QByteArray& href : m_hrefs) {
         m_resource.href = std::move(href);
-        m_resources.push_back(m_resource);
+        m_sink ? m_sink(DavResource(m_resource)) : m_resources.push_back(m_resource);
     }
 }
 
@@ -249,8 +256,8 @@ void MultiStatusReader::Private::ThrowIfFailed() const
     }
 }
 
-MultiStatusReader::MultiStatusReader()
-    : d(std::make_unique<Private>())
+MultiStatusReader::MultiStatusReader(ResourceSink sink)
+    : d(std::make_unique<Private>(std::move(sink)))
 {}
 
 MultiStatusReader::~MultiStatusReader() = default;

@@ -3,6 +3,7 @@
 #include <QByteArray>
 #include <QDateTime>
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -29,6 +30,9 @@ struct DavResource
     QByteArray principal; ///< href in current-user-principal (RFC 5397)
 };
 
+/// Takes the resources of a multi-status one by one, as they come.
+using ResourceSink = std::function<void(DavResource&& resource)>;
+
 /// Reads a multi-status (RFC 4918 §13) as it arrives, in pieces of any size. Everything but a complete,
 /// well-formed multi-status in the right namespace is a CloudError (Protocol): so are documents with a
 /// DOCTYPE (entities), names or values of absurd length, absurd depth, and more than 1,000,000 resources.
@@ -38,12 +42,15 @@ struct DavResource
 class MultiStatusReader
 {
 public:
-    MultiStatusReader();
+    /// @param sink  takes each resource once it is complete, which says nothing of the rest of the answer;
+    /// with
+    ///              none, Finish returns them all
+    explicit MultiStatusReader(ResourceSink sink = {});
     ~MultiStatusReader();
 
     void Add(const char* data, std::size_t size);
 
-    /// To be called once all is there.
+    /// To be called once all is there. Returns what no sink has taken.
     [[nodiscard]] std::vector<DavResource> Finish();
 
 private:

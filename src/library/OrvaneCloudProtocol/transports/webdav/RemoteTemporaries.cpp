@@ -39,7 +39,7 @@ qint64 SizeIn(const fs::path& journalEntry)
 bool IsAbandoned(const WebDavCollection::Member& member, qint64 now)
 {
     const auto& resource = member.resource;
-    return Support::IsTemporaryName(member.name) && !resource.isCollection && resource.modifiedAt.isValid() &&
+    return !resource.isCollection && resource.modifiedAt.isValid() &&
            now - resource.modifiedAt.toSecsSinceEpoch() > kAbandonedAfterSeconds;
 }
 
@@ -118,18 +118,24 @@ void RemoteTemporaries::SweepOwn(const Job& job)
     job.ThrowIfCanceled();
 }
 
-void RemoteTemporaries::SweepAbandoned(const WebDavCollection::Listing& listing, const Job& job)
+bool RemoteTemporaries::IsTemporary(const WebDavCollection::Member& member)
 {
-    if (!listing.date || !IsSweepDue()) {
+    return Support::IsTemporaryName(member.name);
+}
+
+void RemoteTemporaries::SweepAbandoned(const std::vector<WebDavCollection::Member>& temporaries,
+                                       std::optional<qint64> now, const Job& job)
+{
+    if (!now || !IsSweepDue()) {
         return;
     }
-    for (const auto& member : listing.members) {
+    for (const auto& member : temporaries) {
         job.ThrowIfCanceled();
         const auto isAsListed = [&member](const DavResource& found) {
             return found.isTypeKnown &&
                    DocumentVersion::Of(member.resource).IsSameAs(DocumentVersion::Of(found));
         };
-        if (IsAbandoned(member, *listing.date) &&
+        if (IsAbandoned(member, *now) &&
             Delete(member.name, isAsListed, job) == WebDavCollection::Removal::Failed) {
             break;
         }

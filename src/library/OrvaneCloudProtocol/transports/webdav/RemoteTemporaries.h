@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <mutex>
 #include <optional>
+#include <vector>
 
 namespace Orvane::Social {
 
@@ -63,9 +64,14 @@ public:
     /// Deletes what clients of this cache folder that no longer run have left.
     void SweepOwn(const Job& job);
 
-    /// Deletes, at most once a day, those temporaries in the listing, whoever made them, that are older than
-    /// a day by the server's clock.
-    void SweepAbandoned(const WebDavCollection::Listing& listing, const Job& job);
+    /// Whether a listed member may be one to sweep, by its name.
+    [[nodiscard]] static bool IsTemporary(const WebDavCollection::Member& member);
+
+    /// Deletes, at most once a day, those listed temporaries, whoever made them, that are older than a day.
+    ///
+    /// @param now  the server's clock, seconds since 1970
+    void SweepAbandoned(const std::vector<WebDavCollection::Member>& temporaries, std::optional<qint64> now,
+                        const Job& job);
 
 private:
     /// Deletes the temporary if it is there and @p isOurs; never where the server has something under every

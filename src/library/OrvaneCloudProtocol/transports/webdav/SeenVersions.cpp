@@ -16,26 +16,21 @@ void SeenVersions::Note(const std::string& name, const DocumentVersion& version)
     m_seen[name] = {version, ++m_moment, false};
 }
 
-long long SeenVersions::BeginListing()
+SeenVersions::Listing SeenVersions::BeginListing()
 {
     const std::lock_guard lock(m_mutex);
-    return m_moment;
+    return Listing(m_moment);
 }
 
-void SeenVersions::NoteListing(long long begin, std::unordered_map<std::string, DocumentVersion> versions)
+void SeenVersions::NoteListing(Listing&& listing)
 {
-    std::unordered_map<std::string, Seen> seen;
-    seen.reserve(versions.size());
-    for (auto& [name, version] : versions) {
-        seen.emplace(name, Seen{std::move(version), begin, true});
-    }
     const std::lock_guard lock(m_mutex);
     for (auto& [name, known] : m_seen) {
-        if (known.moment > begin) {
-            seen[name] = std::move(known);
+        if (known.moment > listing.m_begin) {
+            listing.m_seen[name] = std::move(known);
         }
     }
-    m_seen.swap(seen);
+    m_seen.swap(listing.m_seen);
     m_listedAt = Clock::now();
 }
 

@@ -15,11 +15,14 @@ class SeenVersions
 public:
     void Note(const std::string& name, const DocumentVersion& version);
 
+    /// What a listing says, while it comes.
+    class Listing;
+
     /// To be called before a listing is asked for. What is noted meanwhile is newer than what it says.
-    [[nodiscard]] long long BeginListing();
+    [[nodiscard]] Listing BeginListing();
 
     /// A complete listing: documents that it lacks are no longer known.
-    void NoteListing(long long begin, std::unordered_map<std::string, DocumentVersion> versions);
+    void NoteListing(Listing&& listing);
 
     void Forget(const std::string& name);
 
@@ -43,6 +46,26 @@ private:
     std::unordered_map<std::string, Seen> m_seen;
     long long m_moment = 0; ///< counts what is noted
     Clock::time_point m_listedAt;
+};
+
+class SeenVersions::Listing
+{
+public:
+    /// False when the document has been added before: the first time counts.
+    bool Add(const std::string& name, DocumentVersion&& version)
+    {
+        return m_seen.try_emplace(name, Seen{std::move(version), m_begin, true}).second;
+    }
+
+private:
+    friend class SeenVersions;
+
+    explicit Listing(long long begin)
+        : m_begin(begin)
+    {}
+
+    long long m_begin;
+    std::unordered_map<std::string, Seen> m_seen;
 };
 
 } // namespace Orvane::Social

@@ -6,6 +6,7 @@
 #include <OrvaneCloudProtocol/transports/webdav/PropertyRequests.h>
 
 #include <algorithm>
+#include <deque>
 #include <set>
 #include <utility>
 
@@ -66,20 +67,30 @@ std::optional<WebDavCollection::Removal> RemovalOf(int status)
 class ListingReader
 {
 public:
-    ListingReader(const WebDavServer::Properties& answer, const WebDavAddress& address)
-        : m_path(answer.path)
+    using Member = WebDavCollection::Member;
+    using MemberSink = WebDavCollection::MemberSink;
+
+    ListingReader(const QByteArray& path, const WebDavAddress& address, MemberSink sink)
+        : m_path(path)
+        , m_sink(std::move(sink))
         , m_authorities{QByteArray(), address.Authority()}
+    {}
+
+    void Add(DavResource&& resource)
     {
-        // Behind a proxy a server may know itself by another name, which its own entry tells.
-        for (const auto& resource : answer.resources) {
-            const auto meaning = MeaningOf(resource.href, m_path);
-            if (meaning.place == Place::Collection && resource.isCollection && resource.status == 200) {
-                m_self = resource;
-                m_authorities.insert(meaning.authority);
-            }
+        auto meaning = MeaningOf(resource.href, m_path);
+        if (meaning.place == Place::Collection && resource.isCollection && resource.status == 200) {
+            // Behind a proxy a server may know itself by another name, which its own entry tells.
+            m_authorities.insert(meaning.authority);
+            m_self = std::move(resource);
+        } else if (meaning.place == Place::Member && m_sink && !IsGone(resource)) {
+            m_waiting.push_back(
+                {std::move(meaning.authority), {std::move(meaning.memberName), std::move(resource)}});
         }
+        HandOver();
     }
 
+    /// Throws when the answer lacks the collection itself.
     [[nodiscard]] DavResource Self() const
     {
         if (!m_self) {
@@ -89,25 +100,32 @@ public:
         return *m_self;
     }
 
-    [[nodiscard]] std::vector<WebDavCollection::Member> Members(std::vector<DavResource>&& resources)
+private:
+    // A member at an authority that is not known yet waits for the collection's own entry, which mostly comes
+    // first.
+    void HandOver()
     {
-        std::vector<WebDavCollection::Member> members;
-        for (auto& resource : resources) {
-            auto meaning = MeaningOf(resource.href, m_path);
-            const bool isOurs = meaning.place == Place::Member && m_authorities.count(meaning.authority) > 0;
-            if (isOurs && !IsGone(resource) && m_names.insert(meaning.memberName).second) {
-                RequireReadable(resource);
-                members.push_back({std::move(meaning.memberName), std::move(resource)});
+        const auto isKnown = [this] { return m_authorities.count(m_waiting.front().authority) > 0; };
+        while (!m_waiting.empty() && (isKnown() || m_self)) {
+            if (isKnown()) {
+                RequireReadable(m_waiting.front().member.resource);
+                m_sink(std::move(m_waiting.front().member));
             }
+            m_waiting.pop_front();
         }
-        return members;
     }
 
-private:
+    struct Waiting
+    {
+        QByteArray authority;
+        Member member;
+    };
+
     const QByteArray m_path;
+    const MemberSink m_sink;
     std::set<QByteArray> m_authorities;
     std::optional<DavResource> m_self;
-    std::set<std::string> m_names;
+    std::deque<Waiting> m_waiting;
 };
 
 } // namespace
@@ -123,38 +141,53 @@ QByteArray WebDavCollection::PathOf(const std::string& name) const
 
 DavResource WebDavCollection::Self(const QByteArray& propfindBody, Job& job)
 {
-    const auto answer = m_server.Propfind(m_server.Address().CollectionPath(), WebDavServer::Depth::Resource,
-                                          propfindBody, job);
-    return ListingReader(answer, m_server.Address()).Self();
+    return ReadCollection(WebDavServer::Depth::Resource, propfindBody, {}, job).self;
 }
 
-WebDavCollection::Listing WebDavCollection::Members(Job& job)
+std::optional<qint64> WebDavCollection::List(const BeginListing& begin, Job& job)
 {
-    auto answer = m_server.Propfind(m_server.Address().CollectionPath(), WebDavServer::Depth::Members,
-                                    PropfindForDocuments(), job);
-    ListingReader reader(answer, m_server.Address());
-    (void)reader.Self();
-    return {reader.Members(std::move(answer.resources)), answer.date};
+    return ReadCollection(WebDavServer::Depth::Members, PropfindForDocuments(), begin, job).date;
+}
+
+WebDavCollection::CollectionAnswer WebDavCollection::ReadCollection(WebDavServer::Depth depth,
+                                                                    const QByteArray& propfindBody,
+                                                                    const BeginListing& begin, Job& job)
+{
+    std::optional<ListingReader> reader;
+    const auto beginAnswer = [&](const QByteArray& path) {
+        reader.emplace(path, m_server.Address(), begin ? begin() : MemberSink());
+        return [&reader](DavResource&& resource) { reader->Add(std::move(resource)); };
+    };
+    const auto answer =
+        m_server.Propfind(m_server.Address().CollectionPath(), depth, propfindBody, beginAnswer, job);
+    return {reader->Self(), answer.date};
 }
 
 std::optional<DavResource> WebDavCollection::Find(const std::string& name, Job& job,
                                                   std::optional<std::chrono::milliseconds> total)
 {
     try {
-        const auto answer = m_server.Propfind(PathOf(name), WebDavServer::Depth::Resource,
-                                              PropfindForDocuments(), job, total);
-        for (const auto& resource : answer.resources) {
-            const auto meaning = MeaningOf(resource.href, FolderOf(answer.path));
-            if (meaning.place == Place::Member && meaning.memberName == name) {
-                if (IsGone(resource)) {
-                    return std::nullopt;
+        std::optional<DavResource> found;
+        const auto begin = [&](const QByteArray& path) {
+            found.reset();
+            return [&found, &name, folder = FolderOf(path)](DavResource&& resource) {
+                const auto meaning = MeaningOf(resource.href, folder);
+                if (!found && meaning.place == Place::Member && meaning.memberName == name) {
+                    found = std::move(resource);
                 }
-                RequireReadable(resource);
-                return resource;
-            }
+            };
+        };
+        m_server.Propfind(PathOf(name), WebDavServer::Depth::Resource, PropfindForDocuments(), begin, job,
+                          total);
+        if (!found) {
+            throw CloudError(FailureCode::Protocol,
+                             Text(PathOf(name)) + QStringLiteral(": the answer is about something else"));
         }
-        throw CloudError(FailureCode::Protocol,
-                         Text(PathOf(name)) + QStringLiteral(": the answer is about something else"));
+        if (IsGone(*found)) {
+            return std::nullopt;
+        }
+        RequireReadable(*found);
+        return found;
     } catch (const CloudError& error) {
         if (error.GetFailure().code == FailureCode::NotFound) {
             return std::nullopt;

@@ -23,11 +23,12 @@ public:
         DavResource resource;
     };
 
-    struct Listing
-    {
-        std::vector<Member> members;
-        std::optional<qint64> date; ///< the server's clock, seconds since 1970
-    };
+    /// Takes the members of a listing one by one, as they come.
+    using MemberSink = std::function<void(Member&& member)>;
+
+    /// Called when a listing may begin, more than once when it has to be asked for again. What the sink has
+    /// taken counts once the listing is complete.
+    using BeginListing = std::function<MemberSink()>;
 
     enum class Overwrite
     {
@@ -74,8 +75,10 @@ public:
     /// What the server says of the collection itself. Throws (NotFound) when it is not there.
     [[nodiscard]] DavResource Self(const QByteArray& propfindBody, Job& job);
 
-    /// All direct members, once each. Throws unless the listing is complete and holds the collection itself.
-    [[nodiscard]] Listing Members(Job& job);
+    /// Hands over all direct members, those once more that the server lists twice. Throws unless the listing
+    /// is complete and holds the collection itself. Returns the server's clock, in seconds since 1970, if it
+    /// tells it.
+    std::optional<qint64> List(const BeginListing& begin, Job& job);
 
     /// What the server says of one member; nothing when there is none.
     ///
@@ -124,6 +127,14 @@ private:
         bool isHopeless = false; ///< it should not be asked for again
     };
 
+    struct CollectionAnswer
+    {
+        DavResource self;
+        std::optional<qint64> date; ///< the server's clock, seconds since 1970
+    };
+
+    [[nodiscard]] CollectionAnswer ReadCollection(WebDavServer::Depth depth, const QByteArray& propfindBody,
+                                                  const BeginListing& begin, Job& job);
     [[nodiscard]] HttpRequest MoveRequest(const std::string& from, const Destination& to) const;
     [[nodiscard]] HttpRequest DeleteRequest(const std::string& name, const QByteArray& strongEntityTag) const;
     [[nodiscard]] std::optional<Removal> TryDeletingOwn(const std::string& name, const IsOurs& isOurs,

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <limits>
+#include <string>
+#include <unordered_set>
 
 namespace Orvane::Social {
 
@@ -16,14 +18,25 @@ qint64 Kibibytes(qint64 bytes)
     return std::clamp<qint64>(bytes / 1024, 0, kLargestKibibytes);
 }
 
-qint64 SumOfSizes(const WebDavCollection::Listing& listing)
+qint64 Sum(qint64 left, qint64 right)
+{
+    constexpr qint64 kLargest = std::numeric_limits<qint64>::max();
+    return left > kLargest - right ? kLargest : left + right;
+}
+
+qint64 SumOfSizes(WebDavCollection& collection, Job& job)
 {
     qint64 sum = 0;
-    for (const auto& member : listing.members) {
-        const auto size = member.resource.size.value_or(0);
-        sum =
-            size > std::numeric_limits<qint64>::max() - sum ? std::numeric_limits<qint64>::max() : sum + size;
-    }
+    std::unordered_set<std::string> names;
+    const auto begin = [&] {
+        sum = 0;
+        names.clear();
+        return [&](WebDavCollection::Member&& member) {
+            const auto size = member.resource.size.value_or(0);
+            sum = names.insert(std::move(member.name)).second ? Sum(sum, size) : sum;
+        };
+    };
+    collection.List(begin, job);
     return sum;
 }
 
@@ -35,7 +48,7 @@ Transport::QuotaValue QuotaOf(WebDavCollection& collection, const KnownTraits& t
     const bool isAsked = !known || known->tellsQuota;
     const auto self = isAsked ? collection.Self(PropfindForQuota(), job) : DavResource();
     const bool isUsedKnown = self.quotaUsed.value_or(-1) >= 0;
-    const qint64 used = isUsedKnown ? *self.quotaUsed : SumOfSizes(collection.Members(job));
+    const qint64 used = isUsedKnown ? *self.quotaUsed : SumOfSizes(collection, job);
     return QuotaFrom(used, self.quotaAvailable);
 }
 

@@ -141,17 +141,20 @@ void WebDavServer::RequireCollection(const QByteArray& authorization, Job& job)
     request.method = "PROPFIND";
     request.url = m_address.Origin() + m_address.CollectionPath();
     request.headers = {authorization};
-    const auto answer = AskForProperties(request, Depth::Resource, PropfindForDocuments(), job);
+    bool isCollection = false;
+    const auto begin = [&isCollection](const QByteArray& path) {
+        isCollection = false;
+        return [&isCollection, path](const DavResource& resource) {
+            const bool isSelf = MeaningOf(resource.href, path).place == HrefMeaning::Place::Collection;
+            isCollection = isCollection || (resource.isCollection && isSelf);
+        };
+    };
+    const auto answer = AskForProperties(request, Depth::Resource, PropfindForDocuments(), begin, job);
     if (answer.path != m_address.CollectionPath()) { // uploads would not follow
         throw CloudError(FailureCode::NotFound,
                          QStringLiteral("the cloud has moved to %1")
                              .arg(QString::fromUtf8(m_address.Origin() + answer.path)));
     }
-    const bool isCollection =
-        std::any_of(answer.resources.begin(), answer.resources.end(), [&](const DavResource& resource) {
-            return resource.isCollection &&
-                   MeaningOf(resource.href, answer.path).place == HrefMeaning::Place::Collection;
-        });
     if (!isCollection) {
         throw CloudError(FailureCode::Protocol,
                          QString::fromUtf8(request.url) + QStringLiteral(": not a WebDAV collection"));
@@ -177,24 +180,24 @@ HttpRequest WebDavServer::ChangeOf(const QByteArray& method, const QByteArray& p
     return request;
 }
 
-WebDavServer::Properties WebDavServer::Propfind(const QByteArray& path, Depth depth, const QByteArray& body,
-                                                Job& job, std::optional<std::chrono::milliseconds> total)
+WebDavServer::Answer WebDavServer::Propfind(const QByteArray& path, Depth depth, const QByteArray& body,
+                                            const BeginAnswer& begin, Job& job,
+                                            std::optional<std::chrono::milliseconds> total)
 {
     HttpRequest request = RequestOf("PROPFIND", path);
     request.total = total;
-    return AskForProperties(request, depth, body, job);
+    return AskForProperties(request, depth, body, begin, job);
 }
 
-WebDavServer::Properties WebDavServer::AskForProperties(HttpRequest request, Depth depth,
-                                                        const QByteArray& body, Job& job)
+WebDavServer::Answer WebDavServer::AskForProperties(HttpRequest request, Depth depth, const QByteArray& body,
+                                                    const BeginAnswer& begin, Job& job)
 {
     request.body = body;
     request.headers.push_back(depth == Depth::Resource ? "Depth: 0" : "Depth: 1");
     request.headers.push_back("Content-Type: text/xml; charset=utf-8"); // lighttpd insists on it
     const auto most = depth == Depth::Members ? kLargestListing : kLargestAnswer;
-    std::vector<DavResource> resources;
     const auto ask = [&](const HttpRequest& asked) {
-        MultiStatusReader reader;
+        MultiStatusReader reader(begin(PathOf(asked.url)));
         qint64 received = 0;
         const auto read = [&](const HttpResponse& head, const char* data, std::size_t size) {
             received += static_cast<qint64>(size);
@@ -209,7 +212,7 @@ WebDavServer::Properties WebDavServer::AskForProperties(HttpRequest request, Dep
         };
         auto answered = m_client.Receive(asked, read, job);
         if (answered.status == 207) {
-            resources = reader.Finish();
+            (void)reader.Finish();
         }
         return answered;
     };
@@ -217,7 +220,7 @@ WebDavServer::Properties WebDavServer::AskForProperties(HttpRequest request, Dep
     if (answer.status != 207) {
         throw StatusError(request, answer);
     }
-    return {PathOf(request.url), std::move(resources), answer.date};
+    return {PathOf(request.url), answer.date};
 }
 
 HttpResponse WebDavServer::Get(const QByteArray& path, const std::vector<QByteArray>& headers,

@@ -22,13 +22,16 @@ public:
         Members   ///< and its direct members
     };
 
-    /// The answer to a PROPFIND (RFC 4918 §9.1).
-    struct Properties
+    /// The answer to a PROPFIND (RFC 4918 §9.1), without the properties.
+    struct Answer
     {
-        QByteArray path; ///< of the resource that has answered, which a redirect may have changed
-        std::vector<DavResource> resources;
+        QByteArray path;            ///< of the resource that has answered, which a redirect may have changed
         std::optional<qint64> date; ///< the server's clock, seconds since 1970
     };
+
+    /// Called when an answer may begin, with the path of the resource that is asked; more than once when it
+    /// has to be asked again. What the sink of an answer has taken counts once that answer is complete.
+    using BeginAnswer = std::function<ResourceSink(const QByteArray& path)>;
 
     WebDavServer(const OAuth2::AuthInfo& authInfo, const WebDavAddress& address, const NetworkLimits& limits);
     ~WebDavServer();
@@ -41,8 +44,8 @@ public:
     void SignIn(const QString& token, Job& job);
 
     /// @param total  for the whole question, which is then not repeated; empty for the usual limits
-    [[nodiscard]] Properties Propfind(const QByteArray& path, Depth depth, const QByteArray& body, Job& job,
-                                      std::optional<std::chrono::milliseconds> total = {});
+    Answer Propfind(const QByteArray& path, Depth depth, const QByteArray& body, const BeginAnswer& begin,
+                    Job& job, std::optional<std::chrono::milliseconds> total = {});
 
     /// Asks once (RFC 9110 §9.3.1): a broken transfer is the caller's to go on with.
     HttpResponse Get(const QByteArray& path, const std::vector<QByteArray>& headers, const HttpBodySink& sink,
@@ -72,8 +75,8 @@ private:
     void RequireCollection(const QByteArray& authorization, Job& job);
     [[nodiscard]] QByteArray AuthorizationFor(const QString& token) const;
     [[nodiscard]] HttpRequest RequestOf(const QByteArray& method, const QByteArray& path) const;
-    [[nodiscard]] Properties AskForProperties(HttpRequest request, Depth depth, const QByteArray& body,
-                                              Job& job);
+    Answer AskForProperties(HttpRequest request, Depth depth, const QByteArray& body,
+                            const BeginAnswer& begin, Job& job);
     HttpResponse Repeat(HttpRequest& request, const Attempt& attempt, Job& job) const;
     HttpResponse Follow(HttpRequest& request, const Attempt& attempt) const;
     [[nodiscard]] QByteArray TargetOf(const HttpRequest& request, const HttpResponse& redirect) const;

@@ -46,6 +46,12 @@ QString Iso8601(const QDateTime& moment)
     return moment.isValid() ? moment.toString(Qt::ISODate) : QString();
 }
 
+/// The text, in the memory of the other one if they are equal: a long listing holds many.
+QString Shared(const QString& text, const QString& other)
+{
+    return text == other ? other : text;
+}
+
 CloudError Error(FailureCode code, const QString& id, const QString& reason)
 {
     return CloudError(code, id + QStringLiteral(": ") + reason);
@@ -55,12 +61,13 @@ Transport::CloudFile Describe(const std::string& name, const DavResource& resour
 {
     Transport::CloudFile file;
     file.id = DocumentIdOf(name);
-    file.fileName = ReadableNameOf(name);
+    file.fileName = Shared(ReadableNameOf(name), file.id);
     file.size = resource.size.value_or(0);
     file.versionTag = DocumentVersion::Of(resource).Text();
     file.md5Hash = QString::fromLatin1(md5);
     file.modifyTime = Iso8601(resource.modifiedAt);
-    file.createdAt = Iso8601(resource.createdAt.isValid() ? resource.createdAt : resource.modifiedAt);
+    const auto created = resource.createdAt.isValid() ? resource.createdAt : resource.modifiedAt;
+    file.createdAt = created == resource.modifiedAt ? file.modifyTime : Iso8601(created);
     return file;
 }
 
@@ -312,22 +319,31 @@ QUrl WebDavTransport::UserProfile(Job&)
 
 Transport::CloudFiles WebDavTransport::List(Job& job)
 {
-    const auto begin = d->seen.BeginListing();
-    const auto listing = d->collection.Members(job);
+    const auto asked = d->seen.BeginListing();
     CloudFiles files;
-    std::unordered_map<std::string, DocumentVersion> versions;
-    for (const auto& member : listing.members) {
-        job.ThrowIfCanceled();
-        if (IsDocument(member)) {
-            auto version = d->VersionOf(member.name, member.resource);
-            files.append(Describe(member.name, member.resource, version.md5));
-            versions.emplace(member.name, std::move(version));
-        }
-    }
-    d->seen.NoteListing(begin, std::move(versions));
+    auto versions = asked;
+    std::vector<WebDavCollection::Member> temporaries;
+    const auto begin = [&]() -> WebDavCollection::MemberSink {
+        files.clear();
+        temporaries.clear();
+        versions = asked;
+        return [&](WebDavCollection::Member&& member) {
+            if (IsDocument(member)) {
+                auto version = d->VersionOf(member.name, member.resource);
+                auto file = Describe(member.name, member.resource, version.md5);
+                if (versions.Add(member.name, std::move(version))) {
+                    files.append(std::move(file));
+                }
+            } else if (RemoteTemporaries::IsTemporary(member)) {
+                temporaries.push_back(std::move(member));
+            }
+        };
+    };
+    const auto now = d->collection.List(begin, job);
+    d->seen.NoteListing(std::move(versions));
     std::sort(files.begin(), files.end(),
               [](const auto& left, const auto& right) { return left.id < right.id; });
-    d->temporaries.SweepAbandoned(listing, job);
+    d->temporaries.SweepAbandoned(temporaries, now, job);
     return files;
 }
 
