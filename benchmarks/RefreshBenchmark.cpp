@@ -216,8 +216,10 @@ class QuickRenderer
 {
 public:
     QuickRenderer()
-        : m_standIn("exec cat '" + QFile::encodeName(NameOf(RenderedTextPage())) + '\'')
-    {}
+        : m_standIn("exec cat \"$0.page\"") // it may read nothing elsewhere
+    {
+        std::filesystem::copy_file(RenderedTextPage(), m_standIn.Beside(".page").toStdString());
+    }
 
 private:
     const Tests::HelperStandIn m_standIn;

@@ -492,17 +492,17 @@ TEST_P(ProtocolContract, ADocumentIsRenderedOnceForAllItsSizesUntilItChanges)
 
 TEST_P(ProtocolContract, CancellingOneSizeLeavesTheOthersAndCancellingAllStopsTheRendering)
 {
-    const HelperStandIn hanging("printf x >> \"$0.note\"; exec sleep 600");
+    const HelperStandIn hanging(kHang);
     cloud->Put("a.pdf", OnePagePdf(100, 100));
     SignIn();
     const auto first = client.Preview(kSample);
     const auto second = client.Preview(kSample, QStringLiteral("100"));
-    ASSERT_TRUE(WaitFor([&] { return hanging.Note() == "x"; }));
+    ASSERT_TRUE(WaitFor([&] { return hanging.Runs() == 1; }));
     const auto late = client.Preview(kSample, QStringLiteral("50"));
     client->cancelOperation(first->ticket);
     client->cancelOperation(second->ticket);
     // The first rendering ends only because nobody wants it any more; then the late one has its turn.
-    EXPECT_TRUE(WaitFor([&] { return hanging.Note() == "xx"; }));
+    EXPECT_TRUE(WaitFor([&] { return hanging.Runs() == 2; }));
     client->cancelOperation(late->ticket);
     EXPECT_TRUE(WaitFor(client.Quota()));
     EXPECT_EQ(first->results + second->results + late->results, 0);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <OrvaneCloudProtocol/previews/ProcessLimits.h>
+
 #include <QByteArray>
 #include <QProcessEnvironment>
 #include <QStringList>
@@ -10,8 +12,8 @@
 
 namespace Orvane::Social {
 
-/// A program that runs as a process of its own, with a file as its standard input. Used on one thread, which
-/// needs no event loop. Starting it takes no longer when much memory is in use.
+/// A program that runs as a process of its own, confined, with a file as its standard input. Used on one
+/// thread, which needs no event loop. Starting it takes no longer when much memory is in use.
 class HelperProcess
 {
 public:
@@ -20,13 +22,14 @@ public:
         QString program; ///< absolute
         QStringList arguments;
         QProcessEnvironment environment;
+        ProcessLimits limits; ///< those on time and output are the caller's business
     };
 
     /// Starts it. Throws CloudError: LocalDisk when @p input is no regular file that can be read, Unsupported
-    /// when the program does not start.
+    /// when the program does not start, or cannot be confined in this way.
     HelperProcess(const Command& command, const std::filesystem::path& input);
 
-    /// Kills it if it is still running.
+    /// Kills it if it is still running, with all processes that it may have started.
     ~HelperProcess();
 
     /// The name under which it can open its input.
@@ -36,6 +39,9 @@ public:
     void Wait(std::chrono::milliseconds longest);
 
     [[nodiscard]] bool IsRunning() const;
+
+    /// False as long as something that was to start the program has not done so.
+    [[nodiscard]] bool HasStarted();
 
     /// What it has written since it was last asked.
     [[nodiscard]] QByteArray TakeOutput();

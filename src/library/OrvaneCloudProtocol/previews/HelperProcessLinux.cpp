@@ -1,9 +1,11 @@
 #include <OrvaneCloudProtocol/previews/HelperProcess.h>
 
+#include <OrvaneCloudProtocol/previews/linux/Descriptor.h>
+#include <OrvaneCloudProtocol/previews/linux/HelperLaunch.h>
 #include <OrvaneCloudProtocol/transports/Job.h>
 #include <support/PathText.h>
 
-#include <QFile>
+#include <QDeadlineTimer>
 
 #include <algorithm>
 #include <array>
@@ -11,12 +13,9 @@
 #include <csignal>
 #include <system_error>
 #include <thread>
-#include <utility>
-#include <vector>
 
 #include <fcntl.h>
 #include <poll.h>
-#include <spawn.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -31,39 +30,13 @@ using std::chrono::microseconds;
 
 constexpr microseconds kShortestPause{50};
 constexpr int kMostTakenAtOnce = 1024 * 1024; // it may write as fast as we read
+constexpr int kKilledBySignal = 128;          // bubblewrap adds the signal's number, as a shell does
+constexpr std::chrono::seconds kLongestDeath{5};
 
 std::string MessageOf(int error)
 {
     return std::generic_category().message(error);
 }
-
-class Descriptor
-{
-public:
-    explicit Descriptor(int number = -1)
-        : m_number(number)
-    {}
-    ~Descriptor() { Close(); }
-    Descriptor(Descriptor&& other) noexcept
-        : m_number(std::exchange(other.m_number, -1))
-    {}
-    Descriptor& operator=(Descriptor&& other) noexcept
-    {
-        std::swap(m_number, other.m_number);
-        return *this;
-    }
-
-    [[nodiscard]] int Number() const { return m_number; }
-    [[nodiscard]] bool IsOpen() const { return m_number >= 0; }
-    void Close()
-    {
-        if (IsOpen())
-            ::close(std::exchange(m_number, -1));
-    }
-
-private:
-    int m_number;
-};
 
 /// The file that was checked is the file that is read, and there is no name to take for an option.
 Descriptor OpenInput(const fs::path& file)
@@ -97,78 +70,30 @@ struct Pipe
     Descriptor theirs;
 };
 
-class Texts
-{
-public:
-    explicit Texts(const QStringList& texts)
-    {
-        for (const auto& text : texts)
-            m_bytes.push_back(QFile::encodeName(text));
-        for (auto& bytes : m_bytes)
-            m_pointers.push_back(bytes.data());
-        m_pointers.push_back(nullptr);
-    }
-
-    [[nodiscard]] char** Pointers() { return m_pointers.data(); }
-
-private:
-    std::vector<QByteArray> m_bytes;
-    std::vector<char*> m_pointers;
-};
-
-/// What is to be different in the new process.
-class SpawnSettings
-{
-public:
-    SpawnSettings(int input, int output, int errorOutput)
-    {
-        ::posix_spawn_file_actions_init(&m_files);
-        ::posix_spawn_file_actions_adddup2(&m_files, input, STDIN_FILENO);
-        ::posix_spawn_file_actions_adddup2(&m_files, output, STDOUT_FILENO);
-        ::posix_spawn_file_actions_adddup2(&m_files, errorOutput, STDERR_FILENO);
-        ::posix_spawnattr_init(&m_attributes);
-        sigset_t signals;
-        ::sigfillset(&signals);
-        ::posix_spawnattr_setsigdefault(&m_attributes, &signals);
-        ::sigemptyset(&signals);
-        ::posix_spawnattr_setsigmask(&m_attributes, &signals);
-        ::posix_spawnattr_setflags(&m_attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
-    }
-    ~SpawnSettings()
-    {
-        ::posix_spawnattr_destroy(&m_attributes);
-        ::posix_spawn_file_actions_destroy(&m_files);
-    }
-    Q_DISABLE_COPY_MOVE(SpawnSettings)
-
-    [[nodiscard]] const posix_spawn_file_actions_t* Files() const { return &m_files; }
-    [[nodiscard]] const posix_spawnattr_t* Attributes() const { return &m_attributes; }
-
-private:
-    posix_spawn_file_actions_t m_files;
-    posix_spawnattr_t m_attributes;
-};
-
 } // namespace
 
 class HelperProcess::Private
 {
 public:
     Private(const Command& command, const fs::path& input)
+        : m_isWrapped(command.limits.confinement == PreviewConfinement::Bubblewrap)
     {
         const auto file = OpenInput(input);
-        Start(command, SpawnSettings(file.Number(), output.theirs.Number(), errorOutput.theirs.Number()));
-        output.theirs.Close();
-        errorOutput.theirs.Close();
+        m_process = StartHelper(command, {file.Number(), output.theirs.Number(), errorOutput.theirs.Number(),
+                                          m_status.theirs.Number()});
+        isRunning = true;
+        for (Pipe* pipe : {&output, &errorOutput, &m_status})
+            pipe->theirs.Close();
     }
 
     ~Private()
     {
         if (!isRunning)
             return;
-        ::kill(process, SIGKILL);
-        while (::waitpid(process, nullptr, 0) < 0 && errno == EINTR) {
+        ::kill(-m_process, SIGKILL); // its group: bubblewrap and what runs in it
+        while (::waitpid(m_process, nullptr, 0) < 0 && errno == EINTR) {
         }
+        WaitForOthers();
     }
 
     Q_DISABLE_COPY_MOVE(Private)
@@ -184,7 +109,7 @@ public:
         }
         NoteEnd();
         if (isRunning) // mostly just about to end
-            std::this_thread::sleep_for(pause = std::min<microseconds>(2 * pause, longest));
+            std::this_thread::sleep_for(m_pause = std::min<microseconds>(2 * m_pause, longest));
     }
 
     QByteArray Take(Descriptor& from)
@@ -203,37 +128,48 @@ public:
         return taken;
     }
 
+    [[nodiscard]] bool HasStarted()
+    {
+        m_said += Take(m_status.ours);
+        return !m_isWrapped || m_said.contains(isRunning ? "\"child-pid\"" : "\"exit-code\"");
+    }
+
     Pipe output;
     Pipe errorOutput;
     bool isRunning = false;
     int exitCode = 0;
 
 private:
-    void Start(const Command& command, const SpawnSettings& settings)
-    {
-        Texts arguments(QStringList(command.program) + command.arguments);
-        Texts environment(command.environment.toStringList());
-        const int error = ::posix_spawn(&process, arguments.Pointers()[0], settings.Files(),
-                                        settings.Attributes(), arguments.Pointers(), environment.Pointers());
-        if (error != 0)
-            throw CloudError(FailureCode::Unsupported, command.program + QStringLiteral(": ") +
-                                                           QString::fromStdString(MessageOf(error)));
-        isRunning = true;
-    }
-
     void NoteEnd()
     {
         int status = 0;
-        const auto ended = ::waitpid(process, &status, WNOHANG);
+        const auto ended = ::waitpid(m_process, &status, WNOHANG);
         if (ended == 0 || (ended < 0 && errno == EINTR))
             return;
         isRunning = false;
         // An application that ignores SIGCHLD is not told how it has ended: then its output has to say it.
         exitCode = ended < 0 ? 0 : WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+        if (m_isWrapped && exitCode > kKilledBySignal)
+            exitCode = -1;
     }
 
-    pid_t process = 0;
-    microseconds pause = kShortestPause;
+    /// What was started by the process that has been waited for dies with it, but not in the same moment.
+    void WaitForOthers()
+    {
+        const QDeadlineTimer deadline(kLongestDeath);
+        for (Pipe* pipe : {&output, &errorOutput})
+            while (pipe->ours.IsOpen() && !deadline.hasExpired()) {
+                pollfd said{pipe->ours.Number(), POLLIN, 0};
+                ::poll(&said, 1, static_cast<int>(deadline.remainingTime()));
+                Take(pipe->ours);
+            }
+    }
+
+    const bool m_isWrapped;
+    Pipe m_status; ///< of bubblewrap
+    QByteArray m_said;
+    pid_t m_process = 0;
+    microseconds m_pause = kShortestPause;
 };
 
 HelperProcess::HelperProcess(const Command& command, const fs::path& input)
@@ -244,7 +180,7 @@ HelperProcess::~HelperProcess() = default;
 
 QString HelperProcess::InputName(const fs::path& /*input*/)
 {
-    return QStringLiteral("/dev/fd/0");
+    return QStringLiteral("/proc/self/fd/0");
 }
 
 void HelperProcess::Wait(std::chrono::milliseconds longest)
@@ -255,6 +191,11 @@ void HelperProcess::Wait(std::chrono::milliseconds longest)
 bool HelperProcess::IsRunning() const
 {
     return d->isRunning;
+}
+
+bool HelperProcess::HasStarted()
+{
+    return d->HasStarted();
 }
 
 QByteArray HelperProcess::TakeOutput()

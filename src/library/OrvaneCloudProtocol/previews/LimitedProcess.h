@@ -1,24 +1,16 @@
 #pragma once
 
+#include <OrvaneCloudProtocol/previews/ProcessLimits.h>
+
 #include <QByteArray>
 #include <QString>
 #include <QStringList>
 
-#include <chrono>
 #include <filesystem>
 
 namespace Orvane::Social {
 
 class Job;
-
-/// What a helper process may use before it is killed. CPU time and memory are limited where the system can.
-struct ProcessLimits
-{
-    std::chrono::milliseconds wallTime;
-    std::chrono::seconds cpuTime;
-    quint64 memoryBytes; ///< of address space
-    qint64 outputBytes;
-};
 
 /// How a helper process ended by itself.
 struct ProcessResult
@@ -32,10 +24,10 @@ struct ProcessResult
 [[nodiscard]] QString InputPlaceholder();
 
 /// Runs a program that reads one file, and waits for its end. The calling thread needs no event loop. The
-/// process is gone when this returns or throws; it gets no more of our environment than it needs.
+/// process is gone when this returns or throws; it gets nothing of our environment.
 ///
 /// Throws CloudError: Canceled; LocalDisk when @p input is no regular file that can be read; Unsupported when
-/// the program does not start; InvalidDocument when it crashes or exceeds a limit.
+/// the program does not start, or cannot be confined; InvalidDocument when it crashes or exceeds a limit.
 [[nodiscard]] ProcessResult RunLimited(const QString& program, const QStringList& arguments,
                                        const std::filesystem::path& input, const ProcessLimits& limits,
                                        const Job& job);

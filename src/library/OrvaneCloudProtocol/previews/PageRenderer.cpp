@@ -1,6 +1,7 @@
 #include <OrvaneCloudProtocol/previews/PageRenderer.h>
 
 #include <OrvaneCloudProtocol/previews/BoundedImage.h>
+#include <OrvaneCloudProtocol/previews/ConfinementChoice.h>
 #include <OrvaneCloudProtocol/previews/LimitedProcess.h>
 #include <OrvaneCloudProtocol/transports/Job.h>
 
@@ -49,9 +50,11 @@ PageRenderer::PageRenderer(const RenderLimits& limits)
 
 QImage PageRenderer::Render(const std::filesystem::path& document, int edge, const Job& job) const
 {
+    const auto helper = FindHelper();
+    const auto confinement = m_limits.confinement ? *m_limits.confinement : UsedPreviewConfinement(job);
     const ProcessLimits limits = {m_limits.wallTime, m_limits.cpuTime, m_limits.memoryBytes,
-                                  LargestPicture(edge)};
-    const ProcessResult result = RunLimited(FindHelper(), HelperArguments(edge), document, limits, job);
+                                  LargestPicture(edge), confinement};
+    const ProcessResult result = RunLimited(helper, HelperArguments(edge), document, limits, job);
     // The exit code alone says little: some damaged documents end with 0 and without a picture.
     const QImage picture = result.hasSucceeded ? ReadBoundedImage(result.output, "ppm", edge) : QImage();
     if (picture.isNull())

@@ -1,20 +1,27 @@
 #pragma once
 
+#include <OrvaneCloudProtocol/PreviewConfinement.h>
+
 #include <QImage>
 
 #include <chrono>
 #include <filesystem>
+#include <optional>
 
 namespace Orvane::Social {
 
 class Job;
 
-/// What one rendering may cost. A full-page scan of 12,000 x 12,000 pixels needs about a quarter of it.
+/// What one rendering may cost, and what it may reach. A full-page scan of 12,000 x 12,000 pixels needs about
+/// a quarter of it.
 struct RenderLimits
 {
     std::chrono::milliseconds wallTime = std::chrono::seconds(15);
     std::chrono::seconds cpuTime{10};
     quint64 memoryBytes = quint64(1) << 30; ///< of address space
+
+    /// None: the strongest that works here, see UsedPreviewConfinement.
+    std::optional<PreviewConfinement> confinement = {};
 };
 
 /// Renders first pages in a helper process (pdftoppm), because a hostile document can crash or hang whatever
