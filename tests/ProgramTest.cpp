@@ -108,7 +108,11 @@ TEST_F(ProgramTest, KeepsDocumentsFromUploadToRemoval)
     EXPECT_EQ(user.Run("upload sub/A.pdf").out, "A (2).pdf\tA (2).pdf\n");
     EXPECT_EQ(user.Read(user.Cloud("A.pdf"_q)), PdfOf("A.pdf"_q));
     EXPECT_EQ(user.Read(user.Cloud("A (2).pdf"_q)), "another");
-    EXPECT_EQ(user.Run("status --json").Json()["documents"_q], 3);
+    const QJsonValue status = user.Run("status --json").Json();
+    EXPECT_EQ(status["documents"_q], 3);
+    const auto confinement = status["previewConfinement"_q].toString().toStdString();
+    EXPECT_THAT(confinement, testing::AnyOf("bubblewrap", "landlock", "seccomp", "limits"));
+    EXPECT_THAT(user.Run("status").out, HasSubstr("confined by " + confinement));
 
     user.Write(user.Work("sub/b.pdf"_q), PdfOf("b.pdf"_q));
     user.Write(user.Work("new.pdf"_q), "new");

@@ -7,6 +7,7 @@
 #include "../PrintableText.h"
 #include "../WebAddress.h"
 
+#include <OrvaneCloudProtocol/PreviewConfinement.h>
 #include <support/PathText.h>
 
 #include <QMap>
@@ -61,6 +62,22 @@ QJsonValue ProtectionJson(const std::optional<Social::CloudGuarantees>& guarante
         return {};
     return QJsonObject{{QStringLiteral("newNames"), guarantees->areNewNamesProtected},
                        {QStringLiteral("replacements"), guarantees->areReplacementsProtected}};
+}
+
+QString ConfinementText()
+{
+    const auto confinement = Social::UsedPreviewConfinement();
+    const QString text = QStringLiteral("confined by ") + ToText(confinement);
+    switch (confinement) {
+    case Social::PreviewConfinement::Bubblewrap:
+    case Social::PreviewConfinement::Landlock:
+        return text;
+    case Social::PreviewConfinement::Seccomp:
+        return text + QStringLiteral("; the renderer can read your other files");
+    case Social::PreviewConfinement::Limits:
+        break;
+    }
+    return text + QStringLiteral(" alone; the renderer has your files and your network");
 }
 
 QJsonValue LastProblemJson(const std::optional<RememberedProblem>& remembered)
@@ -130,6 +147,7 @@ void StatusCommand::Show() const
     ShowLine("Storage", QuotaText());
     if (IsWebAddress(GetLocations().cloudAddress))
         ShowLine("Protection", ProtectionText(Session().Guarantees()));
+    ShowLine("Previews", ConfinementText());
     ShowLine("Data folder", Support::ToText(GetLocations().dataFolder));
     ShowLine("Last problem", LastProblemText());
 }
@@ -182,6 +200,7 @@ QJsonObject StatusCommand::Results() const
             {QStringLiteral("states"), CountsJson(m_rows)},
             {QStringLiteral("quota"), m_quota ? QJsonValue(ToJson(*m_quota)) : QJsonValue()},
             {QStringLiteral("protection"), ProtectionJson(Session().Guarantees())},
+            {QStringLiteral("previewConfinement"), ToText(Social::UsedPreviewConfinement())},
             {QStringLiteral("dataFolder"), Support::ToText(GetLocations().dataFolder)},
             {QStringLiteral("lastProblem"), LastProblemJson(m_lastProblem)}};
 }
