@@ -21,6 +21,7 @@
 #include <seccomp.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace Orvane::Tests {
@@ -54,6 +55,15 @@ void OnThreadOfItsOwn(const std::function<void()>& become, const std::function<v
 void BecomeNobody()
 {
     ASSERT_EQ(::syscall(SYS_setresuid, kNobody, kNobody, kNobody), 0);
+}
+
+/// Waits for it, in a thread without an event loop.
+bool IsAtLast(const std::function<bool()>& condition)
+{
+    const auto end = std::chrono::steady_clock::now() + 60s;
+    while (!condition() && std::chrono::steady_clock::now() < end)
+        std::this_thread::sleep_for(5ms);
+    return condition();
 }
 
 /// Whether the system allows a kind, found out in another way than by the code under test.
@@ -197,6 +207,37 @@ TEST_P(ConfinementTest, OpensADocumentThatIsReadableForItsUserAlone)
     Test([&] { EXPECT_EQ(Run(helper.Beside("").toStdString(), {InputPlaceholder()}).output, "a line\n"); });
 }
 
+TEST_P(ConfinementTest, TellsACrash)
+{
+    const ProgramStandIn helper(QStringLiteral("pdftoppm"), "ulimit -v 100; exec cat");
+    Write(m_input, "input");
+    Test([&] {
+        try {
+            (void)Run(helper.Beside("").toStdString());
+            ADD_FAILURE() << "succeeded";
+        } catch (const CloudError& error) {
+            EXPECT_EQ(error.GetFailure().code, FailureCode::InvalidDocument);
+        }
+    });
+}
+
+TEST_P(ConfinementTest, KillsTheHelperWithTheApplication)
+{
+    const ProgramStandIn helper(QStringLiteral("pdftoppm"), kHang);
+    Write(m_input, "input");
+    Test([&] {
+        const pid_t application = ::fork();
+        if (application == 0) {
+            (void)Run(helper.Beside("").toStdString());
+            ::_exit(0);
+        }
+        EXPECT_TRUE(IsAtLast([&] { return helper.IsRunning(); }));
+        ::kill(application, SIGKILL);
+        ::waitpid(application, nullptr, 0);
+        EXPECT_TRUE(IsAtLast([&] { return !helper.IsRunning(); }));
+    });
+}
+
 INSTANTIATE_TEST_SUITE_P(Each, ConfinementTest,
                          testing::Combine(testing::Values(Kind::Limits, Kind::Seccomp, Kind::Landlock,
                                                           Kind::Bubblewrap),
@@ -243,6 +284,9 @@ TEST(ConfinementChoice, IsTheStrongestThatTheSystemAllows)
         GTEST_SKIP() << "bubblewrap is not to be had here";
     EXPECT_EQ(StrongestConfinement(Job(), kEver), Kind::Bubblewrap);
     EXPECT_EQ(UsedPreviewConfinement(), Kind::Bubblewrap);
+    const ProgramStandIn broken(QStringLiteral("bwrap"), "exit 1");
+    EXPECT_EQ(UsedPreviewConfinement(), Kind::Bubblewrap);
+    EXPECT_EQ(broken.Runs(), 0);
 }
 
 TEST(ConfinementChoice, TakesNoBubblewrapThatDoesNotConfine)
