@@ -94,7 +94,7 @@ def _try_all(chosen, sources, options):
     return findings
 
 
-_OUTCOMES = {None: "does not compile", "": "NOT CAUGHT"}
+_OUTCOMES = {None: "no fault", "": "NOT CAUGHT"}
 
 
 def _say(path, fault, source, outcome):

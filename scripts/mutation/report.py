@@ -11,7 +11,7 @@ class Findings:
     survivors: list = field(default_factory=list)  # of Fault
 
     def count(self, fault, seen_by):
-        """A fault that does not compile does not count."""
+        """What is no fault does not count."""
         if seen_by:
             self.caught += 1
         elif seen_by is not None:

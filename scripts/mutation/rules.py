@@ -187,7 +187,10 @@ def _drop_step(source, at):
 
 
 def _swap_arguments(source, at):
-    if source.tokens[at].text != "(" or source.tokens[at - 1].kind != "word" or source.bodies[at] is None:
+    callee = source.tokens[at - 1]
+    if source.tokens[at].text != "(" or callee.kind != "word" or source.bodies[at] is None:
+        return
+    if callee.text in ("max", "min", "qMax", "qMin"):
         return
     end = source.partners.get(at, at)
     comma = source.end_of_part(at + 1, {","})

@@ -1,5 +1,7 @@
 """A copy of the tree in which faults are built and tested. The checkout itself is never changed."""
 
+import fcntl
+import hashlib
 import os
 import shutil
 import signal
@@ -23,15 +25,18 @@ class Workshop:
         self._folder = folder
         self._tree = folder / "tree"
         self._temporary = folder / "tmp"
+        self._objects = {}  # of the tree without a fault
         self._limits = {}  # in seconds, of each test program
         self._process = None
         self._is_stopped = False
 
     def prepare(self, programs):
         """Copies what has changed, builds it and runs the tests once: they must succeed while there is no fault."""
+        self._lock_folder()
         self._copy_tree()
         self._require(_CONFIGURE, "configuring")
         self._require(self._build_command(programs), "building")
+        self._objects = {file: _hash_of(file) for file in self._tree.glob("build/**/*.o")}
         for program in programs:
             began = time.monotonic()
             if not self._succeeds(program, limit=1000):
@@ -39,25 +44,34 @@ class Workshop:
             self._limits[program] = max(_SHORTEST_LIMIT_IN_S, _LIMIT_FACTOR * (time.monotonic() - began))
 
     def try_out(self, path, text, programs):
-        """The name of the program that saw the fault, "" when none did, None when it does not even compile."""
+        """The name of the program that saw the fault, "" when none did, None when it is none: it does not compile, or
+        to the same code."""
         file = self._tree / path
-        original = file.read_text()
         file.write_text(text)
         try:
             for program in programs:
-                if self._run(self._build_command([program]), None) != 0:
+                if self._run(self._build_command([program]), None) != 0 or self._is_same_code(file):
                     return None
                 if not self._succeeds(program, self._limits[program]):
                     return program
             return ""
         finally:
-            file.write_text(original)
+            shutil.copy(self._checkout / path, file)
 
     def stop(self):
         """Ends what is running. The next run brings the tree in order again."""
         self._is_stopped = True
         if self._process:
             _end_group(self._process)
+
+    def _lock_folder(self):
+        """Two runs in one tree would take the fault of the one for that of the other."""
+        self._folder.mkdir(parents=True, exist_ok=True)
+        self._lock = open(self._folder / "lock", "w")
+        try:
+            fcntl.flock(self._lock, fcntl.LOCK_EX | fcntl.LOCK_NB)
+        except BlockingIOError:
+            raise BrokenTree(f"{self._folder} is in use by another run") from None
 
     def _copy_tree(self):
         listed = subprocess.run(["git", "ls-files", "-z", "--cached", "--others", "--exclude-standard"],
@@ -72,6 +86,11 @@ class Workshop:
 
     def _build_command(self, programs):
         return ["cmake", "--build", "build/dev", "--parallel", "2", "--target", *programs]
+
+    def _is_same_code(self, file):
+        """Whether the source was compiled to what it was without the fault, as code for another system is."""
+        objects = [known for known in self._objects if known.name == f"{file.name}.o"]
+        return bool(objects) and all(_hash_of(known) == self._objects[known] for known in objects)
 
     def _require(self, command, work):
         if self._run(command, None) != 0:
@@ -112,6 +131,10 @@ def _end_group(process):
     except ProcessLookupError:
         pass
     process.wait()
+
+
+def _hash_of(file):
+    return hashlib.md5(file.read_bytes()).digest()
 
 
 def _copy_if_other(source, target):
