@@ -1,5 +1,6 @@
 #include <OrvaneCloudHost/LocalFileSystem.h>
 #include <OrvaneCloudHost/Md5HashCalculator.h>
+#include <support/FileStamp.h>
 
 #include "support/LocalFiles.h"
 #include "support/OrdinaryUser.h"
@@ -10,6 +11,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using namespace std::string_literals;
+using namespace Orvane::Support;
 using namespace Orvane::Testing;
 using Orvane::PDF::Cloud::LocalFileSystem;
 
@@ -24,6 +26,8 @@ protected:
         fs::create_symlink("real", "folder");
         fs::create_symlink(At("real/deep"), "deep");
         fs::create_symlink("file.pdf", "real/link.pdf");
+        fs::create_symlink("missing.pdf", "real/dangling.pdf");
+        fs::create_symlink("loop", "loop");
     }
 
     std::string Normalized(const std::string& text) { return m_fileSystem.NormalizePath(text).utf8string(); }
@@ -40,6 +44,9 @@ TEST_F(LocalFileSystemTest, TextsThatNameTheSameFileBecomeOne)
         {At("real/file.pdf"),
          {"real//./file.pdf", "folder/link.pdf", "deep/../link.pdf", "missing/../real/file.pdf"}},
         {At("real/\xff\xe9.pdf"), {"folder/\xff\xe9.pdf"}},
+        {At("real/missing.pdf"), {"folder/dangling.pdf", "folder/../real/missing.pdf"}},
+        {At("loop"), {"./loop"}},
+        {At("real"), {"folder/", "real/.", "folder/deep/.."}},
         {"", {}},
         {"real/file.pdf\0x"s, {}},
     };
@@ -56,14 +63,23 @@ TEST_F(LocalFileSystemTest, FilesExistAndHaveHashesAndNothingElseExists)
     Orvane::PDF::Cloud::Md5HashCalculator calculator(QString::fromStdString(At("new/hashes.sqlite")));
     EXPECT_TRUE(m_fileSystem.Exists("\xff \xc3\xa9.pdf"s));
     EXPECT_EQ(calculator.CalculateFileHash("\xff \xc3\xa9.pdf"s), "900150983cd24fb0d6963f7d28e17f72");
-    for (const auto& path : {"folder"s, "missing"s, std::string(5000, 'x')})
+    for (const auto& path :
+         {"folder"s, "missing"s, "loop"s, ""s, "real/file.pdf\0x"s, std::string(5000, 'x')})
         EXPECT_FALSE(m_fileSystem.Exists(path)) << path;
     fs::permissions(m_folder.Path(), fs::perms::none);
     {
         const OrdinaryUser user;
         EXPECT_TRUE(m_fileSystem.Exists(At("real/file.pdf"))) << "nobody can say that it is gone";
+        EXPECT_THROW((void)LookAt(At("real/file.pdf"), Links::Followed), fs::filesystem_error);
     }
     fs::permissions(m_folder.Path(), fs::perms::owner_all);
+}
+
+TEST_F(LocalFileSystemTest, AFolderThatWasMissingMayBeALinkAMomentLater)
+{
+    EXPECT_EQ(Normalized("later/file.pdf"), At("later/file.pdf"));
+    fs::create_symlink("real", "later");
+    EXPECT_EQ(Normalized("later/file.pdf"), At("real/file.pdf"));
 }
 
 TEST_F(LocalFileSystemTest, OneLookAtAFileAnswersOneQuestion)

@@ -104,10 +104,10 @@ TEST_F(ProgramTest, KeepsDocumentsFromUploadToRemoval)
     user.Run("download A.pdf --overwrite --to links");
     EXPECT_EQ(user.Read(user.Work("A.pdf"_q)), PdfOf("A.pdf"_q));
 
-    user.Write(user.Work("sub/A.pdf"_q), "another");
+    user.Write(user.Work("sub/A.pdf"_q), PdfOf("X.pdf"_q)); // of the same size
     EXPECT_EQ(user.Run("upload sub/A.pdf").out, "A (2).pdf\tA (2).pdf\n");
     EXPECT_EQ(user.Read(user.Cloud("A.pdf"_q)), PdfOf("A.pdf"_q));
-    EXPECT_EQ(user.Read(user.Cloud("A (2).pdf"_q)), "another");
+    EXPECT_EQ(user.Read(user.Cloud("A (2).pdf"_q)), PdfOf("X.pdf"_q));
     const QJsonValue status = user.Run("status --json").Json();
     EXPECT_EQ(status["documents"_q], 3);
     const auto confinement = status["previewConfinement"_q].toString().toStdString();
@@ -148,7 +148,7 @@ TEST_F(ProgramTest, KeepsDocumentsFromUploadToRemoval)
 
 TEST_F(ProgramTest, MakesPicturesOfTheSizeAskedFor)
 {
-    Upload("a.pdf");
+    user.Write(user.Cloud("a.pdf"_q), PdfOf("a.pdf"_q)); // which is not listed yet
     const std::tuple<const char*, QString, int> cases[] = {
         {"preview a.pdf", "a-large.png"_q, 191},
         {"preview a.pdf --size medium", "a-medium.png"_q, 100},

@@ -280,21 +280,24 @@ QString Understood(const QByteArray& line)
 
 TEST(OptionsTest, EveryOptionReachesItsPlace)
 {
-    for (const char* variable : {"ORVANE_CLOUD", "ORVANE_CLOUD_DATA", "ORVANE_CLOUD_USER"})
-        qunsetenv(variable);
-    qputenv("ORVANE_CLOUD_CA_FILE", "ca");
+    const std::pair<const char*, const char*> variables[] = {{"ORVANE_CLOUD", "ec"},
+                                                             {"ORVANE_CLOUD_DATA", "ed"},
+                                                             {"ORVANE_CLOUD_USER", "eu"},
+                                                             {"ORVANE_CLOUD_CA_FILE", "ea"}};
+    for (const auto& [name, value] : variables)
+        qputenv(name, value);
     const std::pair<const char*, const char*> cases[] = {
-        {"status", "status - - - ca - - - - -00000000 Large 30"},
+        {"status", "status ec ed eu ea - - - - -00000000 Large 30"},
         {"--cloud c --data d --user u --ca-file a --token-file t quota",
          "quota c d u a t - - - -00000000 Large 30"},
-        {"-q upload -- a -b --to=", "upload - - - ca - - - - a+-b+--to=00010000 Large 30"},
-        {"download a b --to t --overwrite", "download - - - ca - a+b t - -00000100 Large 30"},
-        {"remove a -y --allow-insecure-http", "remove - - - ca - a - - -10000010 Large 30"},
-        {"list --offline --json --accept-empty", "list - - - ca - - - - -01100001 Large 30"},
-        {"preview a --size small -v", "preview - - - ca - a - - -00001000 Small 30"},
-        {"preview a --size medium", "preview - - - ca - a - - -00000000 Medium 30"},
-        {"watch --interval 86400", "watch - - - ca - - - - -00000000 Large 86400"},
-        {"completion zsh", "completion - - - ca - - - zsh -00000000 Large 30"},
+        {"-q upload -- a -b --to=", "upload ec ed eu ea - - - - a+-b+--to=00010000 Large 30"},
+        {"download a b --to t --overwrite", "download ec ed eu ea - a+b t - -00000100 Large 30"},
+        {"remove a -y --allow-insecure-http", "remove ec ed eu ea - a - - -10000010 Large 30"},
+        {"list --offline --json --accept-empty", "list ec ed eu ea - - - - -01100001 Large 30"},
+        {"preview a --size small -v", "preview ec ed eu ea - a - - -00001000 Small 30"},
+        {"preview a --size medium", "preview ec ed eu ea - a - - -00000000 Medium 30"},
+        {"watch --interval 86400", "watch ec ed eu ea - - - - -00000000 Large 86400"},
+        {"completion zsh", "completion ec ed eu ea - - - zsh -00000000 Large 30"},
         {"--version", "text"},
     };
     for (const auto& [line, understood] : cases)
@@ -302,7 +305,8 @@ TEST(OptionsTest, EveryOptionReachesItsPlace)
     for (const char* line : {"", "upload", "preview a b", "preview a --size huge", "watch --interval 86401",
                              "watch --interval 0", "list --to=", "--user a:b list", "list x", "list quota"})
         EXPECT_THAT(Understood(line).toStdString(), HasSubstr("refused")) << line;
-    qunsetenv("ORVANE_CLOUD_CA_FILE");
+    for (const auto& [name, value] : variables)
+        qunsetenv(name);
 }
 
 } // namespace

@@ -108,9 +108,13 @@ TEST_F(SqliteCloudInfoStorageTest, StoresABurstWithTheEventLoopAndKeepsOnTryingW
         << "wrote half a burst";
 
     storage->SetValue("b", "key", "3");
-    const Records all{{"b", {{"key", "3"}}}, {"large", {{"key", std::string(100'000, 'x')}}}};
+    const Records all{{"b", {{"key", "4"}}}, {"large", {{"key", std::string(100'000, 'x')}}}};
     QCoreApplication::processEvents();
     EXPECT_EQ(storage->Problem(), QString());
+    storage->SetValue("b", "key", "4");
+    EXPECT_EQ(storage->LoadRecords(), all);
+    fs::copy(m_file, m_folder.Path() / "copy", fs::copy_options::overwrite_existing);
+    EXPECT_EQ(Open(m_folder.Path() / "copy")->LoadRecords(), all) << "not stored before it was handed out";
     storage.reset();
     EXPECT_EQ(Open(m_file)->LoadRecords(), all);
 }
@@ -172,6 +176,9 @@ TEST_F(SqliteCloudInfoStorageTest, SetsAsideWhatIsNotAsItMadeItAndCarriesOverWha
 TEST_F(SqliteCloudInfoStorageTest, KeepsADamagedFileAsItIsWhenItCannotBeReplaced)
 {
     Store({{"a", {{"key", std::string(100'000, 'x')}}}});
+    for (auto [storage, id] = std::pair(Open(m_file), 'b'); id <= 'z'; ++id)
+        storage->SetValue({id}, "key", std::string(1000, id));
+    Executed("PRAGMA secure_delete = OFF; DELETE FROM document_value WHERE document_id > x'61'")();
     auto damaged = Read(m_file);
     damaged.replace(0, 16, 16, '\x5a');
     Write(m_file, damaged);
@@ -181,7 +188,7 @@ TEST_F(SqliteCloudInfoStorageTest, KeepsADamagedFileAsItIsWhenItCannotBeReplaced
     EXPECT_TRUE(Read(m_file) == damaged);
     for (const auto& entry : fs::directory_iterator(m_file.parent_path()))
         EXPECT_THAT(entry.path().filename(), AnyOf("list.sqlite", "list.sqlite.lock"));
-    EXPECT_EQ(Open(m_file)->LoadRecords().size(), 1U);
+    EXPECT_EQ(Open(m_file)->LoadRecords().size(), 1U) << "what was removed came back";
     EXPECT_EQ(fs::status(m_file.parent_path()).permissions(), fs::perms::owner_all);
 }
 
