@@ -31,8 +31,12 @@ namespace Orvane::PDF::Cloud {
 ///   the temporary folder.
 /// - The reason of every failure is announced, in order, before the manager's own signal has returned.
 ///
-/// Lives on the thread of the event loop. Merging happens in short slices between other events. Destroying
-/// the session cancels what runs (no partial file stays) and writes the list to its storage.
+/// Lives on the thread of the event loop. Merging happens in short slices between other events, but not while
+/// a receiver of the list's signals runs an event loop of its own. Destroying the session cancels what runs
+/// (no partial file stays) and writes the list to its storage.
+///
+/// Receivers of its signals, of the manager's and of the list's may do what those of OrvaneCloudManager may,
+/// and close or destroy the session: when that returns, the list is stored and free for another session.
 class ORVANE_HOST_EXPORT CloudSession : public QObject
 {
     Q_OBJECT

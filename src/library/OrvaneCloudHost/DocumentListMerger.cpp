@@ -7,7 +7,8 @@
 #include <OrvaneCloudHost/RunningTransfers.h>
 
 #include <QElapsedTimer>
-#include <QScopedValueRollback>
+#include <QPointer>
+#include <QScopeGuard>
 
 #include <tuple>
 #include <utility>
@@ -92,8 +93,8 @@ void DocumentListMerger::FollowTransfers(const OrvaneCloudManager& cloud)
             [this](const std::shared_ptr<const FileInfo>& document) { KeepLocalCopy(*document); });
     connect(&cloud, &Cloud::RemoveFileFinished, this, [this](const Document& document) {
         Touch(document->GetId());
-        m_documents.Remove(document);
         m_departedCopies.Forget(document->GetId());
+        m_documents.Remove(document);
     });
 }
 
@@ -146,13 +147,13 @@ void DocumentListMerger::EndPreview(const std::shared_ptr<const FileInfo>& docum
 
 void DocumentListMerger::WorkOneSlice()
 {
-    if (m_isWorking) // a receiver of our signals runs an event loop of its own
+    if (m_isChangingList) // a receiver of the list's signals runs an event loop of its own
         return;
-    const QScopedValueRollback<bool> working(m_isWorking, true);
+    const QPointer<DocumentListMerger> self(this);
     QElapsedTimer clock;
     clock.start();
     while (!clock.hasExpired(kSliceMilliseconds)) {
-        if (!WorkOneStep())
+        if (!WorkOneStep() || !self)
             return;
     }
     m_nextSlice.start(0);
@@ -161,19 +162,41 @@ void DocumentListMerger::WorkOneSlice()
 // Whether there may be more to do.
 bool DocumentListMerger::WorkOneStep()
 {
+    if (!m_merges.empty() && IsWorkedOff(m_merges.front())) {
+        EndMerge();
+        return true;
+    }
     if (!m_merges.empty()) {
-        WorkOn(m_merges.front());
+        ChangeList([this] { WorkOn(m_merges.front()); });
         return true;
     }
     if (!m_withNewPreviews.empty()) {
         const auto document = m_withNewPreviews.front();
         m_withNewPreviews.pop_front();
-        StorePreviews(document);
+        ChangeList([&] { StorePreviews(document); });
         return true;
     }
+    m_nextSlice.stop();
     if (m_previewsUnderWay.empty())
         Q_EMIT PreviewsSettled();
     return false;
+}
+
+template <typename Step>
+void DocumentListMerger::ChangeList(Step step)
+{
+    m_isChangingList = true;
+    const auto end = qScopeGuard([self = QPointer<DocumentListMerger>(this)] {
+        if (self)
+            self->m_isChangingList = false;
+    });
+    step();
+}
+
+bool DocumentListMerger::IsWorkedOff(const Merge& merge)
+{
+    return merge.incoming.empty() && merge.uncheckedIds && merge.uncheckedIds->empty() &&
+           merge.leavingIds.empty();
 }
 
 void DocumentListMerger::WorkOn(Merge& merge)
@@ -184,10 +207,8 @@ void DocumentListMerger::WorkOn(Merge& merge)
         merge.uncheckedIds = IdsOfDocuments();
     else if (!merge.uncheckedIds->empty() && merge.leavingIds.size() < kMostLeavingAtOnce)
         CheckNext(merge);
-    else if (!merge.leavingIds.empty())
-        RemoveLeaving(merge);
     else
-        EndMerge();
+        RemoveLeaving(merge);
 }
 
 void DocumentListMerger::MergeNext(Merge& merge)
@@ -209,8 +230,11 @@ void DocumentListMerger::MergeNext(Merge& merge)
         ++merge.updated;
     GiveLocalSide(*listed, *known);
     if (known->GetPath().empty() && m_departedCopies.GiveBack(*listed)) {
-        m_documents.Remove(known); // it returned while the file of the departed copies could not be read
-        AddListed(listed);
+        // It returned while the file of the departed copies could not be read.
+        const QPointer<DocumentListMerger> self(this);
+        m_documents.Remove(known);
+        if (self && !Known(listed->GetId())) // a receiver may have added it
+            AddListed(listed);
     } else if (!HasSameCloudSide(*known, *listed) || !known->GetPath().empty()) {
         m_documents.Update(listed); // also hashes the local copy, which may have changed
     }
@@ -219,8 +243,9 @@ void DocumentListMerger::MergeNext(Merge& merge)
 void DocumentListMerger::AddListed(const Document& listed)
 {
     listed->SetIsSyncingInProgress(m_transfers.IsRunning(listed->GetId()));
+    const QPointer<DocumentListMerger> self(this);
     m_documents.Add(listed);
-    if (!listed->GetPath().empty())
+    if (self && !listed->GetPath().empty())
         m_documents.Update(listed); // hashes the local copy
 }
 
@@ -260,12 +285,15 @@ void DocumentListMerger::RemoveLeaving(Merge& merge)
             m_departedCopies.Remember(*document);
     }
     const bool areStored = m_departedCopies.Store();
+    const QPointer<DocumentListMerger> self(this);
     for (const auto& id : ids) {
         const auto document = LeavingDocument(id, merge); // receivers of our signals may have changed that
         if (!document || (!areStored && !document->GetPath().empty()))
             continue;
         ++merge.removed;
         m_documents.Remove(document);
+        if (!self)
+            return;
     }
 }
 
@@ -273,6 +301,7 @@ void DocumentListMerger::EndMerge()
 {
     const auto merged = std::move(m_merges.front());
     m_merges.pop_front();
+    m_nextSlice.start(0); // a receiver may wait in an event loop of its own for the next merge
     Q_EMIT Merged(merged.added, merged.updated, merged.removed);
 }
 
@@ -301,7 +330,10 @@ void DocumentListMerger::Keep(const Document& document)
 // Only the local side: the list's cloud side may be newer than that of a record whose download began earlier.
 void DocumentListMerger::KeepLocalCopy(const FileInfo& downloaded)
 {
+    const QPointer<DocumentListMerger> self(this);
     ForgetReplacedCopies(downloaded);
+    if (!self)
+        return;
     const auto known = Known(downloaded.GetId());
     if (!known)
         return Keep(std::make_shared<FileInfo>(downloaded));
@@ -314,16 +346,20 @@ void DocumentListMerger::KeepLocalCopy(const FileInfo& downloaded)
 // the record is the only way to delete its stored path.
 void DocumentListMerger::ForgetReplacedCopies(const FileInfo& downloaded)
 {
+    const QPointer<DocumentListMerger> self(this);
     for (const auto& id : IdsWithLocalCopyAt(downloaded.GetPath(), m_documents)) {
         const auto known = Known(id);
         const bool isReplaced = known && id != downloaded.GetId() && known->GetCloudInfo() &&
                                 known->GetCloudInfo()->GetMd5Hash() != downloaded.GetMd5Hash();
         if (!isReplaced)
             continue;
-        m_documents.Remove(known);
         known->SetPath(ioPath(), {}, {});
-        m_documents.Add(known);
         m_departedCopies.Forget(id);
+        m_documents.Remove(known);
+        if (self && !Known(id)) // a receiver may have added it
+            m_documents.Add(known);
+        if (!self)
+            return;
     }
 }
 

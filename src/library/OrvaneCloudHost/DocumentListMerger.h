@@ -23,7 +23,10 @@ class OrvaneCloudManager;
 class RunningTransfers;
 
 /// Keeps a document list in step with what the cloud manager reports: retrieved lists, finished transfers,
-/// removals, previews. Long work is done in slices of a few milliseconds, one a turn of the event loop.
+/// removals, previews. Long work is done in slices of a few milliseconds, one a turn of the event loop. While
+/// a receiver of the list's signals runs an event loop of its own, that work waits.
+///
+/// Receivers of any signal may destroy the merger.
 ///
 /// Absence is taken for removal only when a complete listing that succeeded does not hold a document, and
 /// nothing has happened to that document since the listing was asked for. A document that leaves in this way
@@ -67,6 +70,9 @@ private:
 
     void WorkOneSlice();
     [[nodiscard]] bool WorkOneStep();
+    template <typename Step>
+    void ChangeList(Step step);
+    [[nodiscard]] static bool IsWorkedOff(const Merge& merge);
     void WorkOn(Merge& merge);
     void MergeNext(Merge& merge);
     void AddListed(const Document& listed);
@@ -94,7 +100,7 @@ private:
     const RunningTransfers& m_transfers;
     DepartedCopies& m_departedCopies;
     QTimer m_nextSlice;
-    bool m_isWorking = false;
+    bool m_isChangingList = false;
 
     int m_listingsUnderWay = 0;
     std::set<std::string> m_touchedIds; // since the oldest listing under way was asked for

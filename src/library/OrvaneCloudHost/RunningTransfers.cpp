@@ -1,5 +1,7 @@
 #include <OrvaneCloudHost/RunningTransfers.h>
 
+#include <QPointer>
+
 #include <algorithm>
 
 namespace Orvane::PDF::Cloud {
@@ -7,7 +9,21 @@ namespace Orvane::PDF::Cloud {
 void RunningTransfers::Begin(long long ticket, const Transfer& transfer)
 {
     m_transfers.emplace(ticket, transfer);
-    Q_EMIT Began(ticket, transfer);
+    m_unannounced.push_back(ticket);
+}
+
+void RunningTransfers::Announce()
+{
+    const QPointer<RunningTransfers> self(this);
+    for (const auto ticket : std::exchange(m_unannounced, {})) {
+        const auto found = m_transfers.find(ticket);
+        if (found == m_transfers.end())
+            continue;
+        const auto transfer = found->second; // it may end inside the signal
+        Q_EMIT Began(ticket, transfer);
+        if (!self)
+            return;
+    }
 }
 
 void RunningTransfers::End(long long ticket)

@@ -26,7 +26,11 @@ public:
         ioPath source = {};                 ///< the file that is uploaded, as the caller wrote its path
     };
 
+    /// Emits nothing, because the manager does not yet know the ticket.
     void Begin(long long ticket, const Transfer& transfer);
+
+    /// Emits Began for those that have begun since the last call and still run. A receiver may destroy this.
+    void Announce();
 
     /// Emits nothing, because the manager announces the end. An unknown ticket is ignored.
     void End(long long ticket);
@@ -45,6 +49,7 @@ Q_SIGNALS:
 
 private:
     std::map<long long, Transfer> m_transfers;
+    std::vector<long long> m_unannounced;
     std::vector<long long> m_ended;
 };
 

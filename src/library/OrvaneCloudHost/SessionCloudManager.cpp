@@ -6,6 +6,8 @@
 #include <OrvaneCloudProtocol/OrvaneCloudProtocol.h>
 #include <support/PathText.h>
 
+#include <QPointer>
+
 #include <glog/logging.h>
 
 #include <optional>
@@ -55,11 +57,22 @@ SessionCloudManager::~SessionCloudManager()
         m_use.protocol->cancelOperation(ticket);
 }
 
+void SessionCloudManager::Upload(const QString& path)
+{
+    const QPointer<SessionCloudManager> self(this);
+    OrvaneCloudManager::Upload(path);
+    if (self)
+        m_use.protocol->AnnounceTransfers();
+}
+
 void SessionCloudManager::Upload(const Document& document)
 {
     if (!document)
         return OrvaneCloudManager::Upload(document); // reports it
+    const QPointer<SessionCloudManager> self(this);
     m_use.protocol->ChangeAs(*document, [&] { OrvaneCloudManager::Upload(document); });
+    if (self)
+        m_use.protocol->AnnounceTransfers();
 }
 
 void SessionCloudManager::RemoveFile(const Document& document)
@@ -82,9 +95,12 @@ void SessionCloudManager::Download(const Document& document, const DownloadTarge
     const SessionProtocol::DownloadOrder order{
         document, FileOf(*document, target), target.existingFile, [&] { before.emplace(document); },
         [this, document](RequestResult result) { PrepareForResult(document, result); }};
+    const QPointer<SessionCloudManager> self(this);
     m_use.protocol->DownloadAs(order, [&] { OrvaneCloudManager::Download(order.document, target.folder); });
     if (before)
         before->GiveBack();
+    if (self)
+        m_use.protocol->AnnounceTransfers();
 }
 
 // The manager will copy the record next and, after a cancellation, delete the file at the record's path.
@@ -122,8 +138,16 @@ void SessionCloudManager::RetrieveFilePreview(const Document& document, FileInfo
                             document->GetCloudStatus() != FileInfo::CloudStatus::NotUploaded;
     if (!isPossible)
         return OrvaneCloudManager::RetrieveFilePreview(document, previewSize, size); // reports why
+    StartPreview(document, previewSize, size);
+}
 
+// The arguments are copies: a receiver of the first signal may destroy the caller's.
+void SessionCloudManager::StartPreview(Document document, FileInfo::PreviewSize previewSize, QSize size)
+{
+    const QPointer<SessionCloudManager> self(this);
     Q_EMIT RetrieveFilePreviewStarted(document, previewSize);
+    if (!self)
+        return;
     const auto ticket = RequestPreview(document, previewSize, size);
     if (ticket != Social::INVALID_TICKET) {
         m_previewTickets.insert(ticket);
@@ -157,7 +181,7 @@ void SessionCloudManager::OnPreview(const Document& document, FileInfo::PreviewS
     if (!stored) // the base class reports the failure: it cannot save an empty picture
         return OnRetrieveFilePreviewCompleted(document, previewSize, result, QPixmap());
     cloudInfo->SetPreviewPathBySize(*stored, previewSize);
-    Q_EMIT RetrieveFilePreviewFinished(document, previewSize);
+    Q_EMIT RetrieveFilePreviewFinished(Document(document), previewSize);
 }
 
 } // namespace Orvane::PDF::Cloud

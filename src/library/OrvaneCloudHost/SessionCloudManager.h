@@ -39,6 +39,8 @@ public:
     using OrvaneCloudManager::Download;
     using OrvaneCloudManager::Upload;
 
+    void Upload(const QString& path) override;
+
     /// Replaces the version that the record knows, or fails with a conflict.
     void Upload(const std::shared_ptr<FileInfo>& document) override;
 
@@ -60,6 +62,7 @@ private:
 
     void PrepareForResult(const Document& document, RequestResult result);
     [[nodiscard]] std::shared_ptr<KeptLocalSide> HideLocalSide(const Document& document);
+    void StartPreview(Document document, FileInfo::PreviewSize previewSize, QSize size);
     [[nodiscard]] long long RequestPreview(const Document& document, FileInfo::PreviewSize previewSize,
                                            const QSize& size);
     void OnPreview(const Document& document, FileInfo::PreviewSize previewSize, RequestResult result,

@@ -47,13 +47,15 @@ SessionProtocol::SessionProtocol(const Social::OAuth2::AuthInfo& authInfo, const
 // A receiver of the manager's first signal may order another download in between.
 void SessionProtocol::DownloadAs(const DownloadOrder& order, const std::function<void()>& startDownload)
 {
-    const QScopedValueRollback<const DownloadOrder*> current(m_order, &order);
+    const auto next = m_next;
+    const QScopedValueRollback<const DownloadOrder*> current(next->order, &order);
     startDownload();
 }
 
 void SessionProtocol::ChangeAs(const PDF::FileInfo& document, const std::function<void()>& startChange)
 {
-    const QScopedValueRollback<QMap<QString, QString>> current(m_known, KnownVersionOf(document));
+    const auto next = m_next;
+    const QScopedValueRollback<QMap<QString, QString>> current(next->known, KnownVersionOf(document));
     startChange();
 }
 
@@ -61,8 +63,9 @@ void SessionProtocol::ChangeAs(const PDF::FileInfo& document, const std::functio
 QMap<QString, QString> SessionProtocol::WithKnownVersion(const QMap<QString, QString>& fields)
 {
     auto joined = fields;
-    if (fields.contains(Keys::ID) && fields.value(Keys::ID) == m_known.value(Keys::ID)) {
-        for (auto field = m_known.cbegin(); field != m_known.cend(); ++field)
+    const auto& known = m_next->known;
+    if (fields.contains(Keys::ID) && fields.value(Keys::ID) == known.value(Keys::ID)) {
+        for (auto field = known.cbegin(); field != known.cend(); ++field)
             joined.insert(field.key(), field.value());
     }
     return joined;
@@ -77,7 +80,7 @@ void SessionProtocol::cancelOperation(long long ticket)
 long long SessionProtocol::downloadFile(const FileFieldData& file, Files::OnResult&& onResult,
                                         OnProgress&& onProgress)
 {
-    const auto* order = std::exchange(m_order, nullptr);
+    const auto* order = std::exchange(m_next->order, nullptr);
     if (!order)
         return OrvaneCloudProtocolProxy::downloadFile(file, std::move(onResult), std::move(onProgress));
     return StartOrdered(*order, file, std::move(onResult), std::move(onProgress));

@@ -8,6 +8,7 @@
 #include <QString>
 
 #include <functional>
+#include <memory>
 
 namespace Orvane::PDF::Cloud {
 
@@ -30,12 +31,17 @@ public:
     SessionProtocol(const Social::OAuth2::AuthInfo& authInfo, const std::string& address,
                     RunningTransfers& transfers);
 
-    /// Runs @p startDownload, in which the manager starts the download that @p order describes.
+    /// Runs @p startDownload, in which the manager starts the download that @p order describes. Receivers of
+    /// the manager's signals may destroy the protocol in it, as in @p startChange below.
     void DownloadAs(const DownloadOrder& order, const std::function<void()>& startDownload);
 
     /// Runs @p startChange, in which the manager asks for the replacement or removal of @p document: the
     /// cloud must hold the version that the record knows, unless the client has seen a later one.
     void ChangeAs(const PDF::FileInfo& document, const std::function<void()>& startChange);
+
+    /// Announces the transfers that have begun, once the manager knows their tickets. Receivers of the list's
+    /// signals may destroy the protocol in it.
+    void AnnounceTransfers() { m_transfers.Announce(); }
 
     void cancelOperation(long long ticket) override;
     long long downloadFile(const FileFieldData& file, Files::OnResult&& onResult,
@@ -49,9 +55,15 @@ private:
     [[nodiscard]] long long StartOrdered(const DownloadOrder& order, FileFieldData file,
                                          Files::OnResult&& onResult, OnProgress&& onProgress);
 
+    /// What the manager is about to do. Outlives the protocol while a call of the manager lasts.
+    struct Intention
+    {
+        const DownloadOrder* order = nullptr; // until its download has started
+        QMap<QString, QString> known;         // the document that is about to be changed, and its version
+    };
+
     RunningTransfers& m_transfers;
-    const DownloadOrder* m_order = nullptr; // until its download has started
-    QMap<QString, QString> m_known;         // the document that is about to be changed, and its version
+    const std::shared_ptr<Intention> m_next = std::make_shared<Intention>();
 };
 
 } // namespace Orvane::PDF::Cloud

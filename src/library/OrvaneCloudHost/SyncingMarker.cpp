@@ -4,6 +4,8 @@
 #include <OrvaneCloud/OrvaneCloudManager.h>
 #include <OrvaneCloudHost/LocalCopies.h>
 
+#include <QPointer>
+
 #include <algorithm>
 
 namespace Orvane::PDF::Cloud {
@@ -35,18 +37,27 @@ void SyncingMarker::Mark(long long ticket, const RunningTransfers::Transfer& tra
     if (!transfer.documentId.empty() && std::find(ids.begin(), ids.end(), transfer.documentId) == ids.end())
         ids.push_back(transfer.documentId);
     m_markedIds[ticket] = ids;
-    for (const auto& id : ids)
+    const QPointer<SyncingMarker> self(this);
+    for (const auto& id : ids) {
         SetSyncing(id, true);
+        if (!self || m_markedIds.count(ticket) == 0) // a receiver has waited until the transfer ended
+            return;
+    }
 }
 
 void SyncingMarker::ClearEnded()
 {
+    std::vector<std::string> ids;
     for (const auto ticket : m_transfers.TakeEnded()) {
-        const auto ended = m_markedIds.extract(ticket);
-        for (const auto& id : ended ? ended.mapped() : std::vector<std::string>()) {
-            if (!IsMarked(id))
-                SetSyncing(id, false);
-        }
+        if (const auto ended = m_markedIds.extract(ticket))
+            ids.insert(ids.end(), ended.mapped().begin(), ended.mapped().end());
+    }
+    const QPointer<SyncingMarker> self(this);
+    for (const auto& id : ids) {
+        if (!IsMarked(id))
+            SetSyncing(id, false);
+        if (!self)
+            return;
     }
 }
 
