@@ -66,10 +66,11 @@ protected:
         m_protocol->Finish(listing, kSuccess);
     }
 
-    void Settle()
+    /// Waits until that many listings have been merged in all.
+    void AwaitMerges(int count)
     {
-        QCoreApplication::processEvents();
-        QTest::qWait(1);
+        ASSERT_TRUE(QTest::qWaitFor([&] { return m_merged.size() >= count; }, 60'000));
+        ASSERT_EQ(m_merged.size(), count);
     }
 
     [[nodiscard]] QStringList Listed() const
@@ -100,11 +101,10 @@ TEST_F(DocumentListMergerTest, FollowsACompleteListingAndKeepsTheLocalSide)
     const auto listing = StartListing();
     m_protocol->m_entries = {Entry("kept"_q), Entry("changed"_q, "other hash"_q), Entry("new"_q)};
     m_protocol->Finish(listing, kSuccess);
-    Settle();
+    AwaitMerges(1);
 
     EXPECT_EQ(Listed(), QStringList({"changed"_q, "kept"_q, "new"_q}));
-    ASSERT_EQ(m_merged.size(), 1);
-    EXPECT_EQ(m_merged.takeFirst(), QVariantList({1, 1, 1}));
+    EXPECT_EQ(m_merged.value(0), QVariantList({1, 1, 1}));
     const auto changed = m_documents.GetFileInfo("changed"_q);
     EXPECT_EQ(changed->GetCloudInfo()->GetMd5Hash(), "other hash");
     EXPECT_EQ(changed->GetPath(), ioPath("/local/changed"));
@@ -117,20 +117,20 @@ TEST_F(DocumentListMergerTest, APreviewThatArrivesReplacesOnlyItsOwnSize)
     AddLocal("a");
     m_protocol->m_image = QPixmap(1, 1);
     Answer(StartListing(), {"a"_q});
-    Settle();
+    AwaitMerges(1);
     EXPECT_TRUE(m_settled.empty());
 
     const auto firstPreview = m_protocol->m_requests.size() - 3;
     m_protocol->Finish(firstPreview, kSuccess); // Small
     m_protocol->Finish(firstPreview + 1, kError);
     m_protocol->Finish(firstPreview + 2, kCanceled);
-    Settle();
+    ASSERT_TRUE(QTest::qWaitFor([this] { return !m_settled.empty(); }, 60'000));
 
     const auto previews = m_documents.GetFileInfo("a"_q)->GetPreviewsSet();
     EXPECT_EQ(previews.size(), 2u);
     EXPECT_NE(previews.at(Sizes::Small), ioPath("/s"));
     EXPECT_EQ(previews.at(Sizes::Large), ioPath("/l"));
-    EXPECT_FALSE(m_settled.empty());
+    EXPECT_EQ(m_settled.size(), 1) << "it was settled before all had arrived";
 }
 
 TEST_F(DocumentListMergerTest, NothingLeavesOnAListingThatFails)
@@ -138,27 +138,28 @@ TEST_F(DocumentListMergerTest, NothingLeavesOnAListingThatFails)
     AddLocal("a");
     for (const auto result : {kError, kCanceled})
         m_protocol->Finish(StartListing(), result);
-    Settle();
+    Answer(StartListing(), {"a"_q}); // merged after whatever came before
+    AwaitMerges(1);
     EXPECT_EQ(Listed(), QStringList("a"_q));
-    EXPECT_TRUE(m_merged.empty());
+    EXPECT_EQ(m_merged.value(0), QVariantList({0, 0, 0}));
 }
 
 TEST_F(DocumentListMergerTest, WhatIsBeingTransferredStaysAndWhatReturnsHasItsLocalCopyAgain)
 {
     for (const auto* id : {"down", "up"})
         AddLocal(id);
-    m_manager->Upload(Document()); // refused, and not counted
+    m_transfers.End(2); // refused: none of that ticket has begun
     const auto downloaded = m_documents.GetFileInfo("down"_q);
     m_transfers.Begin(1, {"down", downloaded});
     m_transfers.Begin(2, {"", nullptr, ioPath("/local/up"_s)});
     const auto leave = [this](const char* expected) {
         Answer(StartListing(), {});
-        Settle();
+        AwaitMerges(m_merged.size() + 1);
         EXPECT_EQ(Listed().join(QLatin1Char(' ')), QLatin1String(expected));
     };
     leave("down up");
-    m_transfers.End(1);
-    m_transfers.End(2);
+    for (const int ticket : {1, 2, 2})
+        m_transfers.End(ticket);
     m_documents.Add(ListedDocument("cloud only"));
     QDir().mkdir(m_departedFile);
     leave("down up"); // else their local copies would be lost
@@ -168,7 +169,7 @@ TEST_F(DocumentListMergerTest, WhatIsBeingTransferredStaysAndWhatReturnsHasItsLo
     EXPECT_EQ(m_departed.Problem(), QString());
 
     Answer(StartListing(), {"down"_q});
-    Settle();
+    AwaitMerges(m_merged.size() + 1);
     EXPECT_EQ(m_documents.GetFileInfo("down"_q)->GetPath(), ioPath("/local/down"_s));
     EXPECT_EQ(m_documents.GetFileInfo("down"_q)->GetCloudHashBeforeChange(), "cloud hash");
 }
@@ -226,11 +227,11 @@ TEST_F(DocumentListMergerTest, AnOldListingDoesNotUndoWhatHappenedSince)
     m_protocol->Finish(m_protocol->m_requests.size() - 1, kSuccess);
 
     Answer(listing, {"removed"_q});
-    Settle();
+    AwaitMerges(1);
     EXPECT_EQ(Listed(), QStringList("uploaded"_q));
 
     Answer(StartListing(), {"removed"_q}); // a listing asked for since then counts
-    Settle();
+    AwaitMerges(2);
     EXPECT_EQ(Listed(), QStringList("removed"_q));
 }
 
@@ -240,7 +241,7 @@ TEST_F(DocumentListMergerTest, RemovedWhileTheListingIsBeingMergedStaysRemoved)
     Answer(early, {"a"_q, "b"_q}); // not merged yet: that is for the next turns of the event loop
     m_manager->RemoveFile(CloudDocument("b", "b"));
     m_protocol->Finish(m_protocol->m_requests.size() - 1, kSuccess);
-    Settle();
+    AwaitMerges(1);
     EXPECT_EQ(Listed(), QStringList("a"_q));
 }
 
@@ -258,9 +259,39 @@ TEST_F(DocumentListMergerTest, WhatHappensDuringTheRemovalCounts)
     };
     QObject::connect(&m_documents, qOverload<>(&PDF::AbstractFileManager::FileRemoved), meddle);
     Answer(StartListing(), {});
-    Settle();
+    AwaitMerges(1);
     EXPECT_EQ(Listed(), QStringList({"added"_q, "uploaded"_q}));
     EXPECT_EQ(m_merged.value(0), QVariantList({0, 0, 2}));
+}
+
+TEST_F(DocumentListMergerTest, AReceiverMayWaitInAnEventLoopForTheNextMerge)
+{
+    QObject::connect(&m_merger, &DocumentListMerger::Merged, [this] {
+        m_merger.disconnect(nullptr, nullptr, nullptr);
+        QSignalSpy next(&m_merger, &DocumentListMerger::Merged);
+        Answer(StartListing(), {"a"_q, "b"_q});
+        EXPECT_TRUE(next.wait(60'000));
+    });
+    Answer(StartListing(), {"a"_q});
+    AwaitMerges(1);
+    EXPECT_EQ(Listed(), QStringList({"a"_q, "b"_q}));
+}
+
+TEST_F(DocumentListMergerTest, MergingWaitsForAReceiverOfTheListThatRunsAnEventLoop)
+{
+    QStringList inTheLoop;
+    QObject::connect(&m_documents, qOverload<>(&PDF::AbstractFileManager::FileAdded), [&] {
+        m_documents.disconnect();
+        Answer(StartListing(), {"c"_q});
+        for (int turn = 0; turn < 10; ++turn)
+            QCoreApplication::processEvents(QEventLoop::AllEvents);
+        inTheLoop = Listed();
+    });
+    Answer(StartListing(), {"a"_q, "b"_q});
+    AwaitMerges(2);
+    EXPECT_EQ(inTheLoop, QStringList("a"_q));
+    EXPECT_EQ(m_merged, QList<QVariantList>({{2, 0, 0}, {1, 0, 2}}));
+    EXPECT_EQ(Listed(), QStringList("c"_q));
 }
 
 } // namespace
