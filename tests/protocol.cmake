@@ -2,6 +2,7 @@
 set_target_properties(OrvaneCloudProtocolInternals PROPERTIES AUTOMOC OFF)
 add_dependencies(OrvaneCloudProtocolInternals OrvaneCloudProtocol)
 
+orvane_test(ClientCallbacksTest LIBRARIES OrvaneCloudProtocol)
 orvane_test(ProtocolContractTest LIBRARIES OrvaneCloudProtocol)
 orvane_test(DocumentIdTest LIBRARIES OrvaneCloudProtocolInternals)
 orvane_test(FolderTransportTest LIBRARIES OrvaneCloudProtocolInternals)
