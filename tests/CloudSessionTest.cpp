@@ -88,6 +88,23 @@ TEST_F(CloudSessionTest, TellsTheReasonOfAFailureOnce)
     EXPECT_FALSE(m_failures[0].failure.detail.isEmpty());
 }
 
+TEST_F(CloudSessionTest, ARemovalThatFailsIsReportedAlsoWhenItsDocumentHasLeftTheList)
+{
+    Write(CloudPath(QStringLiteral("a.pdf")), "old");
+    SignIn();
+    Refresh();
+    Write(CloudPath(QStringLiteral("a.pdf")), "changed since");
+    const auto document = Listed("a.pdf");
+    Await(&OrvaneCloudManager::RemovingFileError, [&] {
+        m_session->Cloud().RemoveFile(document);
+        m_session->Documents().Remove(document); // as a refresh does
+    });
+    ASSERT_EQ(m_failures.size(), 1u);
+    EXPECT_EQ(m_failures[0].operation, Operation::Remove);
+    EXPECT_EQ(m_failures[0].subject, QStringLiteral("a.pdf"));
+    EXPECT_EQ(m_failures[0].failure.code, FailureCode::Conflict);
+}
+
 struct DownloadCase
 {
     const char* folder;

@@ -15,3 +15,4 @@ function(orvane_host_test name)
 endfunction()
 
 orvane_host_test(DocumentListMergerTest DepartedCopies DocumentListMerger LocalCopies RunningTransfers)
+orvane_host_test(FailureReporterTest FailureReporter)

@@ -69,9 +69,6 @@ public:
     DocumentListMerger merger;
     FailureReporter reporter;
     PictureCleaner pictureCleaner;
-
-private:
-    [[nodiscard]] bool IsListed(const FileInfo& document) const;
 };
 
 CloudSession::Private::Private(const Setup& setup)
@@ -92,14 +89,9 @@ CloudSession::Private::Private(const Setup& setup)
     , merger(cloud, documents, transfers, departedCopies)
     , reporter(
           cloud, [this](Social::Operation operation) { return protocol->Client().LastFailure(operation); },
-          [this](const FileInfo& document) { return IsListed(document); })
+          [this](const std::shared_ptr<const FileInfo>& document) { return cloud.IsCleanUp(document); })
     , pictureCleaner(documents, pictures)
 {}
-
-bool CloudSession::Private::IsListed(const FileInfo& document) const
-{
-    return documents.GetFileInfo(QString::fromStdString(document.GetId())) != nullptr;
-}
 
 CloudSession::CloudSession(const Setup& setup, QObject* parent)
     : QObject(parent)

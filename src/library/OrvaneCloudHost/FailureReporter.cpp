@@ -16,9 +16,9 @@ QString IdOf(const FileInfo& document)
 
 } // namespace
 
-FailureReporter::FailureReporter(const OrvaneCloudManager& cloud, Reason lastReason, IsListed isListed)
+FailureReporter::FailureReporter(const OrvaneCloudManager& cloud, Reason lastReason, IsCleanUp isCleanUp)
     : m_lastReason(std::move(lastReason))
-    , m_isListed(std::move(isListed))
+    , m_isCleanUp(std::move(isCleanUp))
 {
     using Cloud = OrvaneCloudManager;
     using ConstDocument = std::shared_ptr<const FileInfo>;
@@ -28,11 +28,11 @@ FailureReporter::FailureReporter(const OrvaneCloudManager& cloud, Reason lastRea
     connect(&cloud, &Cloud::RetrievingUserQuotaErrorRequested, this,
             [this] { Report(Operation::Quota, QString()); });
     connect(&cloud, &Cloud::UploadingFileRequestError, this,
-            [this](const QString& path) { Report(Operation::Upload, path); });
+            [this](const QString& path) { ReportUpload(path); });
     connect(&cloud, &Cloud::DownloadingFileRequestError, this,
-            [this](const ConstDocument& document) { Report(Operation::Download, IdOf(*document)); });
+            [this](const ConstDocument& document) { ReportDownload(*document); });
     connect(&cloud, &Cloud::RemovingFileError, this,
-            [this](const ConstDocument& document) { ReportRemoval(*document); });
+            [this](const ConstDocument& document) { ReportRemoval(document); });
     connect(&cloud, &Cloud::RetrieveFilePreviewError, this,
             [this](const ConstDocument& document, FileInfo::PreviewSize, const QString& message) {
                 ReportPreview(*document, message);
@@ -50,12 +50,29 @@ void FailureReporter::Report(Operation operation, const QString& subject, const 
     Q_EMIT Failed({operation, subject, failure});
 }
 
-// The manager itself removes what a failed upload may have left. That document was never listed, and its
-// removal is no business of the user's.
-void FailureReporter::ReportRemoval(const FileInfo& document)
+// The client knows nothing of what the manager does not hand on: no document, one without a cloud side.
+void FailureReporter::ReportUpload(const QString& path)
 {
-    if (m_isListed(document))
-        Report(Operation::Remove, IdOf(document));
+    if (path.isEmpty())
+        Report(Operation::Upload, path, {FailureCode::InvalidRequest, QStringLiteral("there is no file")});
+    else
+        Report(Operation::Upload, path);
+}
+
+void FailureReporter::ReportDownload(const FileInfo& document)
+{
+    const Failure unknown{FailureCode::InvalidRequest, QStringLiteral("the document is not in the cloud")};
+    if (document.GetCloudInfo())
+        Report(Operation::Download, IdOf(document));
+    else
+        Report(Operation::Download, IdOf(document), unknown);
+}
+
+// The manager itself removes what a failed upload may have left, which is no business of the user's.
+void FailureReporter::ReportRemoval(const std::shared_ptr<const FileInfo>& document)
+{
+    if (!m_isCleanUp(document))
+        Report(Operation::Remove, IdOf(*document));
 }
 
 // The client knows nothing of what fails before or after its own work.

@@ -17,11 +17,11 @@ class FailureReporter : public QObject
 
 public:
     using Reason = std::function<std::optional<Social::Failure>(Social::Operation)>;
-    using IsListed = std::function<bool(const FileInfo& document)>;
+    using IsCleanUp = std::function<bool(const std::shared_ptr<const FileInfo>& document)>;
 
     /// @param lastReason  why the last request of a kind failed, as the protocol client tells
-    /// @param isListed    whether the document list holds a document
-    FailureReporter(const OrvaneCloudManager& cloud, Reason lastReason, IsListed isListed);
+    /// @param isCleanUp   whether the manager itself has asked for the removal of a document
+    FailureReporter(const OrvaneCloudManager& cloud, Reason lastReason, IsCleanUp isCleanUp);
 
 Q_SIGNALS:
     void Failed(const Orvane::PDF::Cloud::CloudSession::OperationFailure& failure);
@@ -29,11 +29,13 @@ Q_SIGNALS:
 private:
     void Report(Social::Operation operation, const QString& subject);
     void Report(Social::Operation operation, const QString& subject, const Social::Failure& failure);
-    void ReportRemoval(const FileInfo& document);
+    void ReportUpload(const QString& path);
+    void ReportDownload(const FileInfo& document);
+    void ReportRemoval(const std::shared_ptr<const FileInfo>& document);
     void ReportPreview(const FileInfo& document, const QString& message);
 
     const Reason m_lastReason;
-    const IsListed m_isListed;
+    const IsCleanUp m_isCleanUp;
 };
 
 } // namespace Orvane::PDF::Cloud

@@ -79,7 +79,23 @@ void SessionCloudManager::RemoveFile(const Document& document)
 {
     if (!document)
         return OrvaneCloudManager::RemoveFile(document); // throws
+    NoteRemoval(document);
     m_use.protocol->ChangeAs(*document, [&] { OrvaneCloudManager::RemoveFile(document); });
+}
+
+void SessionCloudManager::NoteRemoval(const Document& document)
+{
+    for (auto known = m_cleanUps.begin(); known != m_cleanUps.end();)
+        known = known->expired() ? m_cleanUps.erase(known) : std::next(known);
+    if (m_use.protocol->TakeCleanUp())
+        m_cleanUps.insert(document);
+    else
+        m_cleanUps.erase(document);
+}
+
+bool SessionCloudManager::IsCleanUp(const std::shared_ptr<const FileInfo>& document) const
+{
+    return m_cleanUps.find(document) != m_cleanUps.end();
 }
 
 void SessionCloudManager::Download(const Document& document, const QString& folder)

@@ -6,6 +6,7 @@
 #include <QSet>
 
 #include <memory>
+#include <set>
 
 namespace Orvane::PDF::Cloud {
 
@@ -47,6 +48,9 @@ public:
     /// Removes the version that the record knows, or fails with a conflict.
     void RemoveFile(const std::shared_ptr<FileInfo>& document) override;
 
+    /// Whether this record is that of a failed upload, whose removal the manager itself has asked for.
+    [[nodiscard]] bool IsCleanUp(const std::shared_ptr<const FileInfo>& document) const;
+
     /// Replaces a file that is there.
     void Download(const std::shared_ptr<FileInfo>& document, const QString& folder) override;
     void Download(const std::shared_ptr<FileInfo>& document, const DownloadTarget& target);
@@ -60,6 +64,7 @@ public:
 private:
     using Document = std::shared_ptr<FileInfo>;
 
+    void NoteRemoval(const Document& document);
     void PrepareForResult(const Document& document, RequestResult result);
     [[nodiscard]] std::shared_ptr<KeptLocalSide> HideLocalSide(const Document& document);
     void StartPreview(Document document, FileInfo::PreviewSize previewSize, QSize size);
@@ -72,6 +77,7 @@ private:
     const PictureFolder& m_pictures;
     QSet<long long> m_previewTickets;
     std::shared_ptr<KeptLocalSide> m_hidden; // the latest
+    std::set<std::weak_ptr<const FileInfo>, std::owner_less<>> m_cleanUps;
 };
 
 } // namespace Orvane::PDF::Cloud

@@ -59,6 +59,11 @@ void SessionProtocol::ChangeAs(const PDF::FileInfo& document, const std::functio
     startChange();
 }
 
+bool SessionProtocol::TakeCleanUp()
+{
+    return std::exchange(m_next->isCleanUp, false);
+}
+
 // A receiver of the manager's first signal may ask for something else in between.
 QMap<QString, QString> SessionProtocol::WithKnownVersion(const QMap<QString, QString>& fields)
 {
@@ -117,7 +122,10 @@ long long SessionProtocol::uploadFile(const QString& localPath, const QMap<QStri
     auto end = [this, onResult = std::move(onResult)](long long ticket, RequestResult result,
                                                       const Social::OrvaneCloudSharingResult& answer) {
         m_transfers.End(ticket);
+        const auto next = m_next; // a receiver may destroy the protocol
+        next->isCleanUp = result != RequestResult::Success;
         onResult(ticket, result, answer);
+        next->isCleanUp = false;
     };
     const auto ticket = OrvaneCloudProtocolProxy::uploadFile(localPath, WithKnownVersion(parameters),
                                                              std::move(end), std::move(onProgress));

@@ -43,6 +43,9 @@ public:
     /// signals may destroy the protocol in it.
     void AnnounceTransfers() { m_transfers.Announce(); }
 
+    /// Whether the manager is about to remove what a failed upload may have left. True once for each.
+    [[nodiscard]] bool TakeCleanUp();
+
     void cancelOperation(long long ticket) override;
     long long downloadFile(const FileFieldData& file, Files::OnResult&& onResult,
                            OnProgress&& onProgress) override;
@@ -60,6 +63,7 @@ private:
     {
         const DownloadOrder* order = nullptr; // until its download has started
         QMap<QString, QString> known;         // the document that is about to be changed, and its version
+        bool isCleanUp = false;
     };
 
     RunningTransfers& m_transfers;
