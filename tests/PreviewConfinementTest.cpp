@@ -45,11 +45,13 @@ ProcessLimits LimitsOf(Kind kind, std::chrono::milliseconds wallTime = kEver)
 /// Runs a function on a thread of its own, which alone is what @p become has made of it.
 void OnThreadOfItsOwn(const std::function<void()>& become, const std::function<void()>& function)
 {
-    std::thread([&] {
+    auto done = std::async(std::launch::async, [&] {
         become();
         function();
-    }).join();
+    });
+    done.wait();
     ::prctl(PR_SET_DUMPABLE, 1); // which ends with a change of user
+    done.get();
 }
 
 void BecomeNobody()
@@ -172,7 +174,7 @@ TEST_P(ConfinementTest, KeepsAHostileHelperFromEverythingElse)
 TEST_P(ConfinementTest, HoldsTheHelperOnAShortLeash)
 {
     const ProgramStandIn helper(QStringLiteral("pdftoppm"),
-                                "ulimit -v; ulimit -t; ulimit -c; ulimit -f; pwd");
+                                "ulimit -Hv; ulimit -Ht; ulimit -Hc; ulimit -Hf; pwd");
     Write(m_input, "input");
     Test([&] { EXPECT_EQ(Run(helper.Beside("").toStdString()).output, "1048576\n100\n0\n0\n/\n"); });
 }
@@ -291,8 +293,9 @@ TEST(ConfinementChoice, IsTheStrongestThatTheSystemAllows)
 
 TEST(ConfinementChoice, TakesNoBubblewrapThatDoesNotConfine)
 {
-    for (const QByteArray script :
-         {"exit 1", "exit 0", "while [ \"$1\" != -- ]; do shift; done; shift; exec \"$@\"", kHang}) {
+    const char* const unconfined = "while [ \"$1\" != -- ]; do shift; done; shift; "
+                                   "echo '{ \"child-pid\": 1 } { \"exit-code\": 0 }' >&4; exec \"$@\"";
+    for (const QByteArray script : {"exit 1", "exit 0", unconfined, kHang}) {
         SCOPED_TRACE(script.constData());
         const ProgramStandIn bubblewrap(QStringLiteral("bwrap"), script);
         EXPECT_NE(StrongestConfinement(Job(), script == kHang ? 1s : kEver), Kind::Bubblewrap);
