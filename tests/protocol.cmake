@@ -1,7 +1,3 @@
-# The sources of the shared library bring what moc made of them; making it again would find no headers.
-set_target_properties(OrvaneCloudProtocolInternals PROPERTIES AUTOMOC OFF)
-add_dependencies(OrvaneCloudProtocolInternals OrvaneCloudProtocol)
-
 orvane_test(ClientCallbacksTest LIBRARIES OrvaneCloudProtocol)
 orvane_test(ProtocolContractTest LIBRARIES OrvaneCloudProtocol)
 orvane_test(DocumentIdTest LIBRARIES OrvaneCloudProtocolInternals)
