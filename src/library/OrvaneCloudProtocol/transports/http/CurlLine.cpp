@@ -108,7 +108,9 @@ void CurlLine::WakeUp()
 void CurlLine::End()
 {
     curl_multi_remove_handle(m_multi.get(), m_handle.get());
-    curl_easy_reset(m_handle.get());
+    // A handle that is used again keeps a pointer to the last header that it has freed, and libcurl 7.88
+    // follows it when the next answer begins with the continuation of a line (curl/curl#11101).
+    m_handle.reset(curl_easy_init());
     SetUpSockets();
 }
 

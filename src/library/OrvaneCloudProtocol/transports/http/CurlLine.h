@@ -19,7 +19,8 @@ public:
     CurlLine(const CurlLine&) = delete;
     CurlLine& operator=(const CurlLine&) = delete;
 
-    /// With nothing set but what concerns the line itself.
+    /// For the next exchange, with nothing set but what concerns the line itself. Null when there is no
+    /// memory, which libcurl puts up with until Begin.
     [[nodiscard]] CURL* Handle() const { return m_handle.get(); }
 
     /// Begins the exchange that the handle has been set up for. False when there is no memory for it.
