@@ -42,6 +42,7 @@ TEST(WebDavAddress, IsAnOriginAndACollection)
         {"HTTPS://127.0.0.1.Example:0443/a//b%2fc", "https://127.0.0.1.example/a/b%2fc/", false},
         {"http://localhost:8080/d\xC3\xA9/", "http://localhost:8080/d%C3%A9/", true},
         {"http://127.8.9.255:80", "http://127.8.9.255/", true},
+        {"http://127.0.028.1", "http://127.0.028.1/", false},
         {"http://127.0.0.256:8", "http://127.0.0.256:8/", false},
         {"http://localhost.example", "http://localhost.example/", false},
         {"http://[::1]:443/a@b:c;d=%25/...", "http://[::1]:443/a@b:c;d=%25/.../", true},

@@ -180,13 +180,15 @@ QByteArray FromSlashToSlash(std::string_view path)
     return result;
 }
 
+/// Numbers written the usual way only: libcurl reads a leading "0" as octal, and where that makes no sense it
+/// asks a name server for the host.
 bool IsLoopbackV4(const QByteArray& host)
 {
     const QList<QByteArray> numbers = host.split('.');
     return numbers.size() == 4 && numbers.front() == "127" &&
            std::all_of(numbers.begin(), numbers.end(), [](const QByteArray& number) {
-               return !number.isEmpty() && number.size() <= 3 && ConsistsOf(kDigits, TextOf(number)) &&
-                      number.toInt() <= 255;
+               const int value = number.toInt();
+               return value >= 0 && value <= 255 && number == QByteArray::number(value);
            });
 }
 
