@@ -26,12 +26,10 @@ quietly() {
     return "$status"
 }
 
-# build PRESET [CONFIGURE_ARGUMENT...]: configures and builds one preset.
+# build PRESET [TARGET]: configures one preset and builds the target, or everything.
 build() {
-    local preset="$1"
-    shift
-    say "Building ($preset)"
+    say "Building ($*)"
     cd -- "$root"
-    quietly cmake --preset "$preset" "$@"
-    quietly cmake --build --preset "$preset"
+    quietly cmake --preset "$1"
+    quietly cmake --build --preset "$1" ${2:+--target "$2"}
 }
