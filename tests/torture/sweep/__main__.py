@@ -1,0 +1,86 @@
+"""Breaks the program off, lets its system calls fail, damages its files and answers it with lies, and looks for what was
+lost."""
+
+import argparse
+import functools
+import os
+import random
+import signal
+import sys
+import tempfile
+import time
+from pathlib import Path
+
+import interruptions
+import report
+from clouds import CollectionCloud, FolderCloud, Server
+from crew import Crew
+from program import Program
+from sizes import FULL, QUICK
+
+DOCUMENT = Path(__file__).parents[3] / "docs/reliability.md"
+
+
+def main():
+    options = _options()
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))  # so that all is cleaned up
+    started = time.monotonic()
+    with tempfile.TemporaryDirectory(prefix="orvane-torture-", dir=_place_for_files()) as work:
+        Path(work).chmod(0o755)
+        results = _torture(options, Path(work))
+    text = report.text_of(results, options, time.monotonic() - started)
+    print(text)
+    if options.write:
+        report.write_into(DOCUMENT, text)
+    sys.exit(1 if any(result.losses for result in results) else 0)
+
+
+def _options():
+    parser = argparse.ArgumentParser(prog="scripts/torture", description=__doc__)
+    parser.add_argument("program", type=Path, help=argparse.SUPPRESS)
+    parser.add_argument("faults", type=Path, help=argparse.SUPPRESS)
+    parser.add_argument("--quick", action="store_true", help="a sample, within two minutes")
+    parser.add_argument("--seed", type=int, default=1, help="for another sample (default: 1)")
+    parser.add_argument("--only", metavar="TEXT", default="", help="the trials whose name holds TEXT")
+    parser.add_argument("--jobs", type=int, default=2 * (os.cpu_count() or 1), help="how many at a time")
+    parser.add_argument("--write", action="store_true", help="put the table into docs/reliability.md")
+    options = parser.parse_args()
+    if options.write and (options.quick or options.only):
+        parser.error("only a whole run is worth writing down")
+    return options
+
+
+def _torture(options, work):
+    sizes = QUICK if options.quick else FULL
+    servers = {kind: Server(kind, work) for kind in ("apache", "rclone")}
+    try:
+        makers = {"folder": FolderCloud, **{kind: functools.partial(_new_collection, server)
+                                            for kind, server in servers.items()}}
+        crew = Crew(Program(options.program.resolve(), options.faults.resolve()), work, makers, options.jobs)
+        trials = [trial for trial in _trials(crew, makers, sizes, options.seed) if options.only in str(trial)]
+        random.Random(options.seed).shuffle(trials)  # those that wait and those that work side by side
+        return list(crew.run(trials))
+    finally:
+        for server in servers.values():
+            server.close()
+
+
+def _trials(crew, clouds, sizes, seed):
+    for cloud in clouds:
+        stage = crew.new_stage(cloud)
+        yield from interruptions.trials(cloud, stage, sizes, seed)
+        stage.close()
+
+
+def _new_collection(server, work):
+    return CollectionCloud(server, work.name)
+
+
+def _place_for_files():
+    """Memory where there is some: nothing here is about the disk's speed."""
+    in_memory = Path("/dev/shm")
+    return in_memory if in_memory.is_dir() and os.access(in_memory, os.W_OK) else Path(tempfile.gettempdir())
+
+
+if __name__ == "__main__":
+    main()

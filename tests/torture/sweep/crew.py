@@ -1,0 +1,69 @@
+"""Workers who do the trials side by side, each on stages of its own."""
+
+import queue
+import sys
+import threading
+import traceback
+
+from stage import Stage
+from trial import Result
+
+
+class Crew:
+    def __init__(self, program, work, cloud_makers, jobs):
+        self._program = program
+        self._work = work
+        self._cloud_makers = cloud_makers
+        self._jobs = jobs
+        self._number = 0
+
+    def new_stage(self, cloud):
+        self._number += 1
+        place = self._work / f"stage-{self._number}"
+        return Stage(self._program, place, self._cloud_makers[cloud])
+
+    def run(self, trials):
+        """Results as they come."""
+        waiting, done = queue.SimpleQueue(), queue.SimpleQueue()
+        for trial in trials:
+            waiting.put(trial)
+        total = waiting.qsize()
+        stages = threading.Lock()
+        workers = [threading.Thread(target=self._work_off, args=(waiting, done, stages), daemon=True)
+                   for _ in range(self._jobs)]
+        for worker in workers:
+            worker.start()
+        for number in range(1, total + 1):
+            result = done.get()
+            _show(number, total, result)
+            yield result
+        for worker in workers:
+            worker.join()
+
+    def _work_off(self, waiting, done, making):
+        stages = {}
+        while True:
+            try:
+                trial = waiting.get_nowait()
+            except queue.Empty:
+                break
+            try:
+                if trial.cloud not in stages:
+                    with making:
+                        stages[trial.cloud] = self.new_stage(trial.cloud)
+                stages[trial.cloud].reset()
+                losses = trial.run(stages[trial.cloud])
+            except Exception:  # noqa: BLE001 - a trial that cannot be done counts as one that has failed
+                losses = [traceback.format_exc()]
+            done.put(Result(trial, tuple(losses)))
+        for stage in stages.values():
+            stage.close()
+
+
+def _show(number, total, result):
+    if result.losses:
+        print(f"\r\033[KLOST {result.trial}" if sys.stderr.isatty() else f"LOST {result.trial}", file=sys.stderr)
+        for loss in result.losses:
+            print(f"     {loss}", file=sys.stderr)
+    if sys.stderr.isatty():
+        print(f"\r\033[K{number} of {total} {str(result.trial)[:60]}", end="", file=sys.stderr, flush=True)
