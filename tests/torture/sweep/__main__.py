@@ -2,7 +2,6 @@
 lost."""
 
 import argparse
-import functools
 import os
 import random
 import signal
@@ -11,13 +10,18 @@ import tempfile
 import time
 from pathlib import Path
 
+import damage
+import hostility
 import interruptions
 import report
 from clouds import CollectionCloud, FolderCloud, Server
 from crew import Crew
 from program import Program
 from sizes import FULL, QUICK
+from stage import Stage
+from webdav import ScriptedCloud
 
+CROWD = 120  # documents: enough for a list of many pages
 DOCUMENT = Path(__file__).parents[3] / "docs/reliability.md"
 
 
@@ -54,10 +58,9 @@ def _torture(options, work):
     sizes = QUICK if options.quick else FULL
     servers = {kind: Server(kind, work) for kind in ("apache", "rclone")}
     try:
-        makers = {"folder": FolderCloud, **{kind: functools.partial(_new_collection, server)
-                                            for kind, server in servers.items()}}
-        crew = Crew(Program(options.program.resolve(), options.faults.resolve()), work, makers, options.jobs)
-        trials = [trial for trial in _trials(crew, makers, sizes, options.seed) if options.only in str(trial)]
+        crew = Crew(work, _stage_makers(Program(options.program.resolve(), options.faults.resolve()), servers),
+                    options.jobs)
+        trials = [trial for trial in _trials(crew, sizes, options.seed) if options.only in str(trial)]
         random.Random(options.seed).shuffle(trials)  # those that wait and those that work side by side
         return list(crew.run(trials))
     finally:
@@ -65,15 +68,31 @@ def _torture(options, work):
             server.close()
 
 
-def _trials(crew, clouds, sizes, seed):
-    for cloud in clouds:
+def _stage_makers(program, servers):
+    return {
+        "folder": lambda place: Stage(program, place, FolderCloud),
+        "crowded": lambda place: Stage(program, place, FolderCloud, crowd=CROWD),
+        "apache": lambda place: Stage(program, place, lambda work: CollectionCloud(servers["apache"], work.name)),
+        "rclone": lambda place: Stage(program, place, lambda work: CollectionCloud(servers["rclone"], work.name)),
+        "hostile": lambda place: Stage(program, place, ScriptedCloud),
+    }
+
+
+SWEEPS = (
+    ("folder", interruptions.trials),
+    ("apache", interruptions.trials),
+    ("rclone", interruptions.trials),
+    ("crowded", damage.trials),
+    ("apache", damage.trials),
+    ("hostile", hostility.trials),
+)
+
+
+def _trials(crew, sizes, seed):
+    for cloud, sweep in SWEEPS:
         stage = crew.new_stage(cloud)
-        yield from interruptions.trials(cloud, stage, sizes, seed)
+        yield from sweep(cloud, stage, sizes, seed)
         stage.close()
-
-
-def _new_collection(server, work):
-    return CollectionCloud(server, work.name)
 
 
 def _place_for_files():

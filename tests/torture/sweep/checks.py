@@ -43,7 +43,7 @@ class Expectation:
     def check_moment(self):
         """Nothing is lost, nothing is there in part, wherever the command has been broken off."""
         _, records_lost = self._read_list()
-        return [*self._check_files(), *records_lost]
+        return [*self.check_files(), *self._damaged_databases(), *records_lost]
 
     def is_done(self):
         documents, files = self._stage.cloud.files(), read_files(self._stage.local)
@@ -65,12 +65,13 @@ class Expectation:
             self._new_documents.update(self._repeated_documents)
         leftovers = [*self._check_leftovers()]
         records, records_lost = self._read_list()
-        return [*self._check_files(), *leftovers, *records_lost, *self._check_final_records(records)]
+        return [*self.check_files(), *self._damaged_databases(), *leftovers, *records_lost, *self._check_final_records(records)]
 
-    def _check_files(self):
+    def check_files(self):
+        """Documents and the user's files; not what the program keeps for itself."""
         documents, files = self._stage.cloud.files(), read_files(self._stage.local)
         return [*self._changed_documents(documents), *self._changed_files(files), *self._unwanted(documents, "the cloud"),
-                *self._unwanted(files, "the user's files"), *self._damaged_databases()]
+                *self._unwanted(files, "the user's files")]
 
     def _changed_documents(self, documents):
         for name, content in self._documents.items():

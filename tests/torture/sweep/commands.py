@@ -19,6 +19,8 @@ LIST = Command("list", ("list",))
 UPLOAD = Command("upload", ("upload", "{local}/volume.pdf"), stored={"volume.pdf": "volume.pdf"})
 DOWNLOAD = Command("download", ("download", "atlas.pdf", "--to", "{local}/back"),
                    fetched={"back/atlas.pdf": "atlas.pdf"}, repeated=(0, 6))
+PREVIEW = Command("preview", ("preview", "letter.pdf", "--to", "{local}/letter.png"), picture="letter.png",
+                  repeated=(0, 6))
 
 COMMANDS = (
     LIST,
@@ -29,8 +31,7 @@ COMMANDS = (
     Command("download over a file", ("download", "garden plan.pdf", "--to", "{local}/back", "--overwrite"),
             fetched={"back/garden plan.pdf": "garden plan.pdf"}),
     Command("remove", ("remove", "invoice.pdf", "--yes"), removed="invoice.pdf", repeated=(0, 3)),
-    Command("preview", ("preview", "letter.pdf", "--to", "{local}/letter.png"), picture="letter.png",
-            repeated=(0, 6)),
+    PREVIEW,
     Command("quota", ("quota",)),
     Command("status", ("status",)),
 )

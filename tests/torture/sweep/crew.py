@@ -5,22 +5,21 @@ import sys
 import threading
 import traceback
 
-from stage import Stage
 from trial import Result
 
 
 class Crew:
-    def __init__(self, program, work, cloud_makers, jobs):
-        self._program = program
+    """@param makers  for each cloud a function that gets a folder to make, and gives a stage"""
+
+    def __init__(self, work, makers, jobs):
         self._work = work
-        self._cloud_makers = cloud_makers
+        self._makers = makers
         self._jobs = jobs
         self._number = 0
 
     def new_stage(self, cloud):
         self._number += 1
-        place = self._work / f"stage-{self._number}"
-        return Stage(self._program, place, self._cloud_makers[cloud])
+        return self._makers[cloud](self._work / f"stage-{self._number}")
 
     def run(self, trials):
         """Results as they come."""

@@ -27,6 +27,7 @@ class Survey:
         ended = stage.run(command.arguments, fault=COUNT)
         if ended.status != 0 or not ended.befallen:
             raise RuntimeError(f"{command.name}: {ended.status} {ended.said}")
+        self.lines = ended.befallen
         self.outcomes = [line.split("\t")[2].split() for line in ended.befallen]
 
     def count(self, outcome):

@@ -1,6 +1,7 @@
 """Runs orvane-cloud, alone or with a fault, and says how it ended."""
 
 import os
+import re
 import signal
 import subprocess
 import tempfile
@@ -10,6 +11,7 @@ from pathlib import Path
 
 DOCUMENTED_EXITS = {0, 1, 2, 3, 4, 5, 6, 7, 8, 130}
 PATIENCE = 240  # seconds; a transfer that goes on trying, and a server that is given up, need more than a minute
+LOOK_INTERVAL = 0.05  # seconds, at the memory that it has
 
 
 @dataclass(frozen=True)
@@ -84,10 +86,36 @@ def _wait(process, kill_after, patience):
 
     timer = threading.Timer(patience if kill_after is None else kill_after, give_up)
     timer.start()
-    _, status, usage = os.wait4(process.pid, 0)
+    with _MemoryWatch(process.pid) as memory:
+        status = process.wait()
     timer.cancel()
-    process.returncode = os.waitstatus_to_exitcode(status)
-    return process.returncode, usage.ru_maxrss * 1024, is_overdue.is_set()
+    return status, memory.peak_bytes, is_overdue.is_set()
+
+
+class _MemoryWatch:
+    """What the kernel says at the end would count the memory of this process, too, from which the other was forked."""
+
+    def __init__(self, pid):
+        self.peak_bytes = 0
+        self._file = Path(f"/proc/{pid}/status")
+        self._is_over = threading.Event()
+        self._thread = threading.Thread(target=self._watch, daemon=True)
+
+    def __enter__(self):
+        self._thread.start()
+        return self
+
+    def __exit__(self, *_):
+        self._is_over.set()
+        self._thread.join()
+
+    def _watch(self):
+        while not self._is_over.wait(LOOK_INTERVAL):
+            try:
+                peak = re.search(r"VmHWM:\s*(\d+) kB", self._file.read_text())
+            except OSError:
+                return
+            self.peak_bytes = max(self.peak_bytes, int(peak.group(1)) * 1024 if peak else 0)
 
 
 def _text(file):

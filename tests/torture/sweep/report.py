@@ -39,7 +39,7 @@ def _table(results):
                _verdict(results))
 
 
-_CLOUDS = ["folder", "apache", "rclone", "hostile"]
+_CLOUDS = ["folder", "crowded", "apache", "rclone", "hostile"]
 
 
 def _verdict(results):

@@ -15,9 +15,10 @@ LARGE = 1_300_000  # bytes: several pieces of every kind of transfer
 class Stage:
     """One worker's; never used by two at once.
 
-    @param make_cloud  gets an empty folder, and gives the cloud"""
+    @param make_cloud  gets an empty folder, and gives the cloud
+    @param crowd  how many more documents there are, each with a local copy"""
 
-    def __init__(self, program, work, make_cloud):
+    def __init__(self, program, work, make_cloud, crowd=0):
         self.program = program
         self.work = work
         self.local = work / "local"
@@ -26,12 +27,13 @@ class Stage:
         work.mkdir()
         self._saved.mkdir()
         self.cloud = make_cloud(work)
-        self._set_up()
+        self._set_up(crowd)
 
-    def _set_up(self):
-        _make_local_files(self.local)
-        uploaded = [self.local / "first" / name for name in ("letter.pdf", "garden plan.pdf", "invoice.pdf", "atlas.pdf")]
-        self._require(("upload", *map(str, uploaded)))
+    def _set_up(self, crowd):
+        _make_local_files(self.local, crowd)
+        self._require(("upload", *map(str, sorted((self.local / "first").iterdir()))))
+        if crowd:
+            self._require(("upload", *map(str, sorted((self.local / "crowd").iterdir()))))
         shutil.rmtree(self.local / "first")
         self._require(("download", "invoice.pdf", "--to", f"{self.local}/kept"))
         self._require(("preview", "invoice.pdf", "--to", f"{self.local}/invoice.png"))
@@ -82,9 +84,11 @@ class Stage:
         shutil.rmtree(self._saved)
 
 
-def _make_local_files(folder):
-    for name in ("first", "drafts", "back", "kept"):
+def _make_local_files(folder, crowd):
+    for name in ("first", "drafts", "back", "kept", "crowd"):
         (folder / name).mkdir(parents=True)
+    for number in range(crowd):
+        (folder / f"crowd/{number:03}.pdf").write_text(f"%PDF-1.4 number {number}\n")
     for name in ("letter.pdf", "garden plan.pdf", "invoice.pdf"):
         shutil.copy(SAMPLES / name, folder / "first" / name)
     shutil.copy(SAMPLES / "handbook.pdf", folder / "drafts/letter.pdf")
