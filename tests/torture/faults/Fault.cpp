@@ -38,7 +38,6 @@ constexpr OutcomeName kOutcomes[] = {
 };
 
 constexpr int kUsage = 125;
-constexpr int kCountArgument = 2; // of the calls that read and write
 
 const OutcomeName* wanted = nullptr;
 long first = 0;
@@ -92,9 +91,16 @@ long Forward(const Call& call)
     return OrvaneRawCall(call.number, to[0], to[1], to[2], to[3], to[4], to[5]);
 }
 
+/// Of a call that moves bytes.
+int CountArgument(long number)
+{
+    return number == SYS_copy_file_range ? 4 : number == SYS_sendfile ? 3 : 2;
+}
+
 long ForwardHalf(Call call)
 {
-    call.arguments[kCountArgument] = (call.arguments[kCountArgument] + 1) / 2;
+    long& count = call.arguments[CountArgument(call.number)];
+    count = (count + 1) / 2;
     return Forward(call);
 }
 

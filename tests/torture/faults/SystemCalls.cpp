@@ -51,6 +51,8 @@ constexpr Row kRows[] = {
     {SYS_write, "write", About::Descriptor, kWriting},
     {SYS_pwrite64, "pwrite", About::Descriptor, kWriting},
     {SYS_writev, "writev", About::Descriptor, kWriting & ~(Torn | Short)},
+    {SYS_sendfile, "sendfile", About::Descriptor, kWriting},
+    {SYS_copy_file_range, "copy_file_range", About::Descriptor, kWriting},
     {SYS_fsync, "fsync", About::Descriptor, Killed | IoError | NoSpace},
     {SYS_fdatasync, "fdatasync", About::Descriptor, Killed | IoError | NoSpace},
     {SYS_ftruncate, "ftruncate", About::Descriptor, Killed | IoError | NoSpace | Interrupted},

@@ -19,6 +19,7 @@ from crew import Crew
 from program import Program
 from sizes import FULL, QUICK
 from stage import Stage
+from trial import Choice
 from webdav import ScriptedCloud
 
 CROWD = 120  # documents: enough for a list of many pages
@@ -58,9 +59,10 @@ def _torture(options, work):
     sizes = QUICK if options.quick else FULL
     servers = {kind: Server(kind, work) for kind in ("apache", "rclone")}
     try:
-        crew = Crew(work, _stage_makers(Program(options.program.resolve(), options.faults.resolve()), servers),
-                    options.jobs)
-        trials = [trial for trial in _trials(crew, sizes, options.seed) if options.only in str(trial)]
+        makers = _stage_makers(Program(options.program.resolve(), options.faults.resolve()), servers)
+        crew = Crew(work, makers, options.jobs)
+        choice = Choice(options.only, tuple(makers))
+        trials = [trial for trial in _trials(crew, sizes, options.seed, choice) if choice.takes(trial)]
         random.Random(options.seed).shuffle(trials)  # those that wait and those that work side by side
         return list(crew.run(trials))
     finally:
@@ -88,11 +90,12 @@ SWEEPS = (
 )
 
 
-def _trials(crew, sizes, seed):
+def _trials(crew, sizes, seed, choice):
     for cloud, sweep in SWEEPS:
-        stage = crew.new_stage(cloud)
-        yield from sweep(cloud, stage, sizes, seed)
-        stage.close()
+        if choice.may_take(f"{cloud}:"):
+            stage = crew.new_stage(cloud)
+            yield from sweep(cloud, stage, sizes, seed, choice)
+            stage.close()
 
 
 def _place_for_files():

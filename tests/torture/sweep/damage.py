@@ -64,7 +64,7 @@ CRASHES = {
 }
 
 
-def trials(cloud, stage, sizes, seed):
+def trials(cloud, stage, sizes, seed, _choice):
     chance = random.Random(f"{seed} {cloud} damage")
     stage.reset()
     at_rest = stored_files(stage)

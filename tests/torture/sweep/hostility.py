@@ -9,7 +9,7 @@ TAKEN = 64 * 1024 ** 2  # bytes that it may take from the server, all repetition
 KEPT = 16 * 1024 ** 2  # bytes that it may have more on its disk
 
 
-def trials(cloud, _stage, sizes, _seed):
+def trials(cloud, _stage, sizes, _seed, _choice):
     for trick in all_tricks():
         if sizes.has_slow_servers or not trick.is_slow:
             yield _trial(cloud, trick)

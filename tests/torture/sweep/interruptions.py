@@ -45,8 +45,10 @@ class Survey:
                 yield once(chosen, ordinals[chosen])
 
 
-def trials(cloud, stage, sizes, seed):
+def trials(cloud, stage, sizes, seed, choice):
     for command in COMMANDS:
+        if not choice.may_take(f"{cloud}: {command.name},"):
+            continue
         survey = Survey(stage, command)
         chance = random.Random(f"{seed} {cloud} {command.name}")
         yield from _kills(cloud, survey, sizes, chance)

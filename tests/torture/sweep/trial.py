@@ -19,3 +19,19 @@ class Trial:
 class Result:
     trial: Trial
     losses: tuple
+
+
+@dataclass(frozen=True)
+class Choice:
+    """The trials whose name holds a text."""
+
+    text: str
+    clouds: tuple  # all there are
+
+    def takes(self, trial):
+        return self.text in str(trial)
+
+    def may_take(self, beginning):
+        """Whether it may take a trial whose name begins so; it can tell when the text begins as a name does."""
+        is_beginning = self.text.startswith(tuple(f"{cloud}:" for cloud in self.clouds))
+        return not is_beginning or self.text.startswith(beginning) or beginning.startswith(self.text)
