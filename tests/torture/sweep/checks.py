@@ -37,7 +37,8 @@ class Expectation:
         self._command = command
         self._documents = dict(stage.documents)
         self._new_documents = {name: stage.files[path] for name, path in command.stored.items()}
-        self._repeated_documents = {name: stage.files[path] for name, path in command.stored_again.items()}
+        again = {**command.stored_again, **({} if stage.cloud.tells_contents else command.stored_twice)}
+        self._repeated_documents = {name: stage.files[path] for name, path in again.items()}
         self._new_files = {path: stage.documents[name] for path, name in command.fetched.items()}
 
     def check_moment(self):

@@ -12,6 +12,7 @@ class FolderCloud:
 
     options = ()
     environment = {}
+    tells_contents = True
 
     def __init__(self, place):
         self.folder = place / "cloud"
@@ -54,6 +55,8 @@ class Server:
 
 class CollectionCloud:
     """A collection on a server."""
+
+    tells_contents = False  # a crash may come before the server or the cache has been told the hash
 
     def __init__(self, server, name):
         self.folder = server.data / name

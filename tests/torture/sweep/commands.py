@@ -12,11 +12,13 @@ class Command:
     fetched: dict = field(default_factory=dict)  # local files that it makes or replaces: path and document
     picture: str = ""  # the local picture that it makes
     repeated: tuple = (0,)  # how it may end when its work had been done before
-    stored_again: dict = field(default_factory=dict)  # what it then adds: only a name of its own tells a document again
+    stored_again: dict = field(default_factory=dict)  # what it then adds: it looks for the file's own name only
+    stored_twice: dict = field(default_factory=dict)  # the same, where a cloud does not tell what a document holds
 
 
 LIST = Command("list", ("list",))
-UPLOAD = Command("upload", ("upload", "{local}/volume.pdf"), stored={"volume.pdf": "volume.pdf"})
+UPLOAD = Command("upload", ("upload", "{local}/volume.pdf"), stored={"volume.pdf": "volume.pdf"},
+                 stored_twice={"volume (2).pdf": "volume.pdf"})
 DOWNLOAD = Command("download", ("download", "atlas.pdf", "--to", "{local}/back"),
                    fetched={"back/atlas.pdf": "atlas.pdf"}, repeated=(0, 6))
 PREVIEW = Command("preview", ("preview", "letter.pdf", "--to", "{local}/letter.png"), picture="letter.png",

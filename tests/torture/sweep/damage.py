@@ -13,6 +13,7 @@ from trial import Trial
 LIST_FILE = "clouds/*/documents.sqlite"
 ALL_THAT_RUN = Command("all that run here", (), stored=UPLOAD.stored, fetched=DOWNLOAD.fetched, picture=PREVIEW.picture)
 MOST_IN_A_PAGE = 15  # records of the list, generously
+PARTIAL = ("cut", "zeroed", "bit turned")
 ZEROED = 512  # bytes: what a disk loses at a time
 
 
@@ -88,13 +89,10 @@ def stored_files(stage):
 
 
 def _damages(sizes, chance, name):
-    most = sizes.damages * (10 if name == LIST_FILE else 1)
-    yield Damage("emptied", 0, 0)
-    if name != LIST_FILE:
-        yield Damage("taken away", 0, 0)
-    for _ in range(most):
-        for kind in ("cut", "zeroed", "bit turned"):
-            yield Damage(kind, chance.random(), chance.randrange(8))
+    count = sizes.damages * (10 if name == LIST_FILE else 1)
+    whole = [Damage("emptied", 0, 0)] + ([] if name == LIST_FILE else [Damage("taken away", 0, 0)])
+    partial = [Damage(chance.choice(PARTIAL), chance.random(), chance.randrange(8)) for _ in range(count)]
+    return sizes.sample(whole + partial, count, chance)
 
 
 def _fault_of(stage, crash):

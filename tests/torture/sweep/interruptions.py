@@ -58,9 +58,9 @@ def trials(cloud, stage, sizes, seed, choice):
 
 
 def _kills(cloud, survey, sizes, chance):
-    for outcome, group in KILL_GROUPS.items():
+    for (outcome, group), count in zip(KILL_GROUPS.items(), (sizes.kills, sizes.torn_writes)):
         faults = [once(outcome, at) for at in range(1, survey.count(outcome) + 1)]
-        for fault in sizes.sample(faults, sizes.kills, chance):
+        for fault in sizes.sample(faults, count, chance):
             yield _trial(cloud, group, survey.command, fault)
 
 
@@ -68,10 +68,9 @@ def _errors(cloud, survey, sizes, chance):
     single = [*survey.each_call_once(chance.randrange(len(ERRORS)))]
     for fault in sizes.sample(single, sizes.errors, chance):
         yield _trial(cloud, f"one call fails: {fault.outcome}", survey.command, fault)
-    for outcome in LASTING:
-        lasting = [from_then_on(outcome, at) for at in range(1, survey.count(outcome) + 1)]
-        for fault in sizes.sample(lasting, sizes.lasting, chance):
-            yield _trial(cloud, f"all calls fail from then on: {outcome}", survey.command, fault)
+    lasting = [from_then_on(outcome, at) for outcome in LASTING for at in range(1, survey.count(outcome) + 1)]
+    for fault in sizes.sample(lasting, sizes.lasting_errors, chance):
+        yield _trial(cloud, f"all calls fail from then on: {fault.outcome}", survey.command, fault)
 
 
 def _trial(cloud, group, command, fault):

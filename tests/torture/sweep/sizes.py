@@ -8,10 +8,11 @@ class Sizes:
     """For each command on each cloud, but for the last two; None: all there are."""
 
     kills: int | None
+    torn_writes: int | None
     errors: int | None
-    lasting: int | None
+    lasting_errors: int | None
     random_kills: int
-    damages: int  # of each kind, for each stored file
+    damages: int  # for each stored file
     has_slow_servers: bool
 
     @staticmethod
@@ -21,5 +22,6 @@ class Sizes:
         return [things[index] for index in sorted(chance.sample(range(len(things)), count))]
 
 
-FULL = Sizes(kills=None, errors=None, lasting=8, random_kills=25, damages=40, has_slow_servers=True)
-QUICK = Sizes(kills=2, errors=4, lasting=1, random_kills=1, damages=1, has_slow_servers=False)
+FULL = Sizes(kills=None, torn_writes=None, errors=None, lasting_errors=24, random_kills=25, damages=40,
+             has_slow_servers=True)
+QUICK = Sizes(kills=2, torn_writes=1, errors=2, lasting_errors=1, random_kills=1, damages=1, has_slow_servers=False)

@@ -36,6 +36,7 @@ class ScriptedCloud:
 
     options = ()
     environment = {"ORVANE_CLOUD_TOKEN": "a-token"}
+    tells_contents = False
 
     def __init__(self, _place):
         self._documents = {}
