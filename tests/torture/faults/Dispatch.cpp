@@ -5,6 +5,7 @@
 #include "Fault.h"
 #include "RawCall.h"
 
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -122,8 +123,15 @@ Function* Next(Function*, const char* name)
 } // namespace
 } // namespace Orvane::Torture
 
-// A thread or a process that is made inside the handler would begin on the wrong stack: these two go round
-// it.
+// A thread or a process that is made inside the handler would begin on the wrong stack: these go round it.
+extern "C" int OrvaneRefuseProcess()
+{
+    const int error = Orvane::Torture::ErrorFor(Orvane::Torture::kMakeProcess);
+    if (error != 0)
+        errno = error;
+    return error;
+}
+
 extern "C" __attribute__((visibility("default"))) int pthread_create(pthread_t* thread,
                                                                      const pthread_attr_t* attributes,
                                                                      void* (*run)(void*),

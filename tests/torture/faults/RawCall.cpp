@@ -2,10 +2,11 @@
 
 __asm__(R"(
     .text
-    .globl kOrvaneRawCallsBegin, kOrvaneRawCallsEnd, OrvaneRawCall, OrvaneRawReturn
-    .hidden kOrvaneRawCallsBegin, kOrvaneRawCallsEnd, OrvaneRawCall, OrvaneRawReturn
+    .globl kOrvaneRawCallsBegin, kOrvaneRawCallsEnd, OrvaneRawCall, OrvaneRawReturn, vfork
+    .hidden OrvaneRefuseProcess, kOrvaneRawCallsBegin, kOrvaneRawCallsEnd, OrvaneRawCall, OrvaneRawReturn
     .type OrvaneRawCall, @function
     .type OrvaneRawReturn, @function
+    .type vfork, @function
 kOrvaneRawCallsBegin:
 OrvaneRawCall:
     mov %rdi, %rax
@@ -21,5 +22,20 @@ OrvaneRawReturn:
     mov $15, %eax
     syscall
     ud2
+# The child goes on with this stack and would overwrite the way back, which therefore stays in a register.
+vfork:
+    sub $8, %rsp
+    call OrvaneRefuseProcess
+    add $8, %rsp
+    test %eax, %eax
+    jnz 1f
+    pop %rdi
+    mov $58, %eax
+    syscall
+    push %rdi
+    test %eax, %eax
+    jns 2f
+1:  mov $-1, %eax
+2:  ret
 kOrvaneRawCallsEnd:
 )");

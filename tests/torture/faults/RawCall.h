@@ -9,6 +9,8 @@ extern "C" {
 long OrvaneRawCall(long number, long first = 0, long second = 0, long third = 0, long fourth = 0,
                    long fifth = 0, long sixth = 0);
 void OrvaneRawReturn(); ///< the end of a signal handler; never called by name
+/// Asked by vfork, which stands among the raw calls. Returns whether a fault befalls it, and sets errno then.
+__attribute__((visibility("hidden"))) int OrvaneRefuseProcess();
 extern const char kOrvaneRawCallsBegin[];
 extern const char kOrvaneRawCallsEnd[];
 }
