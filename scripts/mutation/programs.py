@@ -1,18 +1,21 @@
 """Which test programs are there to see a fault in which source: the quickest first, as the first failure ends it."""
 
 from fnmatch import fnmatch
+from pathlib import Path
+
+_TESTS = sorted(file.stem for file in (Path(__file__).resolve().parents[2] / "tests").glob("*Test.cpp"))
 
 _LIST = ["FileInfoTest", "IndexedQueriesTest", "FilesManagerTest", "FilesManagerPersistenceTest",
          "FilesManagerCostTest"]
-_MANAGER = ["CloudManagerTest", "CloudOperationsTest", "CloudRequestsTest"]
+_MANAGER = ["CloudManagerTest", "CloudOperationsTest", "CloudRequestsTest", "SignalReceivers*"]
 _STORAGE = ["SqliteCloudInfoStorageTest"]
-_SESSION = ["DocumentListMergerTest", "CloudSessionTest"]
+_SESSION = ["DocumentListMergerTest", "FailureReporter*", "CloudSessionTest", "*Session*"]
 _FOLDER = ["FolderTransportTest"]
 _FORMATS = ["DocumentIdTest", "WebDavFormatsTest"]
 _PURE = ("webdav/MultiStatus", "webdav/Property", "webdav/WebDavAddress", "webdav/WebDavDate", "webdav/WebDavQuota",
          "webdav/Md5Note", "webdav/DocumentVersion", "http/RetryPolicy", "http/NetworkError")
-_WEBDAV = ["WebDavFormatsTest", "ServerTraitsTest", "WebDavServersTest", "WebDavFaultsTest"]
-_PREVIEWS = ["PreviewCacheTest", "PreviewMakerTest"]
+_WEBDAV = ["WebDavFormatsTest", "ServerTraitsTest", "WebDavTransportTest", "WebDavServersTest", "WebDav*"]
+_PREVIEWS = ["PreviewCacheTest", "Preview*"]
 _CLIENT = ["RequestQueueTest", "ProtocolContractTest"]
 _PROGRAM = ["ProgramTextTest", "ProgramTest"]
 
@@ -50,4 +53,5 @@ _FITTING = (  # the first pattern that fits
 
 def fitting(path):
     """The names of the test programs for a source; none when nothing tests it."""
-    return next((programs for pattern, programs in _FITTING if fnmatch(path, pattern)), [])
+    wanted = next((patterns for source, patterns in _FITTING if fnmatch(path, source)), [])
+    return list(dict.fromkeys(test for pattern in wanted for test in _TESTS if fnmatch(test, pattern)))
