@@ -385,8 +385,8 @@ TEST_F(ProgramTest, EndsWhenItIsInterruptedWhileItHashesAFile)
     for (const auto& [words, file] : cases) {
         for (const int signal : {SIGINT, SIGTERM}) {
             const auto process = user.Start(Words(words));
-            EXPECT_TRUE(
-                QTest::qWaitFor([&] { return ProgramUser::IsReading(*process, file); }, kLongestRunInMs));
+            EXPECT_TRUE(QTest::qWaitFor([&, &read = file] { return ProgramUser::IsReading(*process, read); },
+                                        kLongestRunInMs));
             kill(static_cast<pid_t>(process->processId()), signal);
             EXPECT_THAT(user.Finish(*process, kInterrupted).err, HasSubstr("Interrupted")) << words.data();
         }

@@ -79,9 +79,10 @@ TEST(SafeFileNameTest, KeepsANameInsideItsFolder)
 
 TEST(PrintableTextTest, EscapesWhatDrivesATerminal)
 {
-    const TextCase cases[] = {{"Übergröße 😀 👩‍💻"_q, "Übergröße 😀 👩‍💻"_q},
-                              {"a\nb\r\t\x1b[2J\u009b"_q, "a\\nb\\r\\t\\u{1b}[2J\\u{9b}"_q},
-                              {"\u202e\u2028"_q, "\\u{202e}\\u{2028}"_q}};
+    const TextCase cases[] = {
+        {"Übergröße 😀 👩‍💻 \u200c"_q, "Übergröße 😀 👩‍💻 \u200c"_q},
+        {"a\nb\r\t\x1b[2J\u009b"_q, "a\\nb\\r\\t\\u{1b}[2J\\u{9b}"_q},
+        {"\u202e\u2028"_q, "\\u{202e}\\u{2028}"_q}};
     for (const auto& [text, expected] : cases)
         EXPECT_EQ(ToPrintable(text), expected);
     EXPECT_EQ(ToPrintableJson("{\"a\":\"\xc2\x9b\x7f\xc3\xa4\"}"), "{\"a\":\"\\u009b\\u007f\xc3\xa4\"}");
