@@ -71,7 +71,8 @@ TEST_F(IndexedQueriesTest, EveryValueOfARowIsAnsweredWithoutALogLine)
     Add(DocumentWithoutCloudSide());
     Add(std::make_shared<FileInfo>(cloud))->SetPath("/nowhere/\u00e4.pdf"_s, "cloud");
     EXPECT_EQ(m_list->GetDocumentState(1), 5) << "without a cloud side";
-    EXPECT_EQ(m_list->GetDocumentName(1), QString());
+    EXPECT_TRUE(m_list->GetDocumentName(1).isNull() && m_list->GetModifiedDateTime(1).isNull());
+    EXPECT_TRUE(m_list->GetPreviewsSet(1).isEmpty() && m_list->GetFileSize(1) == 0);
     for (const auto& query : kQueries)
         EXPECT_EQ(query.ask(*m_list, 0), query.whole) << query.signature;
     EXPECT_THAT(Happened(), IsEmpty());
