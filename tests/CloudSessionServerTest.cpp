@@ -6,6 +6,8 @@
 namespace Orvane::Tests {
 namespace {
 
+const auto kData = QStringLiteral("data of the server");
+
 /// Sessions over a collection of a real server.
 class CloudSessionServerTest : public CloudSessionFixture
 {
@@ -21,7 +23,7 @@ protected:
 
 TEST_F(CloudSessionServerTest, ARefusedSignInLeavesTheOneThatIsInUse)
 {
-    Open(QStringLiteral("data of the server"));
+    Open(kData);
     auto& cloud = m_session->Cloud();
     SignIn(m_cloud.Token());
     Await(&OrvaneCloudManager::AuthorizationFailed, [this] { m_session->SignIn(QStringLiteral("wrong")); });
@@ -40,10 +42,10 @@ TEST_F(CloudSessionServerTest, ARefusedSignInLeavesTheOneThatIsInUse)
 
 TEST_F(CloudSessionServerTest, RefreshesByItselfAtThePeriodOfItsSettings)
 {
-    const auto settings = m_root.filePath(QStringLiteral("data of the server/settings.ini"));
-    QDir(m_root.path()).mkdir(QStringLiteral("data of the server"));
-    Write(settings, "[Refresh]\nAutomatic=on\nIntervalInMilliseconds=7000\n");
-    Open(QStringLiteral("data of the server"));
+    QDir(m_root.path()).mkdir(kData);
+    Write(m_root.filePath(kData + QStringLiteral("/settings.ini")),
+          "[Refresh]\nAutomatic=on\nIntervalInMilliseconds=7000\n");
+    Open(kData);
     auto* timer = m_session->Cloud().findChild<QTimer*>();
     ASSERT_TRUE(timer && timer->isActive());
     EXPECT_EQ(timer->interval(), 7000);

@@ -105,6 +105,38 @@ TEST_F(CloudSessionTest, ARemovalThatFailsIsReportedAlsoWhenItsDocumentHasLeftTh
     EXPECT_EQ(m_failures[0].failure.code, FailureCode::Conflict);
 }
 
+TEST_F(CloudSessionTest, TwoDownloadsToOneNameNeverOverwriteEachOther)
+{
+    for (const char* name : {"a.pdf", "b.pdf"})
+        Write(CloudPath(QString::fromLatin1(name)), name);
+    SignIn();
+    Refresh();
+    QSignalSpy finished(&m_session->Cloud(), &OrvaneCloudManager::DownloadingFinished);
+    const auto downloadBoth = [&](const char* folder, ExistingFile existingFile) {
+        QDir().mkpath(LocalPath(QString::fromLatin1(folder)));
+        finished.clear();
+        m_failures.clear();
+        for (const char* id : {"a.pdf", "b.pdf"})
+            m_session->Download(QString::fromLatin1(id), {LocalPath(QString::fromLatin1(folder)),
+                                                          existingFile, QStringLiteral("one.pdf")});
+        const auto isEnded = [&] { return finished.size() + int(m_failures.size()) == 2; };
+        EXPECT_TRUE(QTest::qWaitFor(isEnded, kLongEnough));
+    };
+    downloadBoth("keep", ExistingFile::KeepBoth);
+    EXPECT_TRUE(m_failures.empty());
+    for (const char* id : {"a.pdf", "b.pdf"})
+        EXPECT_EQ(Read(QString::fromStdString(Listed(id)->GetPath().utf8string())), id);
+
+    downloadBoth("refuse", ExistingFile::Refuse);
+    ASSERT_EQ(m_failures.size(), 1u);
+    EXPECT_EQ(m_failures[0].failure.code, FailureCode::Conflict);
+    const auto& refused = m_failures[0].subject;
+    const auto arrived = refused == QStringLiteral("a.pdf") ? "b.pdf" : "a.pdf";
+    EXPECT_EQ(Read(LocalPath(QStringLiteral("refuse/one.pdf"))), arrived);
+    EXPECT_EQ(Read(QString::fromStdString(Listed(refused.toUtf8())->GetPath().utf8string())),
+              refused.toUtf8());
+}
+
 struct DownloadCase
 {
     const char* folder;

@@ -210,6 +210,22 @@ TEST_F(ProgramTest, TakesAnyNameThereAndBackInALocaleWithoutUtf8)
     EXPECT_EQ(user.FilesIn(data + "/cache/temporary"_q), QStringList());
 }
 
+TEST_F(ProgramTest, TwoDocumentsThatWouldBeOneFileDoNotOverwriteEachOther)
+{
+    const QString common(84, QLatin1Char('\\')); // written as three bytes each, which is cut at 255
+    QStringList ids;
+    for (const char* end : {"a.pdf", "b.pdf"}) {
+        ids.append(QString(common).replace(QLatin1Char('\\'), "%5C"_q) + QLatin1String(end));
+        user.Write(user.Cloud(common + QLatin1String(end)), PdfOf(ids.last()));
+    }
+    for (const QStringList& order : {ids, QStringList{ids[1], ids[0]}}) {
+        const auto results =
+            user.Run(Words("--json download --overwrite") + order, kConflict).Json()["results"_q];
+        EXPECT_EQ(user.Read(results[0]["path"_q].toString()), PdfOf(order[0]));
+        EXPECT_EQ(results[1]["ok"_q], false);
+    }
+}
+
 TEST_F(ProgramTest, GoesOnWithTheOthersWhenOneFails)
 {
     Upload("there.pdf");
