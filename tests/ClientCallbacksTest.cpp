@@ -2,6 +2,7 @@
 #include "support/ProtocolClient.h"
 
 #include <QEventLoop>
+#include <QThread>
 #include <QTimer>
 
 #include <cstring>
@@ -114,6 +115,28 @@ TEST(ClientCallbacksTest, MayDoAnything)
                 Check(request, action, &Answer::onProgress);
         }
     }
+}
+
+TEST(ClientCallbacksTest, LeaveTheEventLoopItsTurnsBetweenManyAnswers)
+{
+    constexpr int kAsked = 20;
+    Fixture fixture;
+    int turns = 0;
+    QTimer timer;
+    QObject::connect(&timer, &QTimer::timeout, [&] { ++turns; });
+    int answers = 0;
+    for (int request = 0; request < kAsked; ++request) { // of a kind that is answered without a worker
+        Client::OnImage onAnswer = [&](long long, RequestResult, const QPixmap&) {
+            if (++answers == 1)
+                timer.start(0);
+            QThread::msleep(2);
+            if (answers == kAsked)
+                timer.stop();
+        };
+        (void)fixture.client->userPic(std::move(onAnswer));
+    }
+    EXPECT_TRUE(WaitFor([&] { return answers == kAsked; }));
+    EXPECT_GE(turns, kAsked / 4);
 }
 
 } // namespace
