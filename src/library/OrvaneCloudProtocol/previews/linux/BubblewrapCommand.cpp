@@ -37,7 +37,7 @@ QStringList Mounted(const fs::path& path)
 {
     std::error_code ignored;
     const auto name = Support::ToText(path);
-    if (fs::is_symlink(path, ignored))
+    if (path.parent_path() == "/" && fs::is_symlink(path, ignored)) // into /usr
         return {QStringLiteral("--symlink"), Support::ToText(fs::read_symlink(path, ignored)), name};
     return {QStringLiteral("--ro-bind"), name, name};
 }
