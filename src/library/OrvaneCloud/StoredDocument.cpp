@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <stdexcept>
+#include <utility>
 
 namespace Orvane::PDF::Cloud::StoredDocument {
 namespace {
@@ -87,9 +88,10 @@ FileInfo::PreviewsSet ReadPreviews(const ICloudInfoStorage::Record& stored)
         end = std::min(text.find(kPreviewSeparator, begin), text.size());
         if (begin == end)
             continue;
-        if (count == kPreviewSizes.size())
+        auto path = ToPath(text.substr(begin, end - begin));
+        if (count == kPreviewSizes.size() || path.empty()) // a NUL character ends it
             return {};
-        previews.emplace(kPreviewSizes[count++], ToPath(text.substr(begin, end - begin)));
+        previews.emplace(kPreviewSizes[count++], std::move(path));
     }
     return count == kPreviewSizes.size() ? previews : FileInfo::PreviewsSet();
 }
