@@ -5,6 +5,7 @@
 
 #include <mutex>
 #include <optional>
+#include <thread>
 
 namespace Orvane::Social {
 namespace {
@@ -52,10 +53,12 @@ PreviewConfinement StrongestConfinement(const Job& job, std::chrono::millisecond
 
 PreviewConfinement UsedPreviewConfinement(const Job& job)
 {
-    static std::timed_mutex mutex;
+    static std::mutex mutex;
     static std::optional<PreviewConfinement> known;
-    while (!mutex.try_lock_for(kSlice))
+    while (!mutex.try_lock()) {
         job.ThrowIfCanceled();
+        std::this_thread::sleep_for(kSlice);
+    }
     const std::lock_guard lock(mutex, std::adopt_lock);
     if (!known)
         known = StrongestConfinement(job, kPatience);
