@@ -1,5 +1,4 @@
-"""Breaks the program off, lets its system calls fail, damages its files and answers it with lies, and looks for what was
-lost."""
+"""Breaks the program off, lets its system calls fail, damages its files, answers it with lies: what is lost?"""
 
 import argparse
 import os

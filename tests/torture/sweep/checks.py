@@ -39,12 +39,15 @@ class Expectation:
         self._new_documents = {name: stage.files[path] for name, path in command.stored.items()}
         again = {**command.stored_again, **({} if stage.cloud.tells_contents else command.stored_twice)}
         self._repeated_documents = {name: stage.files[path] for name, path in again.items()}
+        self._possible_documents = dict(self._new_documents)  # at this point of the trial
         self._new_files = {path: stage.documents[name] for path, name in command.fetched.items()}
 
-    def check_moment(self):
-        """Nothing is lost, nothing is there in part, wherever the command has been broken off."""
-        _, records_lost = self._read_list()
-        return [*self.check_files(), *self._damaged_databases(), *records_lost]
+    def check_moment(self, said_done=False):
+        """Nothing is lost, nothing is there in part, wherever the command has been broken off.
+
+        @param said_done  it has ended and said that it had done its work"""
+        records, records_lost = self._read_list()
+        return [*self._check_all_files(), *records_lost, *(self._check_done(records) if said_done else ())]
 
     def is_done(self):
         documents, files = self._stage.cloud.files(), read_files(self._stage.local)
@@ -60,19 +63,26 @@ class Expectation:
         allowed = self._command.repeated if was_done else (0,)
         if ended.status not in allowed:
             return [f"the next run ended with {ended.status}: {ended.said[-300:]}"]
-        if not self.is_done():
-            return ["the next run said that it had done its work, and had not"]
         if was_done:
-            self._new_documents.update(self._repeated_documents)
+            self._possible_documents.update(self._repeated_documents)
         leftovers = [*self._check_leftovers()]
-        records, records_lost = self._read_list()
-        return [*self.check_files(), *self._damaged_databases(), *leftovers, *records_lost, *self._check_final_records(records)]
+        return [*leftovers, *self.check_moment(said_done=True)]
+
+    def _check_done(self, records):
+        if not self.is_done():
+            yield "it said that it had done its work, and had not"
+        names = {name for name in self._stage.cloud.files() if not TEMPORARY.fullmatch(name)}
+        if {*records} != names:
+            yield f"it said that it had done its work, and the list holds {sorted(records)}"
+
+    def _check_all_files(self):
+        return [*self.check_files(), *self._damaged_databases()]
 
     def check_files(self):
         """Documents and the user's files; not what the program keeps for itself."""
         documents, files = self._stage.cloud.files(), read_files(self._stage.local)
-        return [*self._changed_documents(documents), *self._changed_files(files), *self._unwanted(documents, "the cloud"),
-                *self._unwanted(files, "the user's files")]
+        return [*self._changed_documents(documents), *self._unwanted(documents, "the cloud"),
+                *self._changed_files(files), *self._unwanted(files, "the user's files")]
 
     def _changed_documents(self, documents):
         for name, content in self._documents.items():
@@ -80,7 +90,7 @@ class Expectation:
                 yield f'"{name}" has vanished from the cloud'
             elif name in documents and documents[name] != content:
                 yield f'"{name}" in the cloud is another'
-        for name, content in self._new_documents.items():
+        for name, content in self._possible_documents.items():
             if name in documents and documents[name] != content:
                 yield f'"{name}" in the cloud is not whole'
 
@@ -97,8 +107,11 @@ class Expectation:
             yield "the picture is not whole"
 
     def _unwanted(self, found, where):
-        known = {*self._documents, *self._new_documents, *self._stage.files, *self._new_files, self._command.picture}
-        return [f'"{name}" is in {where}' for name in found if name not in known and not TEMPORARY.fullmatch(name)]
+        known = {*self._documents, *self._possible_documents, *self._stage.files, *self._new_files,
+                 self._command.picture}
+        for name in found:
+            if name not in known and not TEMPORARY.fullmatch(name):
+                yield f'"{name}" is in {where}'
 
     def _damaged_databases(self):
         for file in self._stage.data.rglob("*.damaged-*"):
@@ -134,10 +147,6 @@ class Expectation:
         for name in (*self._stage.cloud.files(), *read_files(self._stage.local)):
             if TEMPORARY.fullmatch(name):
                 yield name
-
-    def _check_final_records(self, records):
-        wanted = {*self._stage.cloud.files()}
-        return [] if {*records} == wanted else [f"the list at the end holds {sorted(records)}"]
 
 
 def integrity_of(database):

@@ -11,7 +11,8 @@ from program import once
 from trial import Trial
 
 LIST_FILE = "clouds/*/documents.sqlite"
-ALL_THAT_RUN = Command("all that run here", (), stored=UPLOAD.stored, fetched=DOWNLOAD.fetched, picture=PREVIEW.picture)
+ALL_THAT_RUN = Command("all that run here", (), stored=UPLOAD.stored, fetched=DOWNLOAD.fetched,
+                       picture=PREVIEW.picture)
 MOST_IN_A_PAGE = 15  # records of the list, generously
 PARTIAL = ("cut", "zeroed", "bit turned")
 ZEROED = 512  # bytes: what a disk loses at a time
@@ -114,7 +115,7 @@ def _at_rest(cloud, name, damage):
             losses += _check_command(stage, command)
         return losses
 
-    return Trial(cloud, f"damaged: {name}", f"{name} {damage}", run)
+    return Trial(cloud, f"damaged: `{name}`", f"{name} {damage}", run)
 
 
 def _after_crash(cloud, crash, fault, name, damage):
@@ -125,7 +126,7 @@ def _after_crash(cloud, crash, fault, name, damage):
             damage.apply(file)
         return _check_list(stage, damage) + _check_command(stage, crash.command)
 
-    return Trial(cloud, f"damaged {crash.name}: {name}", f"{name} {damage} {crash.name}", run)
+    return Trial(cloud, f"damaged {crash.name}", f"{name} {damage} {crash.name}", run)
 
 
 def _check_command(stage, command):

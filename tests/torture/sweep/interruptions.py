@@ -78,10 +78,8 @@ def _trial(cloud, group, command, fault):
         expectation = Expectation(stage, command)
         ended = stage.run(command.arguments, fault=fault)
         is_kill = fault.outcome in KILL_GROUPS
-        losses = check_end(ended, is_kill)
-        if ended.status == 0 and not expectation.is_done():
-            losses.append("it said that it had done its work, and had not")
-        return losses + expectation.check_moment() + expectation.check_repeat()
+        losses = check_end(ended, is_kill) + expectation.check_moment(said_done=ended.status == 0)
+        return losses + expectation.check_repeat()
 
     return Trial(cloud, group, f"{command.name}, {fault}", run)
 

@@ -93,7 +93,7 @@ def _wait(process, kill_after, patience):
 
 
 class _MemoryWatch:
-    """What the kernel says at the end would count the memory of this process, too, from which the other was forked."""
+    """What the kernel says at the end would count the memory that this process had when it made the other."""
 
     def __init__(self, pid):
         self.peak_bytes = 0

@@ -1,14 +1,14 @@
 """Where the table ends up: on the terminal, and in the document about reliability."""
 
-import platform
 import os
+import platform
 
 _BEGIN = "<!-- What follows is written by scripts/torture --write. -->\n"
 _END = "<!-- Here ends what scripts/torture has written. -->\n"
 
 
 def text_of(results, options, seconds):
-    return "\n".join((_conditions(results, options, seconds), "", *_table(results), *_losses(results))) + "\n"
+    return "\n".join((_conditions(results, options, seconds), "", *_table(results), *_losses(results, options))) + "\n"
 
 
 def write_into(document, text):
@@ -26,20 +26,24 @@ def _conditions(results, options, seconds):
 
 
 def _table(results):
-    clouds = list(dict.fromkeys(result.trial.cloud for result in results))
-    clouds.sort(key=_CLOUDS.index)
-    groups = sorted(dict.fromkeys(result.trial.group for result in results))
-    yield _row("what went wrong", *clouds, "lost")
+    clouds = [cloud for cloud in _CLOUDS if any(result.trial.cloud == cloud for result in results)]
+    groups = sorted({result.trial.group for result in results})
+    yield _row("what went wrong", *(_CLOUDS[cloud] for cloud in clouds), "lost")
     yield _row(*["---"] * (len(clouds) + 2))
     for group in groups:
         ours = [result for result in results if result.trial.group == group]
-        counts = [sum(result.trial.cloud == cloud for result in ours) for cloud in clouds]
-        yield _row(group, *(f"{count:,}" if count else "" for count in counts), _verdict(ours))
-    yield _row("all", *(f"{sum(result.trial.cloud == cloud for result in results):,}" for cloud in clouds),
-               _verdict(results))
+        yield _row(group, *_counts(ours, clouds), _verdict(ours))
+    yield _row("all", *_counts(results, clouds), _verdict(results))
 
 
-_CLOUDS = ["folder", "crowded", "apache", "rclone", "hostile"]
+_CLOUDS = {"folder": "folder", "crowded": "folder, long list", "apache": "Apache", "rclone": "rclone",
+           "hostile": "scripted server"}
+
+
+def _counts(results, clouds):
+    for cloud in clouds:
+        count = sum(result.trial.cloud == cloud for result in results)
+        yield f"{count:,}" if count else ""
 
 
 def _verdict(results):
@@ -51,9 +55,10 @@ def _row(*cells):
     return "| " + " | ".join(cells) + " |"
 
 
-def _losses(results):
+def _losses(results, options):
     bad = [result for result in results if result.losses]
+    again = f"scripts/torture{' --quick' if options.quick else ''} --seed {options.seed} --only"
     if bad:
         yield ""
     for result in bad:
-        yield f"- `scripts/torture --only \"{result.trial}\"`: {'; '.join(line.strip() for line in result.losses)}"
+        yield f"- `{again} \"{result.trial}\"`: {'; '.join(' '.join(loss.split()) for loss in result.losses)}"

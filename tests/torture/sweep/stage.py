@@ -63,8 +63,8 @@ class Stage:
 
     def run(self, arguments, **how):
         filled = [text.replace("{local}", str(self.local)) for text in arguments]
-        return self.program.run(["--cloud", self.cloud.address, "--data", str(self.data), *self.cloud.options, *filled],
-                                self.cloud.environment, folder=self.work, **how)
+        where = ["--cloud", self.cloud.address, "--data", str(self.data), *self.cloud.options]
+        return self.program.run([*where, *filled], self.cloud.environment, folder=self.work, **how)
 
     def list_offline(self):
         """How the program ended, and the path of each document's local copy by its id."""

@@ -135,8 +135,9 @@ def entry(href, properties):
 
 
 def listing(entries, before="", after=""):
-    text = f'<?xml version="1.0" encoding="utf-8"?>{before}<D:multistatus xmlns:D="DAV:">{"".join(entries)}</D:multistatus>'
-    return Answer(207, (text + after).encode(), {"Content-Type": "application/xml; charset=utf-8"})
+    text = (f'<?xml version="1.0" encoding="utf-8"?>{before}'
+            f'<D:multistatus xmlns:D="DAV:">{"".join(entries)}</D:multistatus>{after}')
+    return Answer(207, text.encode(), {"Content-Type": "application/xml; charset=utf-8"})
 
 
 class _Listener(socketserver.ThreadingTCPServer):
