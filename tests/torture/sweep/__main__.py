@@ -62,6 +62,8 @@ def _torture(options, work):
         crew = Crew(work, makers, options.jobs)
         choice = Choice(options.only, tuple(makers))
         trials = [trial for trial in _trials(crew, sizes, options.seed, choice) if choice.takes(trial)]
+        if not trials:
+            sys.exit(f"There is no trial whose name holds \"{options.only}\".")
         random.Random(options.seed).shuffle(trials)  # those that wait and those that work side by side
         return list(crew.run(trials))
     finally:
