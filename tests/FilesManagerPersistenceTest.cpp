@@ -63,6 +63,7 @@ TEST_F(FilesManagerPersistenceTest, ValuesThatDoNotParseTakeTheirDefault)
         {"modified_time", huge, ""},
         // Previews come in threes or not at all.
         {"preview_path", ";;a;; \u00e9;c", "a; \u00e9;c;"},
+        {"preview_path", "a\0b;\xff;c"_s, "a;\ufffd;c;"},
         {"preview_path", "a;b;", ""},
         {"preview_path", "a;b;c;d;", ""},
     };

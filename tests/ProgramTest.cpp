@@ -266,7 +266,7 @@ TEST_F(ProgramTest, GoesOnWithTheOthersWhenOneFails)
     EXPECT_EQ(user.Read(user.Work("1%5C.pdf"_q)), PdfOf("1\\.pdf"_q)) << "the second replaced the first";
 }
 
-TEST_F(ProgramTest, RemovesNothingWhenTheUserAtATerminalSaysNo)
+TEST_F(ProgramTest, AsksBeforeItRemovesAndShowsProgressAtATerminal)
 {
     if (QStandardPaths::findExecutable("script"_q).isEmpty())
         GTEST_SKIP() << "no program to make a terminal with";
@@ -275,6 +275,8 @@ TEST_F(ProgramTest, RemovesNothingWhenTheUserAtATerminalSaysNo)
     user.RunShell(line.arg("n"_q, "a.pdf"_q), kFailed);
     user.RunShell(line.arg("y"_q, "b.pdf"_q));
     EXPECT_EQ(user.FilesIn(user.Cloud()), Words("a.pdf"));
+    const QString download = "TERM=xterm script -qec '\"$ORVANE\" download a.pdf --to links' /dev/null"_q;
+    EXPECT_THAT(user.RunShell("mkdir links; "_q + download).out, HasSubstr("]   0 %  a.pdf\r\x1b[K"));
 }
 
 TEST_F(ProgramTest, KeepsOneListForEachCloudHoweverItIsSpelled)
