@@ -30,7 +30,10 @@ TEST(FileInfoTest, EveryFieldOfTheCloudSideCountsAsAChange)
     const FileInfo::CloudInfo same("abc", "n", 1, true, {}, no, no, 2, "h");
     auto previewed = same;
     previewed.SetPreviewPathBySize(ioPath("/p"_s), PreviewSize::Small);
-    EXPECT_FALSE(FileInfo(same).UpdateCloudInfo(same));
+    FileInfo bare(same);
+    EXPECT_FALSE(bare.UpdateCloudInfo(same));
+    bare.GetRedactableCloudInfo().reset();
+    EXPECT_TRUE(bare.UpdateCloudInfo(same) && bare.GetCloudInfo());
     for (const FileInfo::CloudInfo& other : {FileInfo::CloudInfo("ab", "n", 1, true, {}, no, no, 2, "h"),
                                              {"abc", "m", 1, true, {}, no, no, 2, "h"},
                                              {"abc", "n", 2, true, {}, no, no, 2, "h"},

@@ -161,11 +161,12 @@ TEST_F(StoredDatesTest, TextsAreReadAsQtReadsThem)
 {
     for (const std::string text :
          {"Sat Feb 29 12:34:56 2020 GMT", "Sun Feb 29 12:34:56 2021 GMT", "Sun Mar 28 02:30:00 2021",
-          "Sun Oct 31 02:30:00 2021", "Mon Mar 1 24:00:00 2021", "Mon Mar 1 05:60:07 2021",
-          "Mon Mar 01 05:06:07 0021", "Mon Mar  1 05:06:07 2021", "Mon Mar 1 5:06:07 2021",
-          "Mon Mar 1 05:06 2021 GMT", "Mon Mar 1 05:06:07 12021", "Mon Mar 1 05:06:07 2021 GMT+0545",
-          "Mon Mar 1 05:06:07 2021 gmt", "Mon Mar 1 05:06:07 2021 GMT ", "Mon Mar 1 05:06:07 2021 UTC",
-          "Mon 1. Mar 05:06:07 2021", "Mon Mar 1 05:06:07.5 2021", "Mon Mar 1"}) {
+          "Sun Oct 31 02:30:00 2021",     "Mon Mar 1 24:00:00 2021",      "Mon Mar 1 05:60:07 2021",
+          "Mon Mar 01 05:06:07 0021",     "Mon Mar  1 05:06:07 2021",     "Mon Mar 1 5:06:07 2021",
+          "Mon Mar 1 05:06 2021 GMT",     "Mon Mar 1 05:06:07 12021",     "Mon Mar 1 05:06:07 2021 GMT+0545",
+          "Mon Mar 1 05:06:07 2021 gmt",  "Mon Mar 1 05:06:07 2021 GMT ", "Mon Mar 1 05:06:07 2021 UTC",
+          "Mon 1. Mar 05:06:07 2021",     "Mon Mar 1 05:06:07.5 2021",    "Mon Mar 1",
+          "Mon Mar 1 05:06:07 202;",      "Mon Mar 1 05:0607 2021"}) {
         m_storage->m_records = {{"abc", {{"created_at", text}}}};
         Open();
         const auto read = Stored("abc").GetCloudInfo()->GetCreatedAt();

@@ -88,6 +88,8 @@ TEST_F(IndexedQueriesTest, SizeIsTheLocalOneUnlessThatIsZero)
     EXPECT_EQ(m_list->GetFileSize(0), 5000);
     file.write(QByteArray(1234, 'x'));
     EXPECT_EQ(m_list->GetFileSize(0), 1234);
+    document->SetPath(file.fileName().toStdString() + "\0x"_s, "h");
+    EXPECT_EQ(m_list->GetFileSize(0), 5000) << "no file has such a name";
 }
 
 } // namespace
