@@ -111,6 +111,10 @@ TEST(IoPathTest, RemovesFilesAndNothingElse)
     QFile file(folder.path() + "/\u00e4.pdf"_q);
     path.remove();
     ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    const ioPath cut(path.utf8string() + "\0x"_s);
+    cut.remove();
+    EXPECT_TRUE(path.exists() && !cut.exists()) << "no file has such a name";
+    EXPECT_EQ(ioPath::from<const QString&>("a"_q).utf8string(), "a");
     path.remove();
     EXPECT_FALSE(path.exists() || ioPath().exists());
     ioPath::from(folder.path()).remove();
