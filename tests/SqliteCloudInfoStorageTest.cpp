@@ -115,6 +115,7 @@ TEST_F(SqliteCloudInfoStorageTest, StoresABurstWithTheEventLoopAndKeepsOnTryingW
     storage->SetValue("b", "key", "4");
     EXPECT_EQ(storage->LoadRecords(), all);
     EXPECT_EQ(stored(), all) << "it was handed out before";
+    QCoreApplication::processEvents();
     storage->RemoveRecord("large");
     QCoreApplication::processEvents();
     EXPECT_EQ(stored().size(), 1U);
