@@ -166,7 +166,7 @@ TEST_F(StoredDatesTest, TextsAreReadAsQtReadsThem)
           "Mon Mar 1 05:06 2021 GMT",     "Mon Mar 1 05:06:07 12021",     "Mon Mar 1 05:06:07 2021 GMT+0545",
           "Mon Mar 1 05:06:07 2021 gmt",  "Mon Mar 1 05:06:07 2021 GMT ", "Mon Mar 1 05:06:07 2021 UTC",
           "Mon 1. Mar 05:06:07 2021",     "Mon Mar 1 05:06:07.5 2021",    "Mon Mar 1",
-          "Mon Mar 1 05:06:07 202;",      "Mon Mar 1 05:0607 2021"}) {
+          "Mon Mar 11 05:06:07 202;",     "Mon Mar 1 05:0607 2021"}) {
         m_storage->m_records = {{"abc", {{"created_at", text}}}};
         Open();
         const auto read = Stored("abc").GetCloudInfo()->GetCreatedAt();

@@ -68,7 +68,7 @@ TEST_F(IndexedQueriesTest, EveryValueOfARowIsAnsweredWithoutALogLine)
     FileInfo::CloudInfo cloud("\u00efd\0x"_s, "n\u00e4me.pdf", 5000, true, {}, {}, kModified, 0, "cloud");
     cloud.SetPreviewPathBySize("/sm\u00e4ll #1%.png"_s, PreviewSize::Small);
     cloud.SetPreviewPathBySize("/large.png"_s, PreviewSize::Large);
-    Add(DocumentWithoutCloudSide());
+    Add(std::make_shared<FileInfo>(cloud))->GetRedactableCloudInfo().reset();
     Add(std::make_shared<FileInfo>(cloud))->SetPath("/nowhere/\u00e4.pdf"_s, "cloud");
     EXPECT_EQ(m_list->GetDocumentState(1), 5) << "without a cloud side";
     EXPECT_TRUE(m_list->GetDocumentName(1).isNull() && m_list->GetModifiedDateTime(1).isNull());

@@ -193,7 +193,10 @@ TEST_F(SqliteCloudInfoStorageTest, KeepsADamagedFileAsItIsWhenItCannotBeReplaced
     EXPECT_TRUE(Read(m_file) == damaged);
     for (const auto& entry : fs::directory_iterator(m_file.parent_path()))
         EXPECT_THAT(entry.path().filename(), AnyOf("list.sqlite", "list.sqlite.lock"));
-    EXPECT_EQ(Open(m_file)->LoadRecords().size(), 1U) << "what was removed came back";
+    const auto link = m_folder.Path() / "link";
+    fs::create_symlink(m_file, link);
+    EXPECT_EQ(Open(link)->LoadRecords().size(), 1U) << "what was removed came back";
+    EXPECT_TRUE(fs::is_symlink(link)) << "the link was replaced, not its file";
     EXPECT_EQ(fs::status(m_file.parent_path()).permissions(), fs::perms::owner_all);
 }
 
