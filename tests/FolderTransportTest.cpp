@@ -26,6 +26,7 @@ using Support::TemporaryJournal;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using Testing::Read;
+using testing::UnorderedElementsAre;
 using Testing::Write;
 using Tests::NamesIn;
 
@@ -313,6 +314,93 @@ TEST_F(FolderTransportTest, ADownloadLeavesAloneWhatAppearsAtItsTargetMeanwhile)
     EXPECT_TRUE(fs::is_fifo(local / "pipe.pdf"));
 }
 
+fs::path TemporaryIn(const fs::path& folder)
+{
+    const auto isTemporary = [](const auto& entry) {
+        return Support::IsTemporaryName(entry.path().filename().string());
+    };
+    return *std::find_if(fs::directory_iterator(folder), fs::directory_iterator(), isTemporary);
+}
+
+TEST_F(FolderTransportTest, WhatIsMadeHasTheRightsOfWhatItReplacesAndNobodyElseGetsMoreMeanwhile)
+{
+    const auto former = ::umask(022);
+    const auto longAgo = fs::file_time_type::clock::now() - std::chrono::hours(1);
+    Write(cloud / "a.pdf", "new");
+    fs::last_write_time(cloud / "a.pdf", longAgo);
+    const auto rightsOf = [](const fs::path& file) {
+        return static_cast<unsigned>(fs::status(file).permissions());
+    };
+    for (const unsigned rights : {0600U, 0640U, 0666U, 0U}) { // 0: nothing is replaced
+        for (const auto& folder : {local, cloud}) {
+            const auto name = std::to_string(rights) + ".pdf";
+            const auto target = folder / name;
+            if (rights != 0) {
+                Write(target, "old");
+                fs::permissions(target, static_cast<fs::perms>(rights));
+            }
+            unsigned widest = 0;
+            onProgress = [&](Job&) { widest |= rightsOf(TemporaryIn(folder)); };
+            if (folder == local)
+                EXPECT_EQ(Fetch(QStringLiteral("a.pdf"), name), std::nullopt);
+            else
+                EXPECT_EQ(Store(name, rights == 0 ? QString() : QString::fromStdString(name)), std::nullopt);
+            EXPECT_GT(fs::last_write_time(target), longAgo) << "new here, however old it is there";
+            fs::last_write_time(local / name, longAgo);
+            EXPECT_EQ(Read(target), "new");
+            EXPECT_EQ(rightsOf(target), rights == 0 ? 0644U : rights);
+            EXPECT_EQ(widest & ~rightsOf(target), 0U);
+        }
+    }
+    ::umask(former);
+}
+
+TEST_F(FolderTransportTest, WhoMayRenameInTheFolderChangesNoOtherFile)
+{
+    Write(cloud / "a.pdf", "new");
+    Write(local / "b.pdf", "new");
+    for (const auto& folder : {local, cloud}) {
+        const auto secret = folder / "secret";
+        Write(secret, "secret");
+        fs::permissions(secret, fs::perms::owner_read | fs::perms::owner_write);
+        Write(folder / "target.pdf", "old");
+        fs::permissions(folder / "target.pdf", fs::perms::all);
+        onProgress = [&](Job&) {
+            if (const auto temporary = TemporaryIn(folder); fs::file_size(temporary) == 0) {
+                fs::rename(temporary, folder / "stolen");
+                fs::create_hard_link(secret, temporary);
+            }
+        };
+        if (folder == local)
+            (void)Fetch(QStringLiteral("a.pdf"), "target.pdf");
+        else
+            (void)Store("b.pdf", QStringLiteral("target.pdf"));
+        EXPECT_EQ(fs::status(secret).permissions(), fs::perms::owner_read | fs::perms::owner_write);
+        EXPECT_EQ(Read(secret), "secret");
+    }
+}
+
+TEST_F(FolderTransportTest, NothingIsMadeInAFolderThatHasTakenTheOthersPlace)
+{
+    const auto moved = scratch.Path() / "moved";
+    Write(local / "b.pdf", "new");
+    Write(cloud / "b.pdf", "old");
+    for (const char* replaced : {"", "b.pdf"}) {
+        onProgress = [&](Job&) {
+            if (!fs::exists(moved)) {
+                fs::rename(cloud, moved);
+                fs::create_directory(cloud);
+            }
+        };
+        EXPECT_EQ(Store("b.pdf", QString::fromUtf8(replaced)), FailureCode::NotFound) << replaced;
+        EXPECT_THAT(NamesIn(cloud), IsEmpty());
+        EXPECT_THAT(NamesIn(moved), ElementsAre("b.pdf"));
+        fs::remove(cloud);
+        fs::rename(moved, cloud);
+    }
+    EXPECT_EQ(Read(cloud / "b.pdf"), "old");
+}
+
 TEST_F(FolderTransportTest, NothingIsCommittedOnceCancelHasReturned)
 {
     const std::string bytes(3'000'000, 'x');
@@ -456,6 +544,14 @@ TEST_F(FolderTransportTest, SignInSweepsWhatACrashHasLeft)
     int status = 0;
     ASSERT_EQ(::waitpid(child, &status, 0), child);
     Write(local / "precious.pdf", "x");
+    // What a client on another machine has left, what one there is writing, and what is only old.
+    const auto left = cloud / Support::NewTemporaryName();
+    const auto theirs = cloud / Support::NewTemporaryName();
+    for (const auto& file : {left, theirs, cloud / "old.pdf", cloud / ".old.part"})
+        Write(file, "x");
+    for (const auto& [file, age] : {std::pair(left, 25), std::pair(theirs, 23),
+                                    std::pair(cloud / "old.pdf", 9999), std::pair(cloud / ".old.part", 9999)})
+        fs::last_write_time(file, fs::file_time_type::clock::now() - std::chrono::hours(age));
     TemporaryJournal living(cache / "temporaries");
     const PartFile underWay(cloud, living);
 
@@ -463,8 +559,9 @@ TEST_F(FolderTransportTest, SignInSweepsWhatACrashHasLeft)
     EXPECT_THAT(NamesIn(local), ElementsAre("precious.pdf"));
     const auto temporary = underWay.TemporaryPath().filename().string();
     EXPECT_THAT(NamesIn(cloud),
-                ElementsAre(temporary, "both (2).pdf", "both.pdf", "replaced.pdf", "reserved.pdf",
-                            "taken away.pdf", "theirs (2).pdf", "theirs.pdf"));
+                UnorderedElementsAre(temporary, theirs.filename().string(), ".old.part", "both (2).pdf",
+                                     "both.pdf", "old.pdf", "replaced.pdf", "reserved.pdf", "taken away.pdf",
+                                     "theirs (2).pdf", "theirs.pdf"));
     for (const char* name : {"both (2).pdf", "reserved.pdf", "taken away.pdf", "theirs (2).pdf"})
         EXPECT_EQ(Read(cloud / name), "held") << name;
 }

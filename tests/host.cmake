@@ -1,4 +1,4 @@
-foreach(test IN ITEMS CloudAccountSettingsTest HashMemoryTest LocalFileSystemTest Md5Test
+foreach(test IN ITEMS CloudAccountSettingsTest HashMemoryTest LocalFileSystemTest Md5Test PrivateFilesTest
         SqliteCloudInfoStorageTest)
     orvane_test(${test} LIBRARIES OrvaneCloudHost OrvaneCloudSupport)
 endforeach()

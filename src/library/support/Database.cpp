@@ -2,6 +2,7 @@
 
 #include "DatabaseImage.h"
 #include "PathText.h"
+#include "PrivateFiles.h"
 
 #include <QDateTime>
 
@@ -156,6 +157,7 @@ void Prepare(SQLite::Database& database, const Schema& schema, const fs::path& f
 
 std::unique_ptr<SQLite::Database> TryToOpen(const fs::path& file, const Schema& schema)
 {
+    MakePrivateFile(file); // the journals that SQLite puts beside it get the same rights
     try {
         auto database = std::make_unique<SQLite::Database>(
             file.u8string(), SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE | SQLite::OPEN_NOMUTEX,
@@ -343,13 +345,15 @@ fs::path RealPath(const fs::path& file)
 void MakeFolderOf(const fs::path& file)
 {
     const auto folder = file.parent_path();
-    std::error_code error;
-    const bool isNew = fs::create_directories(folder, error);
-    if (error)
-        throw DatabaseError(Reason::NotWritable,
-                            "The folder " + Quoted(folder) + " cannot be made (" + error.message() + ')');
-    if (isNew)
-        fs::permissions(folder, fs::perms::owner_all, error);
+    std::error_code ignored;
+    if (fs::is_directory(folder, ignored))
+        return;
+    try {
+        MakePrivateFolder(folder);
+    } catch (const fs::filesystem_error& error) {
+        throw DatabaseError(Reason::NotWritable, "The folder " + Quoted(folder) + " cannot be made (" +
+                                                     error.code().message() + ')');
+    }
 }
 
 OpenedDatabase OpenDatabase(const fs::path& file, const Schema& schema, const CarryOver& carryOver)

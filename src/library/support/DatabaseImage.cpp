@@ -1,11 +1,12 @@
 #include "DatabaseImage.h"
 
+#include "InputFile.h"
+
 #include <SQLiteCpp/SQLiteCpp.h>
 #include <sqlite3.h>
 
 #include <algorithm>
 #include <cstring>
-#include <fstream>
 #include <string>
 
 namespace Orvane::Support {
@@ -26,10 +27,9 @@ constexpr char kWriteAheadLog = 2;
 
 std::string ReadWhole(const fs::path& file)
 {
-    std::string bytes(fs::file_size(file), '\0');
-    std::ifstream stream(file, std::ios::binary);
-    stream.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    if (!stream)
+    const auto size = fs::file_size(file);
+    auto bytes = ContentOf(file, size);
+    if (bytes.size() != size)
         throw fs::filesystem_error("cannot be read", file, std::make_error_code(std::errc::io_error));
     return bytes;
 }

@@ -1,10 +1,12 @@
 #include <support/FileLock.h>
 
+#include <support/InputFile.h>
+#include <support/PrivateFiles.h>
+
 #include <QtGlobal>
 
 #include <algorithm>
 #include <cerrno>
-#include <fstream>
 #include <thread>
 #include <utility>
 
@@ -31,6 +33,20 @@ bool IsStillAt(const std::filesystem::path& file, int descriptor)
     return ::fstat(descriptor, &opened) == 0 && ::stat(file.c_str(), &named) == 0 &&
            opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
 }
+
+// At the file's end. Returns false when a part is missing.
+bool IsWritten(int descriptor, const std::string& text, off_t end)
+{
+    std::size_t done = 0;
+    while (done < text.size()) {
+        const auto count =
+            ::pwrite(descriptor, text.data() + done, text.size() - done, end + static_cast<off_t>(done));
+        if (count == 0 || (count < 0 && errno != EINTR))
+            return false;
+        done += static_cast<std::size_t>(std::max<ssize_t>(count, 0));
+    }
+    return true;
+}
 #endif
 
 } // namespace
@@ -55,15 +71,33 @@ FileLock::Result FileLock::Take(std::chrono::milliseconds patience)
     }
 }
 
+std::string FileLock::Signature() const
+{
+    try {
+        return ContentOf(m_file, kLongestSignature);
+    } catch (const std::filesystem::filesystem_error&) {
+        return {};
+    }
+}
+
+void FileLock::SignAs(const std::string& holder)
+{
+    Empty();
+    (void)Append(holder);
+}
+
 #ifdef Q_OS_UNIX
 FileLock::Result FileLock::TryOnce()
 {
     Release();
-    m_descriptor = ::open(m_file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    m_descriptor =
+        ::open(m_file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, S_IRUSR | S_IWUSR);
     if (m_descriptor < 0)
         return Result::NotWritable;
-    if (::flock(m_descriptor, LOCK_EX | LOCK_NB) == 0 && IsStillAt(m_file, m_descriptor))
+    if (::flock(m_descriptor, LOCK_EX | LOCK_NB) == 0 && IsInPlace()) {
+        MakePrivate(m_file);
         return Result::Taken;
+    }
     const bool isUnsupported = errno == ENOLCK || errno == ENOSYS || errno == EOPNOTSUPP || errno == EINVAL;
     Release();
     return isUnsupported ? Result::Unsupported : Result::HeldElsewhere;
@@ -74,6 +108,44 @@ void FileLock::Release()
     if (m_descriptor >= 0)
         ::close(std::exchange(m_descriptor, -1));
 }
+
+bool FileLock::IsInPlace() const
+{
+    return m_descriptor >= 0 && IsStillAt(m_file, m_descriptor);
+}
+
+bool FileLock::Append(const std::string& text)
+{
+    struct stat status = {};
+    if (m_isSpoiled || ::fstat(m_descriptor, &status) != 0)
+        return false;
+    if (IsWritten(m_descriptor, text, status.st_size))
+        return true;
+    m_isSpoiled = ::ftruncate(m_descriptor, status.st_size) != 0;
+    return false;
+}
+
+void FileLock::Empty()
+{
+    if (::ftruncate(m_descriptor, 0) == 0)
+        m_isSpoiled = false;
+}
+
+std::optional<std::string> FileLock::Content() const
+{
+    struct stat status = {};
+    if (::fstat(m_descriptor, &status) != 0)
+        return std::nullopt;
+    std::string content(static_cast<std::size_t>(status.st_size), '\0');
+    for (std::size_t done = 0; done < content.size();) {
+        const auto count =
+            ::pread(m_descriptor, &content[done], content.size() - done, static_cast<off_t>(done));
+        if (count == 0 || (count < 0 && errno != EINTR))
+            return std::nullopt;
+        done += static_cast<std::size_t>(std::max<ssize_t>(count, 0));
+    }
+    return content;
+}
 #else
 FileLock::Result FileLock::TryOnce()
 {
@@ -81,20 +153,23 @@ FileLock::Result FileLock::TryOnce()
 }
 
 void FileLock::Release() {}
+
+bool FileLock::IsInPlace() const
+{
+    return false;
+}
+
+bool FileLock::Append(const std::string&)
+{
+    return false;
+}
+
+void FileLock::Empty() {}
+
+std::optional<std::string> FileLock::Content() const
+{
+    return std::nullopt;
+}
 #endif
-
-void FileLock::SignAs(const std::string& holder)
-{
-    std::ofstream(m_file, std::ios::binary | std::ios::trunc) << holder;
-}
-
-std::string FileLock::Signature() const
-{
-    std::string text(kLongestSignature, '\0');
-    std::ifstream stream(m_file, std::ios::binary);
-    stream.read(text.data(), static_cast<std::streamsize>(text.size()));
-    text.resize(static_cast<std::size_t>(stream.gcount()));
-    return text;
-}
 
 } // namespace Orvane::Support

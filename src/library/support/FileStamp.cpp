@@ -6,6 +6,7 @@
 #include <cerrno>
 
 #ifdef Q_OS_UNIX
+#include <support/PosixStamp.h>
 #include <sys/stat.h>
 #else
 #include <QDateTime>
@@ -46,6 +47,8 @@ namespace {
                                             std::error_code(errno, std::generic_category()));
 }
 
+} // namespace
+
 std::optional<FileStamp> StampIn(const struct stat& status)
 {
     if (!S_ISREG(status.st_mode))
@@ -58,8 +61,6 @@ std::optional<FileStamp> StampIn(const struct stat& status)
     return FileStamp{status.st_dev, status.st_ino, static_cast<std::uint64_t>(status.st_size),
                      Nanoseconds(modified), Nanoseconds(changed)};
 }
-
-} // namespace
 
 std::optional<FileStamp> StampOf(const std::string& utf8File)
 {

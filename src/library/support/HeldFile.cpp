@@ -5,6 +5,7 @@
 #include <support/TemporaryJournal.h>
 
 #include <algorithm>
+#include <functional>
 
 namespace Orvane::Support {
 
@@ -12,42 +13,43 @@ namespace {
 
 namespace fs = std::filesystem;
 
-bool MoveToFree(const fs::path& from, const fs::path& to)
+bool MoveToFree(const Folder& folder, const fs::path& from, const fs::path& to)
 {
-    auto result = RenameToFree(from, to);
+    auto result = folder.RenameToFree(from, to);
     if (result == RenameResult::Unsupported) {
-        result = LinkToFree(from, to);
+        result = folder.LinkToFree(from, to);
         if (result == RenameResult::Done)
-            fs::remove(from);
+            folder.Remove(from);
     }
-    return result == RenameResult::Unsupported ? RenameToReserved(from, to) : result == RenameResult::Done;
+    return result == RenameResult::Unsupported ? RenameToReserved(folder, from, to)
+                                               : result == RenameResult::Done;
 }
 
-bool IsHomeReserved(const HeldFile& held)
+bool IsHomeReserved(const Folder& folder, const HeldFile& held)
 {
-    const auto present = held.reservation ? LookAt(held.home, Links::NotFollowed) : std::nullopt;
+    const auto present = held.reservation ? folder.LookAt(held.home.filename()) : std::nullopt;
     return present && IsSameVersion(*present, *held.reservation);
 }
 
-bool PutBack(const HeldFile& held)
+bool PutBack(const Folder& folder, const HeldFile& held)
 {
-    if (IsHomeReserved(held)) {
-        fs::rename(held.path, held.home);
+    const auto name = held.path.filename();
+    const auto home = held.home.filename();
+    if (IsHomeReserved(folder, held)) {
+        folder.Rename(name, home);
         return true;
     }
     for (int number = 1; number <= kMostNamesTried; ++number) {
-        const auto name = NumberedName(held.home.filename().string(), number);
-        if (MoveToFree(held.path, held.home.parent_path() / name))
+        if (MoveToFree(folder, name, NumberedName(home.string(), number)))
             return true;
     }
     return false;
 }
 
 /// A crash between the two halves of a link and unlink leaves both names.
-bool IsAtHome(const HeldFile& held)
+bool IsAtHome(const Folder& folder, const HeldFile& held)
 {
-    std::error_code ignored;
-    return !fs::is_symlink(held.home, ignored) && fs::equivalent(held.path, held.home, ignored);
+    return folder.AreSameFile(held.path.filename(), held.home.filename());
 }
 
 bool IsItsFolderThere(const HeldFile& held)
@@ -58,23 +60,46 @@ bool IsItsFolderThere(const HeldFile& held)
 
 /// Without a record a crash would leave a file under a name that nobody looks at. What is put there between
 /// the look and the removal is lost here, which is the shorter moment.
-bool RemoveUnheld(const fs::path& path, const FileStamp& expected)
+bool RemoveUnheld(const Folder& folder, const fs::path& name, const FileStamp& expected)
 {
-    const auto present = LookAt(path, Links::NotFollowed);
+    const auto present = folder.LookAt(name);
     const bool isExpected = present && IsSameVersion(*present, expected);
     if (isExpected)
-        fs::remove(path);
-    return isExpected || !fs::exists(fs::symlink_status(path));
+        folder.Remove(name);
+    return isExpected || !folder.Holds(name);
+}
+
+std::error_code ErrorOf(const std::function<void()>& step)
+{
+    try {
+        step();
+        return {};
+    } catch (const fs::filesystem_error& failure) {
+        return failure.code();
+    }
 }
 
 } // namespace
 
-bool IsDisposable(const HeldFile& held) noexcept
+bool IsDisposable(const Folder& folder, const HeldFile& held) noexcept
 {
     try {
-        const auto stamp = LookAt(held.path, Links::NotFollowed);
+        const auto stamp = folder.LookAt(held.path.filename());
         const auto isSame = [&](const FileStamp& other) { return IsSameVersion(*stamp, other); };
         return stamp && std::any_of(held.disposable.begin(), held.disposable.end(), isSame);
+    } catch (const fs::filesystem_error&) {
+        return false;
+    }
+}
+
+bool Settle(const Folder& folder, const HeldFile& held) noexcept
+{
+    try {
+        const auto name = held.path.filename();
+        if (!folder.Holds(name))
+            return IsItsFolderThere(held);
+        return IsDisposable(folder, held) || IsAtHome(folder, held) ? folder.Remove(name)
+                                                                    : PutBack(folder, held);
     } catch (const fs::filesystem_error&) {
         return false;
     }
@@ -83,9 +108,7 @@ bool IsDisposable(const HeldFile& held) noexcept
 bool Settle(const HeldFile& held) noexcept
 {
     try {
-        if (!fs::exists(fs::symlink_status(held.path)))
-            return IsItsFolderThere(held);
-        return IsDisposable(held) || IsAtHome(held) ? fs::remove(held.path) : PutBack(held);
+        return Settle(Folder(held.path.parent_path()), held);
     } catch (const fs::filesystem_error&) {
         return false;
     }
@@ -93,16 +116,16 @@ bool Settle(const HeldFile& held) noexcept
 
 bool RemoveVersion(const fs::path& path, const FileStamp& expected, TemporaryJournal& journal)
 {
+    const Folder folder(path.parent_path());
     const HeldFile held{path.parent_path() / NewHeldName(), path, {expected}};
     if (!journal.Record(held))
-        return RemoveUnheld(path, expected);
-    std::error_code error;
-    fs::rename(path, held.path, error);
-    const bool isExpected =
-        IsDisposable(held); // some servers report an error for a rename that they have done
+        return RemoveUnheld(folder, path.filename(), expected);
+    auto error = ErrorOf([&] { folder.Rename(path.filename(), held.path.filename()); });
+    // Some servers report an error for a rename that they have done.
+    const bool isExpected = IsDisposable(folder, held);
     if (isExpected)
-        fs::remove(held.path, error);
-    if (Settle({held.path, path, {}}))
+        error = ErrorOf([&] { folder.Remove(held.path.filename()); });
+    if (Settle(folder, {held.path, path, {}}))
         journal.Forget(held.path);
     if (error && error != std::errc::no_such_file_or_directory)
         throw fs::filesystem_error("cannot remove", path, error);

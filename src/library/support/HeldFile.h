@@ -8,6 +8,7 @@
 
 namespace Orvane::Support {
 
+class Folder;
 class TemporaryJournal;
 
 /// A file that lies under a name of ours for the moment in which a step is taken with it, and that may be the
@@ -29,11 +30,15 @@ struct HeldFile
     std::uint64_t device = 0;
 };
 
-/// Whether the file has one of the disposable versions. A file that the system cannot look at has none.
-[[nodiscard]] bool IsDisposable(const HeldFile& held) noexcept;
+/// Whether the file, in its opened folder, has one of the disposable versions. A file that the system cannot
+/// look at has none.
+[[nodiscard]] bool IsDisposable(const Folder& folder, const HeldFile& held) noexcept;
 
 /// Ends the holding: deletes a version that may be deleted, and gives any other its place back, or a numbered
 /// name beside it when that is taken. Returns false when the file may still be held.
+bool Settle(const Folder& folder, const HeldFile& held) noexcept;
+
+/// The same for one that a journal tells of.
 bool Settle(const HeldFile& held) noexcept;
 
 /// Deletes the file at @p path if it is @p expected, also when somebody replaces it in the same moment (but

@@ -1,10 +1,11 @@
 #include "Md5.h"
 
+#include "InputFile.h"
+
 #include <QByteArray>
 
 #include <openssl/evp.h>
 
-#include <fstream>
 #include <stdexcept>
 
 namespace Orvane::Support {
@@ -52,23 +53,20 @@ std::string Md5::Result()
 std::optional<std::string> Md5OfContent(const std::filesystem::path& file,
                                         const std::function<bool()>& isCanceled)
 {
-    std::ifstream stream;
-    stream.rdbuf()->pubsetbuf(nullptr, 0);
-    stream.open(file, std::ios::binary);
-    if (!stream)
+    try {
+        InputFile stream(file);
+        const std::unique_ptr<char[]> buffer(new char[kPiece]);
+        Md5 md5;
+        for (std::size_t count = kPiece; count == kPiece;) {
+            if (isCanceled && isCanceled())
+                return std::nullopt;
+            count = stream.Read(buffer.get(), kPiece);
+            md5.Add(buffer.get(), count);
+        }
+        return md5.Result();
+    } catch (const std::filesystem::filesystem_error&) {
         return std::nullopt;
-
-    const std::unique_ptr<char[]> buffer(new char[kPiece]);
-    Md5 md5;
-    while (stream) {
-        if (isCanceled && isCanceled())
-            return std::nullopt;
-        stream.read(buffer.get(), kPiece);
-        md5.Add(buffer.get(), static_cast<std::size_t>(stream.gcount()));
     }
-    if (stream.bad())
-        return std::nullopt;
-    return md5.Result();
 }
 
 std::string ToHex(const std::string& bytes)

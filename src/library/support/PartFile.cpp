@@ -3,72 +3,28 @@
 #include <support/AtomicRename.h>
 #include <support/TemporaryJournal.h>
 
-#include <QtGlobal>
-
-#include <cerrno>
-
-#ifdef Q_OS_UNIX
-#include <unistd.h>
-#endif
-
 namespace Orvane::Support {
-
-namespace {
 
 namespace fs = std::filesystem;
 
-[[noreturn]] void ThrowLastError(const char* what, const fs::path& path)
+fs::perms PermissionsAt(const fs::path& path)
 {
-    throw fs::filesystem_error(what, path, std::error_code(errno, std::generic_category()));
+    return Folder(path.parent_path()).PermissionsOf(path.filename()).value_or(fs::perms::all);
 }
 
-std::FILE* OpenNew(const fs::path& path)
-{
-#ifdef Q_OS_UNIX
-    return std::fopen(path.c_str(), "wbxe"); // e: helper processes do not inherit it
-#elif defined(Q_OS_WIN)
-    return _wfopen(path.c_str(), L"wbx");
-#else
-    return std::fopen(path.string().c_str(), "wbx");
-#endif
-}
-
-bool IsEmptied(std::FILE* file, [[maybe_unused]] const fs::path& path)
-{
-    std::rewind(file);
-#ifdef Q_OS_UNIX
-    return ::ftruncate(::fileno(file), 0) == 0;
-#else
-    std::error_code error;
-    fs::resize_file(path, 0, error);
-    errno = error.value();
-    return !error;
-#endif
-}
-
-bool IsSynced([[maybe_unused]] std::FILE* file)
-{
-#ifdef Q_OS_UNIX
-    return ::fsync(::fileno(file)) == 0 || errno == EINVAL || errno == ENOTSUP; // not every file system can
-#else
-    return true;
-#endif
-}
-
-} // namespace
-
-PartFile::PartFile(const fs::path& folder, TemporaryJournal& journal)
+PartFile::PartFile(const fs::path& folder, TemporaryJournal& journal, fs::perms mostAllowed)
     : m_journal(journal)
+    , m_mostAllowed(mostAllowed)
+    , m_folder(folder)
     , m_path(folder / NewTemporaryName())
 {
     m_journal.Record(m_path);
-    m_file.reset(OpenNew(m_path));
-    if (!m_file) {
-        const int error = errno;
+    try {
+        m_file.emplace(m_folder, m_path.filename(), mostAllowed);
+    } catch (const fs::filesystem_error& failure) {
         m_journal.Forget(m_path);
-        throw fs::filesystem_error("cannot write", folder, std::error_code(error, std::generic_category()));
+        throw fs::filesystem_error("cannot write", folder, failure.code());
     }
-    std::setvbuf(m_file.get(), nullptr, _IONBF, 0);
 }
 
 PartFile::~PartFile()
@@ -81,67 +37,48 @@ PartFile::~PartFile()
 
 void PartFile::Remove() noexcept
 {
-    std::error_code error;
-    fs::remove(m_path, error);
-    // What could not be removed stays recorded, for a later sweep.
-    if (!error) {
+    try {
+        m_folder.Remove(m_path.filename());
         m_journal.Forget(m_path);
+    } catch (const fs::filesystem_error&) { // it stays recorded, for a later sweep
+        return;
     }
 }
 
 void PartFile::Write(const char* data, std::size_t size)
 {
-    errno = EIO;
-    if (std::fwrite(data, 1, size, m_file.get()) != size) {
-        ThrowLastError("cannot write", m_path.parent_path());
-    }
-    m_size += size;
+    m_file->Write(data, size);
 }
 
 void PartFile::Clear()
 {
-    if (!IsEmptied(m_file.get(), m_path)) {
-        ThrowLastError("cannot write", m_path.parent_path());
-    }
-    m_size = 0;
+    m_file->Clear();
 }
 
 void PartFile::Finish()
 {
-    if (std::fflush(m_file.get()) != 0 || !IsSynced(m_file.get()) || std::fclose(m_file.release()) != 0) {
-        ThrowLastError("cannot write", m_path.parent_path());
-    }
-    if (fs::file_size(m_path) != m_size) {
-        errno = EIO;
-        ThrowLastError("not all that was written is there", m_path.parent_path());
-    }
+    m_file->Finish();
 }
 
-void PartFile::TakePermissionsOf(const fs::path& target)
+void PartFile::TakePermissionsOf(const Folder::Name& target)
 {
-    std::error_code ignored;
-    const auto present = fs::symlink_status(target, ignored);
-    if (present.type() == fs::file_type::regular) {
-        fs::permissions(m_path, present.permissions(), fs::perm_options::replace | fs::perm_options::nofollow,
-                        ignored);
-    }
+    if (const auto present = m_folder.PermissionsOf(target))
+        m_file->SetPermissions(*present & m_mostAllowed);
 }
 
 void PartFile::Replace(const fs::path& target)
 {
-    TakePermissionsOf(target);
+    m_folder.RequirePlace();
+    TakePermissionsOf(target.filename());
     MoveTo(target);
 }
 
 bool PartFile::ReplaceVersion(const fs::path& target, const FileStamp& expected)
 {
-    const auto own = LookAt(m_path, Links::NotFollowed);
-    if (!own) {
-        errno = ENOENT;
-        ThrowLastError("cannot rename", m_path);
-    }
-    TakePermissionsOf(target);
-    const HeldFile held{target.parent_path() / NewHeldName(), target, {expected, *own}};
+    m_folder.RequirePlace();
+    const auto own = m_file->Stamp();
+    TakePermissionsOf(target.filename());
+    const HeldFile held{target.parent_path() / NewHeldName(), target, {expected, own}};
     if (!m_journal.Record(held)) {
         return ReplaceUnheld(target, expected);
     }
@@ -149,17 +86,17 @@ bool PartFile::ReplaceVersion(const fs::path& target, const FileStamp& expected)
     if (!Exchange(held)) {
         return ReplaceUnheld(target, expected);
     }
-    const bool isExpected = IsDisposable({held.path, target, {expected}});
+    const bool isExpected = IsDisposable(m_folder, {held.path, target, {expected}});
     if (!isExpected) {
         (void)Exchange(held);
     }
-    Release({held.path, target, {isExpected ? expected : *own}});
+    Release({held.path, target, {isExpected ? expected : own}});
     return isExpected;
 }
 
 bool PartFile::ReplaceUnheld(const fs::path& target, const FileStamp& expected)
 {
-    const auto present = LookAt(target, Links::NotFollowed);
+    const auto present = m_folder.LookAt(target.filename());
     const bool isExpected = present && IsSameVersion(*present, expected);
     if (isExpected) {
         MoveTo(target);
@@ -170,7 +107,8 @@ bool PartFile::ReplaceUnheld(const fs::path& target, const FileStamp& expected)
 bool PartFile::Exchange(const HeldFile& held)
 {
     try {
-        const bool isDone = ExchangeNames(held.path, held.home) == RenameResult::Done;
+        const bool isDone =
+            m_folder.ExchangeNames(held.path.filename(), held.home.filename()) == RenameResult::Done;
         m_isTemporary = m_isTemporary && !isDone; // what is held now may be somebody's only copy
         return isDone;
     } catch (const fs::filesystem_error&) {
@@ -182,7 +120,7 @@ bool PartFile::Exchange(const HeldFile& held)
 void PartFile::Release(const HeldFile& held)
 {
     m_isTemporary = false;
-    if (Settle(held)) {
+    if (Settle(m_folder, held)) {
         m_journal.Forget(held.path);
     }
 }
@@ -190,7 +128,7 @@ void PartFile::Release(const HeldFile& held)
 void PartFile::Hold(const HeldFile& recorded)
 {
     try {
-        fs::rename(m_path, recorded.path);
+        m_folder.Rename(m_path.filename(), recorded.path.filename());
     } catch (const fs::filesystem_error&) {
         m_journal.Forget(recorded.path);
         throw;
@@ -201,7 +139,8 @@ void PartFile::Hold(const HeldFile& recorded)
 
 bool PartFile::BecomeNew(const fs::path& target)
 {
-    const auto result = RenameToFree(m_path, target);
+    m_folder.RequirePlace();
+    const auto result = m_folder.RenameToFree(m_path.filename(), target.filename());
     if (result == RenameResult::Unsupported) {
         return BecomeNewByLink(target);
     }
@@ -213,7 +152,7 @@ bool PartFile::BecomeNew(const fs::path& target)
 
 bool PartFile::BecomeNewByLink(const fs::path& target)
 {
-    const auto result = LinkToFree(m_path, target);
+    const auto result = m_folder.LinkToFree(m_path.filename(), target.filename());
     if (result == RenameResult::Unsupported) {
         return BecomeNewByReservation(target);
     }
@@ -230,10 +169,10 @@ bool PartFile::BecomeNewByReservation(const fs::path& target)
     m_journal.RequireRecord(held);
     Hold(held);
     const auto recordReservation = [&] {
-        held.reservation = LookAt(target, Links::NotFollowed);
+        held.reservation = m_folder.LookAt(target.filename());
         m_journal.RequireRecord(held);
     };
-    const bool isDone = RenameToReserved(m_path, target, recordReservation);
+    const bool isDone = RenameToReserved(m_folder, m_path.filename(), target.filename(), recordReservation);
     if (isDone) {
         LetGo();
     }
@@ -242,7 +181,7 @@ bool PartFile::BecomeNewByReservation(const fs::path& target)
 
 void PartFile::MoveTo(const fs::path& target)
 {
-    fs::rename(m_path, target);
+    m_folder.Rename(m_path.filename(), target.filename());
     LetGo();
 }
 

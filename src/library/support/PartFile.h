@@ -1,23 +1,28 @@
 #pragma once
 
+#include <support/Folder.h>
 #include <support/HeldFile.h>
 
-#include <cstdio>
 #include <filesystem>
-#include <memory>
+#include <optional>
 
 namespace Orvane::Support {
 
 class TemporaryJournal;
 
+/// The rights to the regular file at @p path, for a file that is to take its place; all when there is none.
+[[nodiscard]] std::filesystem::perms PermissionsAt(const std::filesystem::path& path);
+
 /// A file that is being written under a temporary name beside its later place, so that under the final name
-/// it appears whole or not at all. It goes away with this object unless it has got its final name. All
-/// failures are std::filesystem::filesystem_error.
+/// it appears whole or not at all. It goes away with this object unless it has got its final name. Targets
+/// lie in the folder in which it was made. All failures are std::filesystem::filesystem_error.
 class PartFile
 {
 public:
-    /// Makes the file. @p folder must be absolute; @p journal must outlive the object.
-    PartFile(const std::filesystem::path& folder, TemporaryJournal& journal);
+    /// Makes the file. @p folder must be absolute; @p journal must outlive the object. Nobody ever gets more
+    /// rights to the file than @p mostAllowed.
+    PartFile(const std::filesystem::path& folder, TemporaryJournal& journal,
+             std::filesystem::perms mostAllowed = std::filesystem::perms::all);
     ~PartFile();
     PartFile(const PartFile&) = delete;
     PartFile& operator=(const PartFile&) = delete;
@@ -55,13 +60,8 @@ public:
     [[nodiscard]] bool BecomeNewByReservation(const std::filesystem::path& target);
 
 private:
-    struct Close
-    {
-        void operator()(std::FILE* file) const { std::fclose(file); }
-    };
-
     void Remove() noexcept;
-    void TakePermissionsOf(const std::filesystem::path& target);
+    void TakePermissionsOf(const Folder::Name& target);
     void Hold(const HeldFile& recorded);
     [[nodiscard]] bool ReplaceUnheld(const std::filesystem::path& target, const FileStamp& expected);
     [[nodiscard]] bool Exchange(const HeldFile& held);
@@ -70,9 +70,10 @@ private:
     void LetGo();
 
     TemporaryJournal& m_journal;
-    std::filesystem::path m_path;
-    std::unique_ptr<std::FILE, Close> m_file;
-    std::uintmax_t m_size = 0;
+    const std::filesystem::perms m_mostAllowed;
+    const Folder m_folder;
+    std::filesystem::path m_path; ///< its name is what counts
+    std::optional<NewFile> m_file;
     bool m_isTemporary = true;
 };
 

@@ -1,6 +1,6 @@
 #include <support/TemporaryJournal.h>
 
-#include <support/PathText.h>
+#include <support/PrivateFiles.h>
 
 #include <QRandomGenerator>
 #include <QUuid>
@@ -28,6 +28,7 @@ constexpr char kHeldMark = '>';
 constexpr char kReservedMark = '+'; // also: home is reserved by the first of the versions
 constexpr std::size_t kRandomDigits = 16;
 constexpr std::chrono::hours kLongestWait{30 * 24};
+constexpr std::chrono::seconds kLongestSweepOfNothing{1};
 
 bool IsLowerHexDigit(char character)
 {
@@ -106,15 +107,14 @@ struct Entries
 };
 
 /// The parts of all entries. A path may hold any byte but NUL, which therefore ends each part. A crash may
-/// have cut the last one, which then does not end in a NUL. Nothing when the journal cannot be read.
-std::optional<std::vector<std::string>> PartsIn(const fs::path& journal)
+/// have cut the last one, which then does not end in a NUL.
+std::vector<std::string> PartsIn(const std::string& journal)
 {
-    std::ifstream stream(journal, std::ios::binary);
     std::vector<std::string> parts;
-    for (std::string part; std::getline(stream, part, '\0') && !stream.eof();) {
-        parts.push_back(part);
-    }
-    return stream.is_open() && !stream.bad() ? std::make_optional(parts) : std::nullopt;
+    for (std::size_t begin = 0, end = 0; (end = journal.find('\0', begin)) != std::string::npos;
+         begin = end + 1)
+        parts.push_back(journal.substr(begin, end - begin));
+    return parts;
 }
 
 bool IsHeldAsOurs(const HeldFile& held)
@@ -174,7 +174,6 @@ TemporaryJournal::TemporaryJournal(const fs::path& folder)
 
 TemporaryJournal::~TemporaryJournal()
 {
-    m_stream.close();
     if (m_lock && m_temporaries.empty()) {
         std::error_code ignored;
         fs::remove(m_journal, ignored);
@@ -203,33 +202,11 @@ void TemporaryJournal::RequireRecord(const HeldFile& held)
 bool TemporaryJournal::Note(const fs::path& path, const std::string& entry)
 {
     const std::lock_guard lock(m_mutex);
-    const bool isNoted = IsOpen() && Append(entry);
+    const bool isNoted = IsOpen() && m_lock->Append(entry);
     if (isNoted) {
         m_temporaries.insert(path.native());
     }
     return isNoted;
-}
-
-bool TemporaryJournal::Append(const std::string& entry)
-{
-    std::error_code error;
-    const auto size = fs::file_size(m_journal, error);
-    if (error || m_isSpoiled) {
-        return false;
-    }
-    if (!m_stream.is_open()) {
-        m_stream.open(m_journal, std::ios::binary | std::ios::app);
-    }
-    m_stream << entry;
-    m_stream.flush(); // to the system, which outlives us
-    if (m_stream && fs::file_size(m_journal, error) == size + entry.size()) {
-        return true;
-    }
-    // The beginning of an entry would make another one of the next. Closing writes what is left of it.
-    m_stream = std::ofstream();
-    fs::resize_file(m_journal, size, error);
-    m_isSpoiled = static_cast<bool>(error);
-    return false;
 }
 
 void TemporaryJournal::Forget(const fs::path& temporary)
@@ -237,32 +214,23 @@ void TemporaryJournal::Forget(const fs::path& temporary)
     const std::lock_guard lock(m_mutex);
     // Emptied when nothing is under way, and never rewritten: a crash in the middle would forget the rest.
     if (m_temporaries.erase(temporary.native()) > 0 && m_temporaries.empty() && m_lock) {
-        std::error_code ignored;
-        fs::resize_file(m_journal, 0, ignored);
+        m_lock->Empty();
     }
 }
 
 bool TemporaryJournal::IsOpen()
 {
-    std::error_code ignored;
-    if (m_lock && fs::status(m_journal, ignored).type() != fs::file_type::not_found) {
+    if (m_lock && m_lock->IsInPlace()) {
         return true;
     }
-    Close(); // somebody may have removed the journal
-    fs::create_directories(m_folder, ignored);
+    m_lock.reset(); // somebody may have removed the journal
     auto lock = std::make_unique<FileLock>(m_journal);
-    if (lock->Take() != FileLock::Result::Taken) {
+    // Another's sweep may look at the journal before it is locked, and take it away for being empty.
+    if (!TryToMakePrivateFolder(m_folder) || lock->Take(kLongestSweepOfNothing) != FileLock::Result::Taken) {
         return false;
     }
     m_lock = std::move(lock);
     return true;
-}
-
-void TemporaryJournal::Close()
-{
-    m_stream = std::ofstream();
-    m_lock.reset();
-    m_isSpoiled = false;
 }
 
 bool TemporaryJournal::RemoveFile(const fs::path& temporary)
@@ -293,12 +261,12 @@ void TemporaryJournal::SweepOne(const fs::path& journal, const Remove& remove)
     if (lock.Take() != FileLock::Result::Taken) {
         return;
     }
-    const auto parts = PartsIn(journal);
-    if (!parts) {
+    const auto content = lock.Content();
+    if (!content) {
         return;
     }
     bool isDone = true;
-    const auto entries = EntriesOf(*parts);
+    const auto entries = EntriesOf(PartsIn(*content));
     // The journal is a file like any other: it may not be made to touch the user's.
     for (const auto& [path, held] : entries.held) {
         isDone = (!IsHeldAsOurs(held) || Settle(held)) && isDone;

@@ -4,7 +4,6 @@
 #include <support/HeldFile.h>
 
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -64,9 +63,7 @@ public:
 
 private:
     [[nodiscard]] bool Note(const std::filesystem::path& path, const std::string& entry);
-    [[nodiscard]] bool Append(const std::string& entry);
     [[nodiscard]] bool IsOpen();
-    void Close();
     static void SweepOne(const std::filesystem::path& journal, const Remove& remove);
     [[nodiscard]] static bool RemoveFile(const std::filesystem::path& temporary);
 
@@ -74,9 +71,7 @@ private:
     const std::filesystem::path m_journal;
     std::mutex m_mutex;
     std::set<std::filesystem::path::string_type> m_temporaries;
-    std::unique_ptr<FileLock> m_lock; ///< on the journal
-    std::ofstream m_stream;           ///< to the journal, while there is a lock
-    bool m_isSpoiled = false;         ///< a part of an entry could not be taken back
+    std::unique_ptr<FileLock> m_lock; ///< on the journal, which is written through it
 };
 
 } // namespace Orvane::Support

@@ -78,8 +78,11 @@ void LocalTarget::RequirePossible() const
 
 std::unique_ptr<Support::PartFile> LocalTarget::BeginPart(Support::TemporaryJournal& journal) const
 {
-    return OnSide(FileSide::Local,
-                  [&] { return std::make_unique<Support::PartFile>(m_path.parent_path(), journal); });
+    return OnSide(FileSide::Local, [&] {
+        const bool isReplacing = m_existing == ExistingFile::Replace;
+        const auto mostAllowed = isReplacing ? Support::PermissionsAt(m_path) : fs::perms::all;
+        return std::make_unique<Support::PartFile>(m_path.parent_path(), journal, mostAllowed);
+    });
 }
 
 fs::path LocalTarget::Publish(Support::PartFile& part, Job& job) const

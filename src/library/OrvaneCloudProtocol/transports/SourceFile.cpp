@@ -6,12 +6,7 @@
 #include <support/PathText.h>
 
 #include <algorithm>
-#include <cerrno>
-
-#ifdef Q_OS_UNIX
-#include <fcntl.h>
-#include <unistd.h>
-#endif
+#include <memory>
 
 namespace Orvane::Social {
 
@@ -24,52 +19,51 @@ FileSide OtherThan(FileSide side)
     return side == FileSide::Local ? FileSide::Cloud : FileSide::Local;
 }
 
-std::FILE* OpenForReading(const std::filesystem::path& path, [[maybe_unused]] FileSide side)
+Support::Links LinksOn(FileSide side)
 {
-#ifdef Q_OS_UNIX
-    // Not blocking, because a pipe may have taken the file's place by now; a link out of the cloud's folder
-    // too.
-    const int links = side == FileSide::Cloud ? O_NOFOLLOW : 0;
-    const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | links);
-    std::FILE* file = descriptor < 0 ? nullptr : ::fdopen(descriptor, "rb");
-#elif defined(Q_OS_WIN)
-    std::FILE* file = _wfopen(path.c_str(), L"rb");
-#else
-    std::FILE* file = std::fopen(path.string().c_str(), "rb");
-#endif
-    if (!file) {
-        ThrowFileError(side, path, std::error_code(errno, std::generic_category()));
-    }
-    std::setvbuf(file, nullptr, _IONBF, 0);
-    return file;
+    return side == FileSide::Local ? Support::Links::Followed : Support::Links::NotFollowed;
+}
+
+CloudError NotAFile(const std::filesystem::path& path, FileSide side)
+{
+    return CloudError(side == FileSide::Local ? FailureCode::LocalDisk : FailureCode::NotFound,
+                      Support::ToText(path) + QStringLiteral(": not a regular file"));
 }
 
 } // namespace
 
 SourceFile::SourceFile(const std::filesystem::path& path, FileSide side)
-    : m_path(path)
+    : m_path(RequiredFile(path, side))
     , m_side(side)
-    , m_stamp(RequiredStamp(path, side))
-    , m_file(OpenForReading(path, side))
+    , m_file(OnSide(side, [&] { return Support::InputFile(path, LinksOn(side)); }))
+    , m_stamp(RequiredStamp())
 {}
 
 std::optional<Support::FileStamp> SourceFile::LookAt(const std::filesystem::path& path, FileSide side)
 {
-    const auto links = side == FileSide::Local ? Support::Links::Followed : Support::Links::NotFollowed;
-    return OnSide(side, [&] { return Support::LookAt(path, links); });
+    return OnSide(side, [&] { return Support::LookAt(path, LinksOn(side)); });
 }
 
-Support::FileStamp SourceFile::RequiredStamp(const std::filesystem::path& path, FileSide side)
+/// Before it is opened, because that alone may have an effect on what is no regular file.
+const std::filesystem::path& SourceFile::RequiredFile(const std::filesystem::path& path, FileSide side)
 {
-    if (const auto stamp = LookAt(path, side)) {
-        return *stamp;
+    if (LookAt(path, side)) {
+        return path;
     }
     std::error_code ignored;
     if (!std::filesystem::exists(std::filesystem::symlink_status(path, ignored))) {
         ThrowFileError(side, path, std::make_error_code(std::errc::no_such_file_or_directory));
     }
-    throw CloudError(side == FileSide::Local ? FailureCode::LocalDisk : FailureCode::NotFound,
-                     Support::ToText(path) + QStringLiteral(": not a regular file"));
+    throw NotAFile(path, side);
+}
+
+/// Something else may have taken the file's place before it was opened.
+Support::FileStamp SourceFile::RequiredStamp() const
+{
+    if (const auto stamp = OnSide(m_side, [this] { return m_file.Stamp(); })) {
+        return *stamp;
+    }
+    throw NotAFile(m_path, m_side);
 }
 
 QString SourceFile::ReadInto(const Sink& sink, Job& job)
@@ -129,12 +123,7 @@ void SourceFile::Finish(Support::PartFile& part) const
 
 std::size_t SourceFile::Read(char* buffer, std::size_t size)
 {
-    errno = 0;
-    const auto count = std::fread(buffer, 1, size, m_file.get());
-    if (std::ferror(m_file.get()) != 0) {
-        ThrowFileError(m_side, m_path, std::error_code(errno, std::generic_category()));
-    }
-    return count;
+    return OnSide(m_side, [&] { return m_file.Read(buffer, size); });
 }
 
 void SourceFile::RequireUnchanged(qint64 bytesRead) const

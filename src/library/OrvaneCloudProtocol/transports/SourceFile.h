@@ -2,12 +2,10 @@
 
 #include <OrvaneCloudProtocol/transports/FileFailure.h>
 
-#include <support/FileStamp.h>
+#include <support/InputFile.h>
 
-#include <cstdio>
 #include <filesystem>
 #include <functional>
-#include <memory>
 
 namespace Orvane::Support {
 class PartFile;
@@ -40,24 +38,21 @@ public:
     void CopyUnhashedInto(Support::PartFile& part, Job& job);
 
 private:
-    struct Close
-    {
-        void operator()(std::FILE* file) const { std::fclose(file); }
-    };
-
     void ReadPieces(const Sink& sink, Job& job);
     [[nodiscard]] Sink WritingInto(Support::PartFile& part) const;
     void Finish(Support::PartFile& part) const;
     [[nodiscard]] std::size_t Read(char* buffer, std::size_t size);
     [[nodiscard]] static std::optional<Support::FileStamp> LookAt(const std::filesystem::path& path,
                                                                   FileSide side);
-    [[nodiscard]] static Support::FileStamp RequiredStamp(const std::filesystem::path& path, FileSide side);
+    [[nodiscard]] static const std::filesystem::path& RequiredFile(const std::filesystem::path& path,
+                                                                   FileSide side);
+    [[nodiscard]] Support::FileStamp RequiredStamp() const;
     void RequireUnchanged(qint64 bytesRead) const;
 
     const std::filesystem::path m_path;
     const FileSide m_side;
-    Support::FileStamp m_stamp;
-    std::unique_ptr<std::FILE, Close> m_file;
+    Support::InputFile m_file;
+    const Support::FileStamp m_stamp; ///< of the file that is open
 };
 
 } // namespace Orvane::Social

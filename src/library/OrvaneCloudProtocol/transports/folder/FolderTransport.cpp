@@ -195,7 +195,9 @@ Transport::CloudFile FolderTransport::Store(const Upload& upload, Job& job)
     }
     SourceFile source(upload.source, FileSide::Local);
     const auto part = OnSide(FileSide::Cloud, [&] {
-        return std::make_unique<Support::PartFile>(m_documents.Folder(), m_journal);
+        const auto mostAllowed =
+            replaced ? Support::PermissionsAt(m_documents.PathOf(upload.replacedId)) : fs::perms::all;
+        return std::make_unique<Support::PartFile>(m_documents.Folder(), m_journal, mostAllowed);
     });
     const QString md5 = source.CopyInto(*part, job);
     RequireExpected(upload, md5);

@@ -1,13 +1,14 @@
 #include <OrvaneCloudProtocol/transports/folder/KnownFolder.h>
 
 #include <OrvaneCloudProtocol/transports/FileFailure.h>
+#include <support/InputFile.h>
 #include <support/PartFile.h>
 #include <support/PathText.h>
+#include <support/PrivateFiles.h>
 
 #include <QJsonDocument>
 #include <QJsonObject>
 
-#include <fstream>
 #include <string>
 
 namespace Orvane::Social {
@@ -37,26 +38,15 @@ std::optional<KnownFolder::State> StateIn(const std::string& json)
     return KnownFolder::State{device, object[kIsEmpty].toBool()};
 }
 
-/// Reads through the stream, whose buffer would throw std::ios_base::failure.
-std::string ContentOf(const fs::path& file)
-{
-    std::ifstream stream(file, std::ios::binary);
-    std::string text(kLargestFile, '\0');
-    stream.read(text.data(), static_cast<std::streamsize>(text.size()));
-    if (!stream.is_open() || stream.bad()) {
-        throw fs::filesystem_error("cannot read", file, std::make_error_code(std::errc::io_error));
-    }
-    text.resize(static_cast<std::size_t>(stream.gcount()));
-    return text;
-}
-
 } // namespace
 
 KnownFolder::KnownFolder(const fs::path& file, Support::TemporaryJournal& journal, bool isEmptyAccepted)
     : m_file(file)
     , m_journal(journal)
     , m_isEmptyAccepted(isEmptyAccepted)
-{}
+{
+    Support::MakePrivate(m_file); // an earlier version left it open to others
+}
 
 void KnownFolder::Require(const fs::path& folder, Device device, const std::function<bool()>& isEmpty)
 {
@@ -94,7 +84,7 @@ std::optional<KnownFolder::State> KnownFolder::Load() const
         if (!Support::LookAt(m_file, Support::Links::Followed)) {
             return std::nullopt;
         }
-        return StateIn(ContentOf(m_file));
+        return StateIn(Support::ContentOf(m_file, kLargestFile));
     });
 }
 
@@ -110,8 +100,8 @@ void KnownFolder::Keep(const State& state)
 
 void KnownFolder::Save(const State& state) const
 {
-    fs::create_directories(m_file.parent_path());
-    Support::PartFile part(m_file.parent_path(), m_journal);
+    Support::MakePrivateFolder(m_file.parent_path());
+    Support::PartFile part(m_file.parent_path(), m_journal, fs::perms::owner_read | fs::perms::owner_write);
     const auto json = JsonOf(state);
     part.Write(json.constData(), static_cast<std::size_t>(json.size()));
     part.Finish();
