@@ -328,6 +328,30 @@ TEST_F(ProgramTest, KeepsTheTokenToItself)
         EXPECT_FALSE(user.Read(files.next()).contains(token)) << files.filePath().toStdString();
 }
 
+TEST_F(ProgramTest, LetsNobodyElseSeeWhatItKeepsWhateverWasThere)
+{
+    user.Write(user.Work("a.pdf"_q), PdfOf("a.pdf"_q));
+    user.RunShell("mkdir -p -m 755 data shared; echo mine > shared/mine.txt"_q);
+    const auto use =
+        "umask 0; \"$ORVANE\" %1 upload a.pdf; \"$ORVANE\" %1 preview a.pdf --overwrite --to a.png;"
+        "\"$ORVANE\" %1 download gone"_q;
+    const auto findOpen = "find %1 \\( -name cloud -o -name pictures \\) -prune -o -perm /077 -print"_q;
+    const std::tuple<QString, QString, const char*> cases[] = {
+        // how it is called, where it keeps what, what others may see there: nothing that it has made
+        {"--quiet"_q, "../home/.local/share/orvane-cloud ../home/.cache/orvane-cloud"_q, ""},
+        {"--data=data"_q, "data"_q, ""},
+        {"--data=shared"_q, "shared"_q, "shared\nshared/mine.txt\n"},
+    };
+    for (const auto& [option, folders, expected] : cases) {
+        user.RunShell(use.arg(option), kNotFound);
+        EXPECT_EQ(user.RunShell(findOpen.arg(folders)).out, expected);
+        user.RunShell("chmod -R a+rwX "_q + folders); // as an earlier version might have left it
+        user.RunShell("chmod 755 shared; chmod 644 shared/mine.txt"_q);
+        user.RunShell(use.arg(option), kNotFound);
+        EXPECT_EQ(user.RunShell(findOpen.arg(folders)).out, expected);
+    }
+}
+
 /// Of all processes whose command line names this program.
 QByteArray EnvironmentsOf(const QByteArray& program)
 {

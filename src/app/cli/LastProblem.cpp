@@ -30,6 +30,7 @@ void RememberProblem(const std::filesystem::path& sessionFolder, const Remembere
     QSaveFile file(FileIn(sessionFolder));
     if (!file.open(QIODevice::WriteOnly))
         return;
+    file.setPermissions(QFile::ReadOwner | QFile::WriteOwner); // not those of the file before it
     file.write(QJsonDocument(object).toJson());
     file.commit();
 }

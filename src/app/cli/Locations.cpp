@@ -3,14 +3,18 @@
 #include "WebAddress.h"
 
 #include <support/PathText.h>
+#include <support/PrivateFiles.h>
 
 #include <QCryptographicHash>
 #include <QStandardPaths>
 #include <QUrl>
 
+#include <set>
+
 namespace Orvane::CommandLine {
 
 namespace filesystem = std::filesystem;
+using Support::MakePrivateFolder;
 using Support::ToPath;
 using Support::ToText;
 
@@ -61,10 +65,16 @@ filesystem::path SessionFolder(const filesystem::path& dataFolder, const QString
     return dataFolder / "clouds" / hash.toHex().left(16).toStdString();
 }
 
-void MakePrivateFolder(const filesystem::path& folder)
+/// A folder that the user shares with other things keeps its rights; what the program makes in it is private.
+bool HoldsOtherThings(const filesystem::path& dataFolder)
 {
-    if (filesystem::create_directories(folder))
-        filesystem::permissions(folder, filesystem::perms::owner_all);
+    static const std::set<filesystem::path> ours{"cache", "cloud", "clouds", "logs"};
+    std::error_code error;
+    for (const auto& entry : filesystem::directory_iterator(dataFolder, error)) {
+        if (ours.count(entry.path().filename()) == 0)
+            return true;
+    }
+    return false;
 }
 
 } // namespace
@@ -78,6 +88,7 @@ Locations FindLocations(const Options& options)
     } else {
         locations.dataFolder = Canonical(ToPath(options.data));
         locations.cacheFolder = locations.dataFolder / "cache";
+        locations.isDataFolderNamed = true;
     }
     locations.temporaryFolder = locations.cacheFolder / "temporary";
     if (options.cloud.isEmpty())
@@ -91,12 +102,14 @@ Locations FindLocations(const Options& options)
 
 void MakeFolders(const Locations& locations)
 {
-    MakePrivateFolder(locations.dataFolder);
+    if (!locations.isDataFolderNamed || !HoldsOtherThings(locations.dataFolder))
+        MakePrivateFolder(locations.dataFolder);
     MakePrivateFolder(locations.cacheFolder);
     MakePrivateFolder(locations.temporaryFolder);
-    filesystem::create_directories(locations.sessionFolder);
-    if (!locations.defaultCloud.empty())
-        filesystem::create_directories(locations.defaultCloud);
+    MakePrivateFolder(locations.sessionFolder.parent_path());
+    MakePrivateFolder(locations.sessionFolder);
+    if (!locations.defaultCloud.empty() && !filesystem::exists(locations.defaultCloud))
+        MakePrivateFolder(locations.defaultCloud);
 }
 
 } // namespace Orvane::CommandLine

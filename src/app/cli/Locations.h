@@ -11,6 +11,7 @@ struct Locations
 {
     QString cloudAddress; ///< "file:///folder" or "https://host/collection/"; others as the user gave them
     std::filesystem::path dataFolder;
+    bool isDataFolderNamed = false; ///< by the user
     std::filesystem::path cacheFolder;
     std::filesystem::path temporaryFolder; ///< below the cache folder
 
@@ -24,7 +25,8 @@ struct Locations
 /// Works out the places; makes nothing. For options whose address has been checked.
 [[nodiscard]] Locations FindLocations(const Options& options);
 
-/// Makes the folders, private to the user. Throws std::filesystem::filesystem_error.
+/// Makes the folders, private to the user, also those that were there before. Throws
+/// std::filesystem::filesystem_error.
 void MakeFolders(const Locations& locations);
 
 } // namespace Orvane::CommandLine

@@ -1,11 +1,13 @@
 #include "Logging.h"
 
-#include <QString>
+#include <support/PathText.h>
+#include <support/PrivateFiles.h>
+
+#include <QFile>
 
 #include <glog/logging.h>
 
 #include <cstdio>
-#include <fstream>
 
 namespace Orvane::CommandLine {
 
@@ -28,9 +30,12 @@ void OnQtMessage(QtMsgType type, const QMessageLogContext&, const QString& messa
 /// Two files at most: the present one and the one before it.
 void RotateIfLarge(const filesystem::path& file)
 {
+    const auto former = filesystem::path(file).concat(".1");
     std::error_code error;
     if (filesystem::file_size(file, error) > kLargestLogInBytes && !error)
-        filesystem::rename(file, filesystem::path(file).concat(".1"), error);
+        filesystem::rename(file, former, error);
+    Support::MakePrivate(former);
+    Support::MakePrivateFile(file);
 }
 
 void KeepGlogOutOfTheWay(Logging::Echo echo)
@@ -46,9 +51,10 @@ void KeepGlogOutOfTheWay(Logging::Echo echo)
 class Logging::FileSink : public google::LogSink
 {
 public:
-    explicit FileSink(const filesystem::path& file)
-        : m_stream(file, std::ios::app)
+    explicit FileSink(const filesystem::path& path)
+        : m_file(Support::ToText(path)) // unlike a stream's, helper programs do not inherit it
     {
+        m_file.open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Unbuffered);
         google::AddLogSink(this);
     }
     ~FileSink() override { google::RemoveLogSink(this); }
@@ -56,11 +62,11 @@ public:
     void send(google::LogSeverity severity, const char*, const char* file, int line,
               const google::LogMessageTime& time, const char* message, std::size_t length) override
     {
-        m_stream << ToString(severity, file, line, time, message, length) << std::endl;
+        m_file.write(QByteArray::fromStdString(ToString(severity, file, line, time, message, length) + '\n'));
     }
 
 private:
-    std::ofstream m_stream;
+    QFile m_file;
 };
 
 Logging::Logging(const filesystem::path& dataFolder, Echo echo)
@@ -70,8 +76,7 @@ Logging::Logging(const filesystem::path& dataFolder, Echo echo)
     qInstallMessageHandler(OnQtMessage);
 
     const filesystem::path file = dataFolder / "logs" / "orvane-cloud.log";
-    std::error_code error;
-    filesystem::create_directories(file.parent_path(), error);
+    (void)Support::TryToMakePrivateFolder(file.parent_path());
     RotateIfLarge(file);
     m_sink = std::make_unique<FileSink>(file);
 }

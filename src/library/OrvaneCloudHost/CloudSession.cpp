@@ -15,6 +15,7 @@
 #include <OrvaneCloudHost/SyncingMarker.h>
 #include <OrvaneCloudProtocol/OrvaneCloudProtocol.h>
 #include <support/PathText.h>
+#include <support/PrivateFiles.h>
 
 #include <QCryptographicHash>
 
@@ -33,6 +34,16 @@ CloudSession::Setup WithDefaults(CloudSession::Setup setup)
     client.dataFolder = client.dataFolder.isEmpty() ? setup.dataFolder : Absolute(client.dataFolder);
     client.cacheFolder = client.cacheFolder.isEmpty() ? setup.dataFolder + QStringLiteral("/cache")
                                                       : Absolute(client.cacheFolder);
+    return setup;
+}
+
+// Also those of an earlier version, which others could look into. What cannot be made is reported by whoever
+// needs it.
+const CloudSession::Setup& WithPrivateFolders(const CloudSession::Setup& setup)
+{
+    for (const auto& folder : {setup.dataFolder, setup.authInfo.cacheFolder})
+        (void)Support::TryToMakePrivateFolder(Support::ToPath(folder));
+    Support::MakePrivate(Support::ToPath(setup.dataFolder) / "settings.ini");
     return setup;
 }
 
@@ -95,7 +106,7 @@ CloudSession::Private::Private(const Setup& setup)
 
 CloudSession::CloudSession(const Setup& setup, QObject* parent)
     : QObject(parent)
-    , d(std::make_unique<Private>(WithDefaults(setup)))
+    , d(std::make_unique<Private>(WithPrivateFolders(WithDefaults(setup))))
 {
     qRegisterMetaType<OperationFailure>();
     connect(&d->merger, &DocumentListMerger::Merged, this, &CloudSession::DocumentsRefreshed);

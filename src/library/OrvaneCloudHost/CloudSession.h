@@ -48,7 +48,8 @@ public:
         QString cloudAddress;
 
         /// Where the document list and the settings are kept. Made when missing. This and the cache folder
-        /// may be relative to the current folder of the process at the time.
+        /// may be relative to the current folder of the process at the time. Both are made private to the
+        /// user (0700), also when they are there already: they should hold nothing else.
         QString dataFolder;
 
         /// AuthInfo::cacheFolder also holds the remembered hashes of local copies. Its default is the folder

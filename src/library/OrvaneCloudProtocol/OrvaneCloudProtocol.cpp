@@ -5,6 +5,7 @@
 #include <OrvaneCloudProtocol/RequestRegistry.h>
 #include <OrvaneCloudProtocol/transports/TransportFactory.h>
 #include <support/PathText.h>
+#include <support/PrivateFiles.h>
 
 #include <QGuiApplication>
 #include <QStandardPaths>
@@ -27,6 +28,17 @@ fs::path CacheFolderOf(const OAuth2::AuthInfo& authInfo)
     }
     return Support::ToPath(QStandardPaths::writableLocation(QStandardPaths::GenericCacheLocation)) /
            "orvane-cloud";
+}
+
+/// Those of an earlier version were open to others.
+void MakePrivateWhatIsThere(const fs::path& cacheFolder)
+{
+    std::error_code error;
+    for (const auto& folder : {cacheFolder, cacheFolder / "previews", cacheFolder / "temporaries"}) {
+        if (fs::is_directory(folder, error)) {
+            (void)Support::TryToMakePrivateFolder(folder);
+        }
+    }
 }
 
 RequestResult ResultOf(const std::optional<Failure>& failure)
@@ -234,6 +246,7 @@ OrvaneCloudProtocol::Private::Private(const OAuth2::AuthInfo& authInfo, const st
     if (!transport) {
         return;
     }
+    MakePrivateWhatIsThere(CacheFolderOf(authInfo));
     queue = std::make_unique<RequestQueue>(transport->TransfersAtOnce(), registry.Deliveries());
     const auto onAnswered = [this](long long ticket, const auto& failure) {
         registry.EndLater(ticket, failure);

@@ -3,6 +3,7 @@
 #include <OrvaneCloudProtocol/transports/Job.h>
 #include <OrvaneCloudProtocol/transports/webdav/CloudKey.h>
 #include <support/PathText.h>
+#include <support/PrivateFiles.h>
 
 #include <QFile>
 #include <QJsonDocument>
@@ -141,10 +142,10 @@ void KnownTraits::Write(const Known& known)
     }
     const auto learntAt = std::chrono::duration_cast<seconds>(known.learntAt.time_since_epoch());
     object.insert(kLearntAt, static_cast<qint64>(learntAt.count()));
-    std::error_code ignored;
-    std::filesystem::create_directories(m_file.parent_path(), ignored);
+    (void)Support::TryToMakePrivateFolder(m_file.parent_path());
     QSaveFile file(Support::ToText(m_file));
     if (file.open(QIODevice::WriteOnly)) {
+        file.setPermissions(QFile::ReadOwner | QFile::WriteOwner);
         file.write(QJsonDocument(object).toJson());
         file.commit();
     }

@@ -2,9 +2,9 @@
 
 #include <OrvaneCloudProtocol/transports/Job.h>
 #include <OrvaneCloudProtocol/transports/webdav/CloudKey.h>
+#include <support/PrivateFiles.h>
 
 #include <charconv>
-#include <fstream>
 
 namespace Orvane::Social {
 
@@ -153,9 +153,11 @@ bool RemoteTemporaries::IsSweepDue() const
 
 void RemoteTemporaries::NoteSweep() const
 {
+    const auto stamp = m_folder / "swept";
+    (void)Support::TryToMakePrivateFolder(m_folder);
+    Support::MakePrivateFile(stamp);
     std::error_code ignored;
-    fs::create_directories(m_folder, ignored);
-    const std::ofstream stamp(m_folder / "swept", std::ios::trunc);
+    fs::last_write_time(stamp, fs::file_time_type::clock::now(), ignored);
 }
 
 } // namespace Orvane::Social

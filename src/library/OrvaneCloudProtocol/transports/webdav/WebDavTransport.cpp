@@ -14,6 +14,7 @@
 #include <OrvaneCloudProtocol/transports/webdav/WebDavUpload.h>
 #include <support/PartFile.h>
 #include <support/PathText.h>
+#include <support/PrivateFiles.h>
 
 #include <algorithm>
 #include <limits>
@@ -429,8 +430,9 @@ QString WebDavTransport::VersionTag(const QString& id, Job& job)
 Transport::RenderSource WebDavTransport::FetchForRendering(const QString& id, Job& job)
 {
     const auto part = OnSide(FileSide::Local, [&] {
-        fs::create_directories(d->cacheFolder);
-        return std::make_shared<Support::PartFile>(d->cacheFolder, d->localTemporaries);
+        Support::MakePrivateFolder(d->cacheFolder);
+        return std::make_shared<Support::PartFile>(d->cacheFolder, d->localTemporaries,
+                                                   fs::perms::owner_read | fs::perms::owner_write);
     });
     (void)d->Receive(RequiredName(id), *part, {kLargestRendered}, job);
     OnSide(FileSide::Local, [&] { part->Finish(); });
