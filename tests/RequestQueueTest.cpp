@@ -3,7 +3,9 @@
 #include <OrvaneCloudProtocol/DeliveryQueue.h>
 #include <OrvaneCloudProtocol/RequestQueue.h>
 
+#include <QElapsedTimer>
 #include <QTest>
+#include <QTimer>
 
 #include <gmock/gmock.h>
 
@@ -25,6 +27,26 @@ TEST(DeliveryQueue, DeliversOnWhileOneDeliveryRunsAnEventLoop)
     queue.Post([&] { isOver = QTest::qWaitFor([&] { return isDelivered; }, 60'000); });
     queue.Post([&] { isDelivered = true; });
     EXPECT_TRUE(QTest::qWaitFor([&] { return isOver; }, 60'000));
+}
+
+TEST(DeliveryQueue, LetsOtherEventsInBetweenWhenMuchIsToBeDelivered)
+{
+    DeliveryQueue queue;
+    QElapsedTimer time;
+    int delivered = 0;
+    int turns = 0;
+    QTimer others;
+    QObject::connect(&others, &QTimer::timeout, [&] { turns += delivered < 20 ? 1 : 0; });
+    others.start(0);
+    for (int number = 0; number < 20; ++number) {
+        queue.Post([&] {
+            for (time.start(); time.nsecsElapsed() < 2'000'000;) {
+            }
+            ++delivered;
+        });
+    }
+    EXPECT_TRUE(QTest::qWaitFor([&] { return delivered == 20; }, 60'000));
+    EXPECT_GE(turns, 5) << "all in one go";
 }
 
 class RequestQueueTest : public testing::Test
