@@ -3,7 +3,7 @@
 namespace Orvane::Social {
 namespace {
 
-using ServerTraitsTest = Tests::ScriptedCloud;
+using ServerTraitsTest = Tests::ScriptedCloudTest;
 using Fault = Tests::ScriptedServer::Fault;
 
 TEST_F(ServerTraitsTest, AreLearntOnceAndAgainWhenTheyAreOldOrContradicted)

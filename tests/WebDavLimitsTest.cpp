@@ -30,7 +30,7 @@ void ForgetPeak()
     std::ofstream("/proc/self/clear_refs") << 5;
 }
 
-class WebDavLimitsTest : public Tests::ScriptedCloud
+class WebDavLimitsTest : public Tests::ScriptedCloudTest
 {
 protected:
     WebDavLimitsTest() { OpenKnowing({true, true, false, true, true, true, true, true}); }
@@ -147,6 +147,67 @@ TEST_F(WebDavLimitsTest, WhatIsTooSlowOrTakesTooLongEnds)
         AnswerEndlessly(method, "HTTP/1.1 207 x\r\nX: ", "x", 300, 10);
         EXPECT_EQ(OutcomeOf(method), Code(FailureCode::TimedOut)) << method;
     }
+}
+
+TEST_F(WebDavLimitsTest, TransfersAreMorePatientThanQuestions)
+{
+    limits.transferRetries = 6;
+    Open();
+    const auto quota = [this] { return Outcome([this] { return cloud->Quota(job), std::string(); }); };
+    const auto list = [this] { return std::to_string(cloud->List(job).size()); };
+    const std::tuple<const char*, std::function<std::string()>, std::string> operations[] = {
+        {"GET", [this] { return Fetch(); }, "old"},
+        {"PUT", [this] { return Store(); }, "new.pdf"},
+        {"MOVE", [this] { return Store(); }, "new (2).pdf"},
+        {"PROPFIND", [this] { return Store(); }, "new (3).pdf"},
+        {"PROPFIND", [this] { return Store(kOld); }, "old.pdf"},
+        {"PROPFIND", [&] { return Outcome(list); }, Code(FailureCode::Unavailable)},
+        {"PROPFIND", quota, Code(FailureCode::Unavailable)},
+        {"DELETE", [this] { return Remove(); }, Code(FailureCode::Unavailable)},
+    };
+    for (const auto& [method, operation, outcome] : operations) {
+        std::vector<Job::Pause> pauses;
+        job.SetOnPause([&pauses](const Job::Pause& pause) { pauses.push_back(pause); });
+        server.faults.clear();
+        SetFault(Says("503"), method, 5);
+        EXPECT_EQ(operation(), outcome) << method;
+        const bool isTransfer = outcome.size() > 2;
+        EXPECT_EQ(pauses.size(), isTransfer ? 5 : 2) << method;
+        for (const auto& pause : pauses)
+            EXPECT_EQ(pause.why.code, FailureCode::Unavailable);
+        EXPECT_LT(pauses.front().duration * 2, pauses.back().duration * (isTransfer ? 1 : 1'000));
+    }
+}
+
+TEST_F(WebDavLimitsTest, ATransferOutlivesTheRestartOfItsServerAndNotACancel)
+{
+    auto restarted = std::make_unique<Tests::ScriptedServer>();
+    const int port = restarted->port;
+    const auto address = *WebDavAddress::Parse(restarted->origin + "/dav/");
+    restarted->documents["old.pdf"] = "old";
+    limits.transferRetries = 6;
+    cloud = std::make_unique<WebDavTransport>(OAuth2::AuthInfo(), address, cache, limits);
+    cloud->SignIn(QStringLiteral("secret"), job);
+    restarted.reset();
+    int pauses = 0;
+    job.SetOnPause([&](const Job::Pause&) {
+        if (++pauses == 3) {
+            restarted = std::make_unique<Tests::ScriptedServer>(port);
+            restarted->documents["old.pdf"] = "old";
+        }
+    });
+    EXPECT_EQ(Fetch(), "old");
+    EXPECT_EQ(pauses, 3);
+
+    restarted.reset();
+    limits.firstRetry = NetworkLimits::Milliseconds(100'000'000);
+    cloud = std::make_unique<WebDavTransport>(OAuth2::AuthInfo(), address, cache, limits);
+    std::future<void> canceling;
+    job.SetOnPause(
+        [&](const Job::Pause&) { canceling = std::async(std::launch::async, [this] { job.Cancel(); }); });
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(Fetch(), Code(FailureCode::Canceled));
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(50)) << "a pause takes a minute";
 }
 
 } // namespace

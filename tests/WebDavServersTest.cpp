@@ -1,5 +1,6 @@
 #include "support/PdfSamples.h"
 #include "support/ProtocolClient.h"
+#include "support/ScriptedServer.h"
 #include "support/WebDavClouds.h"
 
 #include <QJsonDocument>
@@ -92,6 +93,20 @@ TEST_P(WebDavServers, ATokenThatIsWrongOrRevokedEndsTheSignInAndIsWrittenNowhere
     }
 }
 
+TEST_P(WebDavServers, AreOfUseAfterMoreFailuresThanTransfersRunAtOnce)
+{
+    WebDavCloud cloud(GetParam());
+    SignedInClient client(cloud);
+    cloud.Put("a.pdf", "whole");
+    std::vector<SharedAnswer> failing;
+    for (int number = 0; number < 7; ++number)
+        failing.push_back(client.Download(QStringLiteral("none.pdf"), client.local.Path() / "none.pdf"));
+    const auto last = client.Download(QStringLiteral("a.pdf"), client.local.Path() / "a.pdf");
+    for (const auto& answer : failing)
+        EXPECT_TRUE(WaitFor(answer) && !answer->IsSuccess());
+    EXPECT_EQ(FailureOf(client, last), std::nullopt);
+}
+
 TEST_P(WebDavServers, AreFoundToBeAsTheyAre)
 {
     const std::map<std::string, const char*> expected{
@@ -176,6 +191,23 @@ TEST(WebDavServer, TellsOthersTheHashOfADocumentUntilSomebodyOverwritesIt)
         EXPECT_EQ(list->files.value(0).md5Hash, QString::fromUtf8(hash));
         cloud.Put("a.pdf", "xyz");
     }
+}
+
+TEST(WebDavServer, ThatIsTooBusyForATransferIsWaitedForAndThatIsSaid)
+{
+    ScriptedServer server;
+    ProtocolClient client(server.origin + "/dav/");
+    EXPECT_EQ(FailureOf(client, client.SignIn(QStringLiteral("secret"))), std::nullopt);
+    server.documents["old.pdf"] = "old";
+    server.faults = {{{}, "HTTP/1.1 503\r\nContent-Length: 0\r\n\r\n"}};
+    server.faults[0].method = "GET";
+    std::vector<std::pair<long long, FailureCode>> waited;
+    QObject::connect(client.operator->(), &Client::Waiting,
+                     [&](long long ticket, const auto& why, int) { waited.emplace_back(ticket, why.code); });
+    const Testing::TemporaryFolder local;
+    const auto answer = client.Download(QStringLiteral("old.pdf"), local.Path() / "target.pdf");
+    EXPECT_EQ(FailureOf(client, answer), std::nullopt);
+    EXPECT_EQ(waited, (decltype(waited){{answer->ticket, FailureCode::Unavailable}}));
 }
 
 } // namespace

@@ -11,9 +11,9 @@
 namespace Orvane::Tests {
 
 /// A scripted server, a client signed in to it, and a document "old.pdf" that it has listed.
-class ScriptedCloud : public testing::Test
+class ScriptedCloud
 {
-protected:
+public:
     using Fault = ScriptedServer::Fault;
     using FailureCode = Social::FailureCode;
     using KnownTraits = Social::KnownTraits;
@@ -26,12 +26,17 @@ protected:
         Open();
     }
 
-    void Open()
+    void Connect()
     {
         cloud.reset(); // it may have something left to write
-        cloud = std::make_unique<Social::WebDavTransport>(
-            Social::OAuth2::AuthInfo(), *Social::WebDavAddress::Parse(server.origin + "/dav/"), cache,
-            limits);
+        const auto address = Social::WebDavAddress::Parse(server.origin + "/dav/");
+        cloud =
+            std::make_unique<Social::WebDavTransport>(Social::OAuth2::AuthInfo(), *address, cache, limits);
+    }
+
+    void Open()
+    {
+        Connect();
         cloud->SignIn(QStringLiteral("secret"), job);
         (void)cloud->List(job);
     }
@@ -87,12 +92,15 @@ protected:
 
     const QString kOld = QStringLiteral("old.pdf");
     const Social::NetworkLimits::Milliseconds limit{600};
-    Social::NetworkLimits limits{limit, limit, limit, limit, limit / 600, 2};
+    Social::NetworkLimits limits{limit, limit, limit, limit, limit / 600, 2, 2};
     ScriptedServer server;
     const Testing::TemporaryFolder local;
     const std::filesystem::path cache = local.Path() / "cache";
     Social::Job job;
     std::unique_ptr<Social::WebDavTransport> cloud;
 };
+
+class ScriptedCloudTest : public testing::Test, protected ScriptedCloud
+{};
 
 } // namespace Orvane::Tests

@@ -14,7 +14,7 @@ namespace Orvane::Tests {
 
 /// A little WebDAV server on a free port of 127.0.0.1, healthy but for its faults and what it does not keep
 /// to. Its collection is "/dav/", its token "secret". It grants changes of properties and forgets them. It
-/// serves one connection after the other, each for as long as it lasts, and must outlive its clients.
+/// serves one connection after the other, each for as long as it lasts.
 struct ScriptedServer
 {
     /// What becomes of the connection. The last three let the client wait, for two seconds at most; "Cancels"
@@ -36,23 +36,45 @@ struct ScriptedServer
 
     using Texts = QMap<QByteArray, QByteArray>;
 
-    ScriptedServer()
+    /// @param wantedPort  0 for any free one; "origin" stays empty when it is not free
+    explicit ScriptedServer(int wantedPort = 0)
     {
-        sockaddr_in address = {AF_INET, 0, {htonl(INADDR_LOOPBACK)}, {}};
+        const int isReused = 1;
+        ::setsockopt(listener, SOL_SOCKET, SO_REUSEADDR, &isReused, sizeof isReused);
+        sockaddr_in address = {AF_INET, htons(uint16_t(wantedPort)), {htonl(INADDR_LOOPBACK)}, {}};
         socklen_t size = sizeof address;
-        ::bind(listener, reinterpret_cast<sockaddr*>(&address), size);
+        if (::bind(listener, reinterpret_cast<sockaddr*>(&address), size) != 0)
+            return;
         ::listen(listener, 64);
         ::getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size);
-        origin = "http://127.0.0.1:" + std::to_string(ntohs(address.sin_port));
+        port = ntohs(address.sin_port);
+        origin = "http://127.0.0.1:" + std::to_string(port);
         serving = std::async(std::launch::async, [this] {
-            for (int socket = 0; (socket = ::accept(listener, nullptr, nullptr)) >= 0; ::close(socket))
+            for (int socket = 0; (socket = ::accept(listener, nullptr, nullptr)) >= 0;) {
+                SetConnection(socket);
                 while (Serve(socket)) {
                 }
+                SetConnection(-1);
+                ::close(socket);
+            }
             ::close(listener);
         });
     }
 
-    ~ScriptedServer() { ::shutdown(listener, SHUT_RDWR); }
+    ~ScriptedServer()
+    {
+        ::shutdown(listener, SHUT_RDWR);
+        if (origin.empty())
+            ::close(listener);
+        const std::lock_guard lock(connectionMutex);
+        ::shutdown(connection, SHUT_RDWR); // as a server does that is stopped
+    }
+
+    void SetConnection(int socket)
+    {
+        const std::lock_guard lock(connectionMutex);
+        connection = socket;
+    }
 
     bool Serve(int socket)
     {
@@ -146,6 +168,7 @@ struct ScriptedServer
         return head + "\r\n<multistatus xmlns=\"DAV:\">" + entries + "</multistatus>";
     }
 
+    int port = 0;
     std::string origin;
     std::mutex mutex;          ///< for the documents and the faults
     Texts documents{{"", ""}}; ///< by name; "" is the collection itself
@@ -160,6 +183,8 @@ struct ScriptedServer
         onRequest;    ///< before it is answered
     QByteArray heard; ///< the heads of all requests
     QByteArray last;  ///< head of the last request, unless it was refused
+    std::mutex connectionMutex;
+    int connection = -1; ///< that is served now
     const int listener = ::socket(AF_INET, SOCK_STREAM, 0);
     std::future<void> serving; ///< waited for at its destruction, and therefore the last
 };

@@ -202,7 +202,7 @@ const QString OrvaneCloudProtocol::SSO_TOKEN = QStringLiteral("sso_token");
 class OrvaneCloudProtocol::Private
 {
 public:
-    Private(const OAuth2::AuthInfo& authInfo, const std::string& cloudAddress);
+    Private(OrvaneCloudProtocol& owner, const OAuth2::AuthInfo& authInfo, const std::string& cloudAddress);
 
     /// Starts a request: @p work(transport, job, answer) fills the answer on a worker, @p deliver(ticket,
     /// result, answer) hands it over. What @p work holds goes to the worker; what @p deliver holds never
@@ -228,6 +228,10 @@ public:
     void Cancel(long long ticket);
     void Stop();
 
+    /// On the client's thread.
+    void NoteWaiting(long long ticket, const Job::Pause& pause);
+
+    OrvaneCloudProtocol& q;
     const std::shared_ptr<Transport> transport;
     const std::shared_ptr<PreviewMaker> previewMaker;
     bool isSignedIn = false;
@@ -239,8 +243,10 @@ public:
     std::unique_ptr<PreviewDesk> previews;
 };
 
-OrvaneCloudProtocol::Private::Private(const OAuth2::AuthInfo& authInfo, const std::string& address)
-    : transport(MakeTransport(authInfo, address, CacheFolderOf(authInfo)))
+OrvaneCloudProtocol::Private::Private(OrvaneCloudProtocol& owner, const OAuth2::AuthInfo& authInfo,
+                                      const std::string& address)
+    : q(owner)
+    , transport(MakeTransport(authInfo, address, CacheFolderOf(authInfo)))
     , previewMaker(std::make_shared<PreviewMaker>(CacheFolderOf(authInfo) / "previews"))
 {
     if (!transport) {
@@ -269,6 +275,9 @@ long long OrvaneCloudProtocol::Private::Start(Operation operation, Lane lane, Wo
     auto task = std::make_shared<RequestQueue::Task>(ticket, lane, [this, ticket](int percent) {
         registry.Deliveries().Post([this, ticket, percent] { registry.Progress(ticket, percent); });
     });
+    task->job.SetOnPause([this, ticket](const Job::Pause& pause) {
+        registry.Deliveries().Post([this, ticket, pause] { NoteWaiting(ticket, pause); });
+    });
     task->work = [source = transport, answer, work = std::move(work)](Job& job) {
         work(*source, job, *answer);
     };
@@ -277,6 +286,13 @@ long long OrvaneCloudProtocol::Private::Start(Operation operation, Lane lane, Wo
     };
     queue->Add(std::move(task));
     return ticket;
+}
+
+void OrvaneCloudProtocol::Private::NoteWaiting(long long ticket, const Job::Pause& pause)
+{
+    if (registry.IsUnderWay(ticket)) {
+        Q_EMIT q.Waiting(ticket, pause.why, static_cast<int>(pause.duration.count()));
+    }
 }
 
 template <typename Answer, typename Deliver>
@@ -358,7 +374,7 @@ void OrvaneCloudProtocol::Private::Stop()
 OrvaneCloudProtocol::OrvaneCloudProtocol(const OAuth2::AuthInfo& authInfo, const std::string& address,
                                          QObject* parent)
     : QObject(parent)
-    , d(std::make_unique<Private>(authInfo, address))
+    , d(std::make_unique<Private>(*this, authInfo, address))
 {}
 
 OrvaneCloudProtocol::~OrvaneCloudProtocol()

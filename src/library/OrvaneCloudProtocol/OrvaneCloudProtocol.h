@@ -121,6 +121,12 @@ public:
     /// with its own aspect ratio. Needs a QGuiApplication.
     long long retrievePreview(const QMap<QString, QString>& parameters, OnPreview&& onResult) override;
 
+Q_SIGNALS:
+    /// The request pauses before it asks the cloud again, which is away or too busy at the moment. Uploads
+    /// and downloads do so for about a minute, with growing pauses. May come several times while a request is
+    /// under way. The failure is that of the last attempt.
+    void Waiting(long long ticket, const Orvane::Social::Failure& why, int milliseconds);
+
 private:
     class Private;
     const std::unique_ptr<Private> d;

@@ -74,6 +74,14 @@ void Job::Sleep(std::chrono::milliseconds duration)
     ThrowIfCanceled();
 }
 
+void Job::Wait(const Pause& pause)
+{
+    if (m_onPause) {
+        m_onPause(pause);
+    }
+    Sleep(pause.duration);
+}
+
 std::chrono::milliseconds Job::TimeSinceCancel() const
 {
     using std::chrono::milliseconds;

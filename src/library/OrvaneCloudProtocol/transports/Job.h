@@ -53,6 +53,41 @@ public:
         Job& m_job;
     };
 
+    /// Before the cloud is asked again, since it is away or too busy at the moment.
+    struct Pause
+    {
+        Failure why;
+        std::chrono::milliseconds duration;
+    };
+
+    using OnPause = std::function<void(const Pause& pause)>;
+
+    /// @param onPause  called on the worker's thread when a pause begins. To be set before the work begins.
+    void SetOnPause(OnPause onPause) { m_onPause = std::move(onPause); }
+
+    /// Reports the pause, and waits for its end as Sleep.
+    void Wait(const Pause& pause);
+
+    /// While it lives, the job rather waits a minute for a cloud that is away than that it fails within
+    /// seconds.
+    class Patience
+    {
+    public:
+        explicit Patience(Job& job)
+            : m_job(job)
+        {
+            m_job.m_isPatient = true;
+        }
+        ~Patience() { m_job.m_isPatient = false; }
+        Patience(const Patience&) = delete;
+        Patience& operator=(const Patience&) = delete;
+
+    private:
+        Job& m_job;
+    };
+
+    [[nodiscard]] bool IsPatient() const noexcept { return m_isPatient; }
+
     /// Waits; throws CloudError (Canceled) as soon as the job is no longer wanted.
     void Sleep(std::chrono::milliseconds duration);
 
@@ -79,6 +114,8 @@ public:
 
 private:
     const OnProgress m_onProgress;
+    OnPause m_onPause;
+    bool m_isPatient = false; // on the worker's thread only
     std::atomic<bool> m_isCanceled{false};
     std::mutex m_commitMutex;
     mutable std::mutex m_cancelMutex;

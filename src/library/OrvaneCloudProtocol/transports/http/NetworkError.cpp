@@ -25,6 +25,15 @@ QString DetailOf(const HttpRequest& request, const HttpResponse& response)
 
 } // namespace
 
+CloudError CloudErrorIn(const std::exception_ptr& caught)
+{
+    try {
+        std::rethrow_exception(caught);
+    } catch (const CloudError& error) {
+        return error;
+    }
+}
+
 FailureCode FailureCodeOfStatus(int status)
 {
     switch (status) {

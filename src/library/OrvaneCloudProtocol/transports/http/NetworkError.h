@@ -3,6 +3,8 @@
 #include <OrvaneCloudProtocol/transports/Job.h>
 #include <OrvaneCloudProtocol/transports/http/HttpMessage.h>
 
+#include <exception>
+
 namespace Orvane::Social {
 
 /// No complete answer has come.
@@ -25,6 +27,9 @@ public:
 private:
     Outlook m_outlook;
 };
+
+/// The error that was caught. Throws it on when it is something else.
+[[nodiscard]] CloudError CloudErrorIn(const std::exception_ptr& caught);
 
 /// What an answer's status means to whoever asked, when it is not the one that was hoped for.
 [[nodiscard]] FailureCode FailureCodeOfStatus(int status);

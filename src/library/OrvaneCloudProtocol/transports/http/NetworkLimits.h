@@ -29,6 +29,10 @@ struct NetworkLimits
 
     int retries = 3;
 
+    /// For all that an upload or a download needs: the pauses together are longer than the restart of a
+    /// server.
+    int transferRetries = 7;
+
     /// For the whole of an exchange that carries no document.
     Milliseconds withoutDocument{600'000};
 

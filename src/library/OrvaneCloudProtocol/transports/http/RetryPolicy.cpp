@@ -16,11 +16,11 @@ bool IsPassing(int status)
     return status == 429 || status == 500 || status == 502 || status == 503 || status == 504;
 }
 
-std::optional<std::chrono::milliseconds> RetryDelay(const NetworkLimits& limits, int repetitions,
+std::optional<std::chrono::milliseconds> RetryDelay(const NetworkLimits& limits, int most, int repetitions,
                                                     std::optional<std::chrono::seconds> retryAfter,
                                                     double jitter)
 {
-    if (repetitions >= limits.retries || retryAfter.value_or(std::chrono::seconds(0)) > kLongestWait) {
+    if (repetitions >= most || retryAfter.value_or(std::chrono::seconds(0)) > kLongestWait) {
         return std::nullopt;
     }
     const auto doubled = limits.firstRetry * (1 << std::min(repetitions, kMostDoublings));

@@ -97,11 +97,11 @@ DocumentReceiver::Received DocumentReceiver::Run(Job& job)
             if (m_done - doneBefore >= kWorthNewPatience) {
                 repetitions = 0;
             }
-            if (!m_server.WaitToRepeat(repetitions, {}, job)) {
+            if (!m_server.WaitToRepeat(repetitions, error, {}, job)) {
                 throw;
             }
         } catch (const PassingTrouble& trouble) {
-            if (!m_server.WaitToRepeat(repetitions, trouble.Answer(), job)) {
+            if (!m_server.WaitToRepeat(repetitions, trouble, trouble.Answer(), job)) {
                 throw CloudError(trouble);
             }
         }

@@ -333,7 +333,7 @@ try {
         if (!trouble) {
             throw ErrorOf(request, answer, job);
         }
-        if (isHopeless || !m_server.WaitToRepeat(repetitions, answer, job)) {
+        if (isHopeless || !m_server.WaitToRepeat(repetitions, CloudErrorIn(trouble), answer, job)) {
             job.ThrowIfCanceled(); // which is why it may have timed out
             std::rethrow_exception(trouble);
         }
@@ -374,7 +374,8 @@ void WebDavCollection::Delete(const std::string& name, const DocumentVersion& ve
             continue;
         }
         const auto error = trouble ? trouble : std::make_exception_ptr(StatusError(request, answer));
-        if (isRefused || isHopeless || !m_server.WaitToRepeat(repetitions, answer, job)) {
+        if (isRefused || isHopeless ||
+            !m_server.WaitToRepeat(repetitions, CloudErrorIn(error), answer, job)) {
             job.ThrowIfCanceled();
             std::rethrow_exception(error);
         }

@@ -6,6 +6,8 @@
 #include <OrvaneCloudProtocol/transports/webdav/PropertyRequests.h>
 #include <support/Wiping.h>
 
+#include <glog/logging.h>
+
 #include <QFile>
 #include <QRandomGenerator>
 #include <QUrl>
@@ -264,11 +266,14 @@ HttpResponse WebDavServer::ChangeResources(const HttpRequest& request, Job& job)
     return answer;
 }
 
-bool WebDavServer::WaitToRepeat(int repetitions, const HttpResponse& answer, Job& job) const
+bool WebDavServer::WaitToRepeat(int repetitions, const CloudError& why, const HttpResponse& answer,
+                                Job& job) const
 {
-    const auto delay = RetryDelay(m_limits, repetitions, answer.retryAfter, Jitter());
+    const int most = job.IsPatient() ? m_limits.transferRetries : m_limits.retries;
+    const auto delay = RetryDelay(m_limits, most, repetitions, answer.retryAfter, Jitter());
     if (delay) {
-        job.Sleep(*delay);
+        LOG(INFO) << "Trying again in " << delay->count() << " ms: " << why.what();
+        job.Wait({why.GetFailure(), *delay});
     }
     return delay.has_value();
 }
@@ -279,14 +284,15 @@ HttpResponse WebDavServer::Repeat(HttpRequest& request, const Attempt& attempt, 
         HttpResponse answer;
         try {
             answer = Follow(request, attempt);
-            if (request.total || !IsPassing(answer.status) || !WaitToRepeat(repetitions, answer, job)) {
+            if (request.total || !IsPassing(answer.status) ||
+                !WaitToRepeat(repetitions, StatusError(request, answer), answer, job)) {
                 return answer;
             }
         } catch (const NetworkError& error) {
             // After a time-out somebody has waited long enough.
             const bool isWorthIt =
                 !request.total && !error.IsHopeless() && error.GetFailure().code != FailureCode::TimedOut;
-            if (!isWorthIt || !WaitToRepeat(repetitions, {}, job)) {
+            if (!isWorthIt || !WaitToRepeat(repetitions, error, {}, job)) {
                 throw;
             }
         }

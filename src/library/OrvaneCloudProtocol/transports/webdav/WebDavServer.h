@@ -1,6 +1,7 @@
 #pragma once
 
 #include <OAuth2.h>
+#include <OrvaneCloudProtocol/transports/Job.h>
 #include <OrvaneCloudProtocol/transports/http/HttpClient.h>
 #include <OrvaneCloudProtocol/transports/webdav/MultiStatus.h>
 #include <OrvaneCloudProtocol/transports/webdav/WebDavAddress.h>
@@ -66,7 +67,11 @@ public:
     [[nodiscard]] HttpRequest ChangeOf(const QByteArray& method, const QByteArray& path) const;
 
     /// Waits before the given repetition, or returns false when there should be none.
-    [[nodiscard]] bool WaitToRepeat(int repetitions, const HttpResponse& answer, Job& job) const;
+    ///
+    /// @param why     the trouble after which it is repeated
+    /// @param answer  in which the server may have asked for a certain pause
+    [[nodiscard]] bool WaitToRepeat(int repetitions, const CloudError& why, const HttpResponse& answer,
+                                    Job& job) const;
 
 private:
     using Attempt = std::function<HttpResponse(const HttpRequest& request)>;

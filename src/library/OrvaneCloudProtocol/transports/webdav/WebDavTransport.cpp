@@ -359,6 +359,7 @@ Transport::CloudFile WebDavTransport::Info(const QString& id, Job& job)
 
 Transport::CloudFile WebDavTransport::Store(const Upload& upload, Job& job)
 {
+    const Job::Patience patience(job);
     const auto replaced = upload.replacedId.isEmpty() ? std::string() : RequiredName(upload.replacedId);
     if (!replaced.empty() && upload.replacedVersion && !d->seen.Find(replaced)) {
         const auto now = d->RequiredResource(replaced, job);
@@ -375,6 +376,7 @@ Transport::CloudFile WebDavTransport::Store(const Upload& upload, Job& job)
 
 fs::path WebDavTransport::Fetch(const Download& download, Job& job)
 {
+    const Job::Patience patience(job);
     const auto name = RequiredName(download.id);
     const LocalTarget target(download);
     const auto part = target.BeginPart(d->localTemporaries);

@@ -116,7 +116,8 @@ std::unique_ptr<WebDavUpload::Temporary> WebDavUpload::Send(Sent& sent, Job& job
             Verify(temporary->Name(), sent, job);
             return temporary;
         }
-        if (outcome.isTimeOut || !m_collection.Server().WaitToRepeat(repetitions, outcome.answer, job)) {
+        if (outcome.isTimeOut || !m_collection.Server().WaitToRepeat(
+                                     repetitions, CloudErrorIn(outcome.trouble), outcome.answer, job)) {
             std::rethrow_exception(outcome.trouble);
         }
     }
