@@ -1,4 +1,5 @@
 #include "support/CloudSessionFixture.h"
+#include "support/ScriptedServer.h"
 #include "support/WebDavClouds.h"
 
 #include <QTimer>
@@ -69,6 +70,37 @@ TEST_F(CloudSessionServerTest, RefreshesByItselfAtThePeriodOfItsSettings)
     m_cloud.server.Tell("start");
     m_cloud.Put("c.pdf", "c");
     EXPECT_TRUE(QTest::qWaitFor([&] { return count() == 2; }, kLongEnough));
+}
+
+TEST_F(CloudSessionFixture, SaysWhichTransferWaitsForItsServer)
+{
+    ScriptedServer server;
+    server.documents["old.pdf"] = "old";
+    for (const char* method : {"PUT", "GET"}) {
+        server.faults.push_back({{}, "HTTP/1.1 503\r\nContent-Length: 0\r\n\r\n", false});
+        server.faults.back().method = method;
+        server.faults.back().times = 2; // the first PUT is a trial of what the server keeps to
+    }
+    m_setup.cloudAddress = QString::fromStdString(server.origin + "/dav/");
+    Open(kData);
+    SignIn(QStringLiteral("secret"));
+    std::vector<std::pair<QString, FailureCode>> waited;
+    QObject::connect(m_session.get(), &CloudSession::Waiting,
+                     [&](const QString& subject, const auto& why, int milliseconds) {
+                         waited.emplace_back(subject, why.code);
+                         EXPECT_GT(milliseconds, 0);
+                     });
+
+    const auto path = LocalPath(QStringLiteral("new.pdf"));
+    Write(path, "new");
+    Await(&OrvaneCloudManager::UploadingFinished, [&] { m_session->Cloud().Upload(path); });
+    const PDF::FileInfo::CloudInfo cloudInfo("old.pdf", "old.pdf", 3, true, {}, {}, {}, 0, {});
+    Await(&OrvaneCloudManager::DownloadingFinished, [&] {
+        m_session->Download(std::make_shared<FileInfo>(cloudInfo), {LocalPath(QStringLiteral("."))});
+    });
+    const auto isBusy = [](const QString& subject) { return std::pair(subject, FailureCode::Unavailable); };
+    const QString old = QStringLiteral("old.pdf");
+    EXPECT_THAT(waited, testing::ElementsAre(isBusy(path), isBusy(old), isBusy(old)));
 }
 
 } // namespace

@@ -42,6 +42,8 @@ TEST(FailureTextTest, TurnsEveryCodeIntoItsExitCodeAndAFullSentence)
     QSet<QString> names;
     for (const auto& [code, exitCode] : cases) {
         const auto problem = DescribeFailure(Operation::Download, "100%1.pdf"_q, {code, "raw detail"_q});
+        const auto pause = DescribePause({code, "raw detail"_q}, 3001);
+        EXPECT_TRUE(pause.endsWith("; trying again in 4 s."_q) && pause[0].isUpper()) << pause.toStdString();
         EXPECT_EQ(static_cast<int>(problem.exitCode), exitCode);
         EXPECT_TRUE(problem.what.contains("\"100%1.pdf\""_q)) << problem.what.toStdString();
         EXPECT_TRUE(problem.why.endsWith(" (raw detail)"_q)) << problem.why.toStdString();

@@ -122,6 +122,11 @@ auto FindIn(const Table& table, Predicate isWanted)
     return found == std::end(table) ? nullptr : &*found;
 }
 
+const CodeTexts* TextsOf(FailureCode code)
+{
+    return FindIn(kCodes, [code](const CodeTexts& entry) { return entry.code == code; });
+}
+
 QString WhatHappened(Operation operation, const QString& subject)
 {
     const auto* texts = FindIn(
@@ -141,13 +146,21 @@ QString WithDetail(const char* why, const QString& detail)
 
 Problem DescribeFailure(Operation operation, const QString& subject, const Failure& failure)
 {
-    const auto* texts = FindIn(kCodes, [&](const CodeTexts& entry) { return entry.code == failure.code; });
+    const auto* texts = TextsOf(failure.code);
     const auto* special = FindIn(kSpecials, [&](const SpecialTexts& entry) {
         return entry.operation == operation && entry.code == failure.code;
     });
     return {texts->exitCode, QString::fromLatin1(texts->name), WhatHappened(operation, subject),
             WithDetail(special ? special->why : texts->why, failure.detail),
             QString::fromLatin1(special ? special->next : texts->next)};
+}
+
+QString DescribePause(const Failure& why, int milliseconds)
+{
+    const int seconds = (milliseconds + 999) / 1000;
+    QString cause = QString::fromLatin1(TextsOf(why.code)->why);
+    cause[0] = cause[0].toUpper();
+    return cause + QStringLiteral("; trying again in %1 s.").arg(seconds);
 }
 
 } // namespace Orvane::CommandLine

@@ -12,4 +12,7 @@ namespace Orvane::CommandLine {
 [[nodiscard]] Problem DescribeFailure(Social::Operation operation, const QString& subject,
                                       const Social::Failure& failure);
 
+/// One sentence: why the cloud is asked again, and when.
+[[nodiscard]] QString DescribePause(const Social::Failure& why, int milliseconds);
+
 } // namespace Orvane::CommandLine

@@ -112,6 +112,10 @@ CloudSession::CloudSession(const Setup& setup, QObject* parent)
     connect(&d->merger, &DocumentListMerger::Merged, this, &CloudSession::DocumentsRefreshed);
     connect(&d->merger, &DocumentListMerger::PreviewsSettled, this, &CloudSession::PreviewsSettled);
     connect(&d->reporter, &FailureReporter::Failed, this, &CloudSession::OperationFailed);
+    connect(&d->protocol->Client(), &Social::OrvaneCloudProtocol::Waiting, this,
+            [this](long long ticket, const Social::Failure& why, int milliseconds) {
+                Q_EMIT Waiting(QString::fromStdString(d->transfers.SubjectOf(ticket)), why, milliseconds);
+            });
 }
 
 CloudSession::~CloudSession() = default;

@@ -121,6 +121,11 @@ Q_SIGNALS:
     /// A request failed or did not start. The clean-up after a failed upload is not reported.
     void OperationFailed(const Orvane::PDF::Cloud::CloudSession::OperationFailure& failure);
 
+    /// A request pauses before it asks the cloud again, which is away or too busy at the moment. Transfers do
+    /// so for about a minute, with growing pauses; then they fail. The subject is a local path for uploads, a
+    /// document id for downloads, and empty for other requests.
+    void Waiting(const QString& subject, const Orvane::Social::Failure& why, int milliseconds);
+
     /// A retrieved list has been merged whole. The counts are of documents; their previews may still be on
     /// the way.
     void DocumentsRefreshed(int added, int updated, int removed);

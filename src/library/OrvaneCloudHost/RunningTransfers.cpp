@@ -32,6 +32,15 @@ void RunningTransfers::End(long long ticket)
         m_ended.push_back(ticket);
 }
 
+std::string RunningTransfers::SubjectOf(long long ticket) const
+{
+    const auto found = m_transfers.find(ticket);
+    if (found == m_transfers.end())
+        return {};
+    const auto& transfer = found->second;
+    return transfer.source.empty() ? transfer.documentId : transfer.source.utf8string();
+}
+
 bool RunningTransfers::IsRunning(const std::string& documentId) const
 {
     return std::any_of(m_transfers.begin(), m_transfers.end(),

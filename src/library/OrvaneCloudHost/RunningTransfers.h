@@ -38,6 +38,10 @@ public:
     /// The tickets that have ended since the last call.
     [[nodiscard]] std::vector<long long> TakeEnded() { return std::exchange(m_ended, {}); }
 
+    /// What the ticket stands for: the path of the file that is uploaded, as the caller wrote it, or the id
+    /// of the document that is downloaded; empty when it is no running transfer.
+    [[nodiscard]] std::string SubjectOf(long long ticket) const;
+
     [[nodiscard]] bool IsRunning(const std::string& documentId) const;
     [[nodiscard]] bool IsAnyUpload() const;
 

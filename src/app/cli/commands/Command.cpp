@@ -19,6 +19,12 @@ using PDF::Cloud::OrvaneCloudManager;
 using Social::FailureCode;
 using Social::Operation;
 
+namespace {
+
+constexpr int kLeastToldPauseInMs = 1000;
+
+} // namespace
+
 Command::Command(const Surroundings& surroundings)
     : m_surroundings(surroundings)
 {
@@ -38,6 +44,10 @@ void Command::FollowSession()
     connect(&m_patience, &Patience::Tried, this, [this](int seconds) { ShowWaiting(seconds); });
     connect(&Session(), &CloudSession::OperationFailed, this, &Command::OnOperationFailed);
     connect(&Session(), &CloudSession::DocumentsRefreshed, this, [=] { runOnce(m_afterRefresh); });
+    connect(&Session(), &CloudSession::Waiting, this,
+            [this](const QString&, const Social::Failure& why, int milliseconds) {
+                TellPause(why, milliseconds);
+            });
     connect(&Session().Cloud(), &OrvaneCloudManager::AuthorizationCompleted, this,
             [=] { runOnce(m_afterSignIn); });
     connect(&Session().Cloud(), &OrvaneCloudManager::AuthorizationRequired, this, &Command::OnSignInLost);
@@ -75,6 +85,15 @@ void Command::OnSignInLost()
 {
     const Social::Failure failure{FailureCode::SignInNeeded, QStringLiteral("the sign-in has ended")};
     Fail(DescribeFailure(Operation::SignIn, {}, failure));
+}
+
+// Several requests pause at once when the cloud is away: one line is enough.
+void Command::TellPause(const Social::Failure& why, int milliseconds)
+{
+    if (milliseconds < kLeastToldPauseInMs || !m_endOfToldPause.hasExpired())
+        return;
+    m_endOfToldPause.setRemainingTime(milliseconds);
+    GetConsole().Tell(DescribePause(why, milliseconds));
 }
 
 void Command::SignInThen(Continuation next)

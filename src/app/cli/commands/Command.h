@@ -6,6 +6,7 @@
 
 #include <OrvaneCloudHost/CloudSession.h>
 
+#include <QDeadlineTimer>
 #include <QJsonObject>
 #include <QObject>
 #include <QString>
@@ -95,11 +96,13 @@ protected:
 private:
     void FollowSession();
     void OnSignInLost();
+    void TellPause(const Social::Failure& why, int milliseconds);
 
     const Surroundings m_surroundings;
     Continuation m_afterSignIn;
     Continuation m_afterRefresh;
     Patience m_patience;
+    QDeadlineTimer m_endOfToldPause;
     bool m_isFinished = false;
 };
 
