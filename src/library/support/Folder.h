@@ -63,7 +63,7 @@ private:
     friend class NewFile;
 
     const std::filesystem::path m_path;
-    int m_descriptor = -1;
+    [[maybe_unused]] int m_descriptor = -1;
 };
 
 /// A file that is made and then written. All of it goes to the file that was made, whatever becomes of its
@@ -99,10 +99,10 @@ private:
     [[noreturn]] void Fail(int error) const;
 
     const std::filesystem::path m_path; ///< for messages, and where there are no descriptors
-    int m_descriptor = -1;
-    void* m_file = nullptr; ///< in their place
+    [[maybe_unused]] int m_descriptor = -1;
+    [[maybe_unused]] void* m_file = nullptr; ///< in their place
     std::uint64_t m_size = 0;
-    std::uint64_t m_behind = 0; ///< so much is on its way to the disk
+    [[maybe_unused]] std::uint64_t m_behind = 0; ///< so much is on its way to the disk
 };
 
 } // namespace Orvane::Support

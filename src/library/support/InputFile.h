@@ -27,8 +27,8 @@ public:
 
 private:
     const std::filesystem::path m_path;
-    int m_descriptor = -1;
-    void* m_file = nullptr; ///< where there are no descriptors
+    [[maybe_unused]] int m_descriptor = -1;
+    [[maybe_unused]] void* m_file = nullptr; ///< where there are no descriptors
 };
 
 /// What a file holds, up to so many bytes. Throws std::filesystem::filesystem_error.
