@@ -93,7 +93,8 @@ private:
             return "its descriptors: ";
         if (!TakeLimits())
             return "its limits: ";
-        if (::setsid() < 0 || ::chdir("/") != 0 || ::prctl(PR_SET_PDEATHSIG, SIGKILL) != 0)
+        if (::setsid() < 0 || ::chdir("/") != 0 ||
+            (!m_plan.outlivesThread && ::prctl(PR_SET_PDEATHSIG, SIGKILL) != 0))
             return "its session: ";
         if (!m_plan.keepsRights && !GiveUpRights())
             return "its rights: ";

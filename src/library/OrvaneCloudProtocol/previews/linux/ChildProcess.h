@@ -17,12 +17,14 @@ struct ChildPlan
     std::vector<int> descriptors;               ///< become 0, 1, 2 and so on; it gets no others
     std::vector<std::pair<int, rlim_t>> limits; ///< resource, most; a limit that is below already stays
     bool keepsRights = false;                   ///< what root may do, and what a set-user-ID file gives
+    bool outlivesThread = false;                ///< is not killed when the calling thread ends
     int landlockRuleset = -1;
     const std::vector<sock_filter>* syscallFilter = nullptr;
 };
 
 /// Starts a process in a session of its own, without a copy of this one's memory. It is killed when the
-/// calling thread ends. Throws CloudError (Unsupported) when the program does not start as planned.
+/// calling thread ends, unless it is to outlive that. Throws CloudError (Unsupported) when the program does
+/// not start as planned.
 [[nodiscard]] pid_t StartChild(const ChildPlan& plan);
 
 } // namespace Orvane::Social

@@ -94,6 +94,9 @@ private:
         m_plan.descriptors.push_back(m_filter.Number());
         m_plan.descriptors.push_back(status);
         m_plan.keepsRights = true; // it needs them, and gives them up for the program
+        // Killed while it starts, it would leave a process that waits for it for ever: it is to ask for its
+        // death itself, when it is about to be ready.
+        m_plan.outlivesThread = true;
     }
 
     const fs::path m_program;
