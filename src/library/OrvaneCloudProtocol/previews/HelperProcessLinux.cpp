@@ -79,8 +79,9 @@ public:
         : m_isWrapped(command.limits.confinement == PreviewConfinement::Bubblewrap)
     {
         const auto file = OpenInput(input);
+        ::fcntl(m_life.ours.Number(), F_SETFL, 0); // who reads it waits
         m_process = StartHelper(command, {file.Number(), output.theirs.Number(), errorOutput.theirs.Number(),
-                                          m_status.theirs.Number()});
+                                          m_status.theirs.Number(), m_life.ours.Number()});
         isRunning = true;
         for (Pipe* pipe : {&output, &errorOutput, &m_status})
             pipe->theirs.Close();
@@ -167,6 +168,7 @@ private:
 
     const bool m_isWrapped;
     Pipe m_status; ///< of bubblewrap
+    Pipe m_life;   ///< its guard reads ours; theirs is closed with this process
     QByteArray m_said;
     pid_t m_process = 0;
     microseconds m_pause = kShortestPause;

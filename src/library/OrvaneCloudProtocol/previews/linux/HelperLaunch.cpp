@@ -74,7 +74,7 @@ private:
     {
         switch (kind) {
         case PreviewConfinement::Bubblewrap:
-            return UseBubblewrap(descriptors.status);
+            return UseBubblewrap(descriptors);
         case PreviewConfinement::Landlock:
             m_ruleset = MakeLandlockRuleset(FilesToRun(m_program), descriptors.input);
             m_plan.landlockRuleset = m_ruleset.Number();
@@ -87,15 +87,15 @@ private:
         }
     }
 
-    void UseBubblewrap(int status)
+    void UseBubblewrap(const HelperDescriptors& descriptors)
     {
         m_line = BubblewrapCommand(m_line, FilesToRun(m_program));
         m_filter = HelperSyscallFilterFile();
         m_plan.descriptors.push_back(m_filter.Number());
-        m_plan.descriptors.push_back(status);
+        m_plan.descriptors.push_back(descriptors.status);
+        m_plan.descriptors.push_back(descriptors.life);
         m_plan.keepsRights = true; // it needs them, and gives them up for the program
-        // Killed while it starts, it would leave a process that waits for it for ever: it is to ask for its
-        // death itself, when it is about to be ready.
+        // Killed alone, it may leave a process behind: the guard kills both.
         m_plan.outlivesThread = true;
     }
 

@@ -13,6 +13,7 @@ struct HelperDescriptors
     int output;
     int errorOutput;
     int status; ///< where bubblewrap says how far it has come
+    int life;   ///< an end of a pipe that nothing is written to, for the process that guards bubblewrap
 };
 
 /// Starts a helper process, which leads a group of its own, confined as the command's limits say. Throws
