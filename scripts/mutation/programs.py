@@ -13,7 +13,7 @@ _SESSION = ["DocumentListMergerTest", "FailureReporter*", "CloudSessionTest", "*
 _FOLDER = ["FolderTransportTest"]
 _FORMATS = ["DocumentIdTest", "WebDavFormatsTest"]
 _PURE = ("webdav/MultiStatus", "webdav/Property", "webdav/WebDavAddress", "webdav/WebDavDate", "webdav/WebDavQuota",
-         "webdav/Md5Note", "webdav/DocumentVersion", "http/RetryPolicy", "http/NetworkError")
+         "webdav/Md5Note", "webdav/DocumentVersion")
 _WEBDAV = ["WebDavFormatsTest", "ServerTraitsTest", "WebDavTransportTest", "WebDavServersTest", "WebDav*"]
 _PREVIEWS = ["PreviewCacheTest", "Preview*"]
 _CLIENT = ["RequestQueueTest", "ProtocolContractTest"]
