@@ -22,19 +22,19 @@ class Crew:
         return self._makers[cloud](self._work / f"stage-{self._number}")
 
     def run(self, trials):
-        """Results as they come."""
-        waiting, done = queue.SimpleQueue(), queue.SimpleQueue()
+        """Results as they come. Those that only wait get workers of their own."""
+        queues = {False: queue.SimpleQueue(), True: queue.SimpleQueue()}
         for trial in trials:
-            waiting.put(trial)
-        total = waiting.qsize()
-        stages = threading.Lock()
-        workers = [threading.Thread(target=self._work_off, args=(waiting, done, stages), daemon=True)
-                   for _ in range(self._jobs)]
+            queues[trial.is_waiting].put(trial)
+        sizes = {False: self._jobs, True: queues[True].qsize()}
+        done, making = queue.SimpleQueue(), threading.Lock()
+        workers = [threading.Thread(target=self._work_off, args=(waiting, done, making), daemon=True)
+                   for kind, waiting in queues.items() for _ in range(sizes[kind])]
         for worker in workers:
             worker.start()
-        for number in range(1, total + 1):
+        for number in range(1, len(trials) + 1):
             result = done.get()
-            _show(number, total, result)
+            _show(number, len(trials), result)
             yield result
         for worker in workers:
             worker.join()

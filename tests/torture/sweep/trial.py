@@ -10,6 +10,7 @@ class Trial:
     group: str  # its row in the table
     name: str
     run: Callable  # gets a stage that was just reset; gives the losses
+    is_waiting: bool = False  # nearly all of the time
 
     def __str__(self):
         return f"{self.cloud}: {self.name}"
