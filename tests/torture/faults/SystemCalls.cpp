@@ -121,6 +121,20 @@ void CopyText(const char* from, char* to)
     std::snprintf(to, kLongestSubject, "%s", from);
 }
 
+/// @param path  from the root, from the folder that is open as the descriptor, or empty for what is open
+/// there
+void FindPathAt(long descriptor, const char* path, char* found)
+{
+    if (path && path[0] == '/') {
+        CopyText(path, found);
+        return;
+    }
+    FindDescriptor(descriptor, found);
+    const auto length = std::strlen(found);
+    if (path && path[0] != '\0')
+        std::snprintf(found + length, kLongestSubject - length, "/%s", path);
+}
+
 bool IsStandardStream(long descriptor)
 {
     return descriptor >= STDIN_FILENO && descriptor <= STDERR_FILENO;
@@ -147,10 +161,7 @@ bool FindSubject(const Row& row, const Call& call, const char* folder, char* sub
         CopyText(pathOf(0), subject);
         return IsBelow(subject, folder);
     case About::PathAt:
-        if (!pathOf(1) || pathOf(1)[0] != '/')
-            FindDescriptor(call.arguments[0], subject);
-        else
-            CopyText(pathOf(1), subject);
+        FindPathAt(call.arguments[0], pathOf(1), subject);
         return IsBelow(subject, folder);
     case About::Descriptor:
         FindDescriptor(call.arguments[0], subject);
