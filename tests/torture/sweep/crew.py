@@ -7,6 +7,8 @@ import traceback
 
 from trial import Result
 
+WAITERS = 24  # workers for trials that mostly wait
+
 
 class Crew:
     """@param makers  for each cloud a function that gets a folder to make, and gives a stage"""
@@ -22,11 +24,11 @@ class Crew:
         return self._makers[cloud](self._work / f"stage-{self._number}")
 
     def run(self, trials):
-        """Results as they come. Those that only wait get workers of their own."""
+        """Results as they come. Those that mostly wait have workers of their own."""
         queues = {False: queue.SimpleQueue(), True: queue.SimpleQueue()}
         for trial in trials:
             queues[trial.is_waiting].put(trial)
-        sizes = {False: self._jobs, True: queues[True].qsize()}
+        sizes = {False: self._jobs, True: min(WAITERS, queues[True].qsize())}
         done, making = queue.SimpleQueue(), threading.Lock()
         workers = [threading.Thread(target=self._work_off, args=(waiting, done, making), daemon=True)
                    for kind, waiting in queues.items() for _ in range(sizes[kind])]

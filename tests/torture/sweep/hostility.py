@@ -33,7 +33,7 @@ def _trial(cloud, trick):
 
     methods = " and ".join(trick.methods)
     return Trial(cloud, f"hostile answers to {methods}", f"{trick.command.name}, {methods}: {trick.name}", run,
-                 trick.is_slow)
+                 is_waiting=True)
 
 
 def _check_greed(ended, sent, grown):

@@ -10,7 +10,7 @@ class Trial:
     group: str  # its row in the table
     name: str
     run: Callable  # gets a stage that was just reset; gives the losses
-    is_waiting: bool = False  # nearly all of the time
+    is_waiting: bool = False  # most of the time, as while a transfer is tried again
 
     def __str__(self):
         return f"{self.cloud}: {self.name}"
