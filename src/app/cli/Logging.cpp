@@ -62,6 +62,8 @@ public:
     void send(google::LogSeverity severity, const char*, const char* file, int line,
               const google::LogMessageTime& time, const char* message, std::size_t length) override
     {
+        if (!m_file.isOpen())
+            return; // Qt would warn, and so log again while this line is being logged
         m_file.write(QByteArray::fromStdString(ToString(severity, file, line, time, message, length) + '\n'));
     }
 
