@@ -13,7 +13,7 @@ namespace fs = std::filesystem;
 constexpr const char* kUsersFile = "mine.pdf";
 constexpr const char* kHeldFile = ".orvane-cloud-0123456789abcdef.held";
 
-const fs::path& Folder()
+const fs::path& PrivateFolder()
 {
     static const Fuzzing::Scratch scratch;
     scratch.Clear();
@@ -44,7 +44,7 @@ bool HoldsFile(const fs::path& folder, const std::string& content)
 /// what was held stays under one name or another.
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size)
 {
-    const auto& folder = Folder();
+    const auto& folder = PrivateFolder();
     const auto journals = folder / "journals";
     fs::create_directory(journals);
     Fuzzing::Write(folder / kUsersFile, "mine");
