@@ -93,7 +93,8 @@ TEST_F(CloudSessionFixture, SaysWhichTransferWaitsForItsServer)
 
     const auto path = LocalPath(QStringLiteral("new.pdf"));
     Write(path, "new");
-    Await(&OrvaneCloudManager::UploadingFinished, [&] { m_session->Cloud().Upload(path); });
+    // The server has one connection at a time, and the quota is asked for after an upload.
+    Await(&OrvaneCloudManager::RetrievingUserQuotaFinished, [&] { m_session->Cloud().Upload(path); });
     const PDF::FileInfo::CloudInfo cloudInfo("old.pdf", "old.pdf", 3, true, {}, {}, {}, 0, {});
     Await(&OrvaneCloudManager::DownloadingFinished, [&] {
         m_session->Download(std::make_shared<FileInfo>(cloudInfo), {LocalPath(QStringLiteral("."))});
