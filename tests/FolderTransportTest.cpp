@@ -6,6 +6,8 @@
 #include <support/PartFile.h>
 #include <support/TemporaryJournal.h>
 
+#include <QElapsedTimer>
+
 #include <gmock/gmock.h>
 
 #include <csignal>
@@ -140,6 +142,7 @@ TEST_F(FolderTransportTest, WhatChangesWhileItIsReadIsAnErrorAndGoesNowhere)
 TEST_F(FolderTransportTest, OnlyAnotherContentCountsAsAnotherVersion)
 {
     const auto file = cloud / "a.pdf";
+    const QString id = QStringLiteral("a.pdf");
     const std::tuple<const char*, std::function<void()>, std::optional<FailureCode>> cases[] = {
         {"touched", [&] { fs::last_write_time(file, fs::file_time_type::clock::now()); }, std::nullopt},
         {"copied over itself",
@@ -151,6 +154,8 @@ TEST_F(FolderTransportTest, OnlyAnotherContentCountsAsAnotherVersion)
         {"changed with its size and time kept",
          [&] {
              const auto time = fs::last_write_time(file);
+             std::this_thread::sleep_for(
+                 std::chrono::milliseconds(20)); // so that its attributes change later
              Write(file, "new");
              fs::last_write_time(file, time);
          },
@@ -164,9 +169,11 @@ TEST_F(FolderTransportTest, OnlyAnotherContentCountsAsAnotherVersion)
         fs::remove(file);
         Write(file, "old");
         transport.List(job);
+        const auto tag = transport.VersionTag(id, job);
         change();
-        EXPECT_EQ(Store("b.pdf", QStringLiteral("a.pdf")), failure);
-        const auto removal = FailureOf([&] { transport.Remove(QStringLiteral("a.pdf"), job); });
+        EXPECT_TRUE(failure != FailureCode::Conflict || transport.VersionTag(id, job) != tag);
+        EXPECT_EQ(Store("b.pdf", id), failure);
+        const auto removal = FailureOf([&] { transport.Remove(id, job); });
         EXPECT_EQ(removal.has_value(), failure.has_value());
         EXPECT_EQ(NamesIn(cloud).size(), failure ? 1U : 0U);
     }
@@ -399,6 +406,15 @@ TEST_F(FolderTransportTest, NothingIsMadeInAFolderThatHasTakenTheOthersPlace)
         fs::rename(moved, cloud);
     }
     EXPECT_EQ(Read(cloud / "b.pdf"), "old");
+    onProgress = [&](Job&) {
+        if (!fs::exists(moved)) {
+            fs::rename(local, moved);
+            fs::create_directory(local);
+        }
+    };
+    EXPECT_EQ(Fetch(QStringLiteral("b.pdf"), "b.pdf"), FailureCode::LocalDisk);
+    EXPECT_THAT(NamesIn(local), IsEmpty());
+    EXPECT_EQ(Read(moved / "b.pdf"), "new");
 }
 
 TEST_F(FolderTransportTest, NothingIsCommittedOnceCancelHasReturned)
@@ -444,6 +460,7 @@ TEST_F(FolderTransportTest, AnEmptyFolderOnAnotherDeviceInPlaceOfAFullOneIsAnErr
         fs::create_directory_symlink(folder, place);
     };
     fs::create_directory(empty);
+    Write(empty / ".hidden.pdf", "no document");
     Write(local / "b.pdf", "y");
     OAuth2::AuthInfo account;
     account.dataFolder = Support::ToText(scratch.Path() / "data");
@@ -469,7 +486,7 @@ TEST_F(FolderTransportTest, AnEmptyFolderOnAnotherDeviceInPlaceOfAFullOneIsAnErr
         EXPECT_EQ(FailureOf([&] { client->Store({local / "b.pdf", {}, {}}, job); }), FailureCode::NotFound);
         EXPECT_EQ(FailureOf([&] { client->Remove(QStringLiteral("b.pdf"), job); }), FailureCode::NotFound);
     }
-    EXPECT_THAT(NamesIn(empty), IsEmpty());
+    EXPECT_THAT(NamesIn(empty), ElementsAre(".hidden.pdf"));
     account.isEmptiedFolderAccepted = true;
     EXPECT_EQ(signIn().second, std::nullopt);
     EXPECT_EQ(FailureOf([&] { first->List(job); }), std::nullopt) << "everybody learns it";
@@ -496,7 +513,7 @@ TEST_F(FolderTransportTest, AnEmptyFolderOnAnotherDeviceInPlaceOfAFullOneIsAnErr
     mount(cloud);
     transport.SignIn({}, job);
     EXPECT_THAT(NamesIn(cloud), ElementsAre("held.pdf")) << "forgotten while its share was away";
-    fs::remove(empty);
+    fs::remove_all(empty);
 }
 
 TEST_F(FolderTransportTest, AnUnreadableRecordOfTheFolderIsTroubleWithTheLocalDisk)
@@ -564,6 +581,55 @@ TEST_F(FolderTransportTest, SignInSweepsWhatACrashHasLeft)
                                      "theirs (2).pdf", "theirs.pdf"));
     for (const char* name : {"both (2).pdf", "reserved.pdf", "taken away.pdf", "theirs (2).pdf"})
         EXPECT_EQ(Read(cloud / name), "held") << name;
+}
+
+TEST_F(FolderTransportTest, WhatLiesInAFolderThatIsAwayIsNotForgotten)
+{
+    const auto moved = scratch.Path() / "moved";
+    const auto temporary = cloud / Support::NewTemporaryName();
+    const Support::HeldFile held{cloud / Support::NewHeldName(), cloud / "held.pdf", {}};
+    for (const auto& file : {temporary, held.path})
+        Write(file, "x");
+    TemporaryJournal(cache / "of temporaries").Record(temporary);
+    (void)TemporaryJournal(cache / "of held files").Record(held);
+    const auto sweepBoth = [&] {
+        for (const auto& folder : {cache / "of temporaries", cache / "of held files"})
+            TemporaryJournal(folder).Sweep();
+    };
+    const auto longAgo = fs::file_time_type::clock::now() - std::chrono::hours(31 * 24);
+    fs::last_write_time(*fs::directory_iterator(cache / "of held files"), longAgo);
+    fs::rename(cloud, moved);
+    sweepBoth();
+    fs::rename(moved, cloud);
+    sweepBoth();
+    EXPECT_THAT(NamesIn(cloud), ElementsAre("held.pdf"));
+    EXPECT_THAT(NamesIn(cache / "of temporaries"), IsEmpty());
+}
+
+TEST_F(FolderTransportTest, ARecordIsWrittenAnewWhenItsJournalHasBeenRemoved)
+{
+    TemporaryJournal journal(cache / "temporaries");
+    for (int round = 0; round < 2; ++round) {
+        journal.Record(cloud / Support::NewTemporaryName());
+        ASSERT_EQ(NamesIn(cache / "temporaries").size(), 1U);
+        fs::remove(*fs::directory_iterator(cache / "temporaries"));
+    }
+}
+
+TEST(JobProgress, ComesTenTimesASecondAtMostNeverBackwardsAndIsNotWholeBeforeTheEnd)
+{
+    std::vector<int> reports;
+    QElapsedTimer timer;
+    timer.start();
+    Job job([&](int percent) { reports.push_back(percent); });
+    while (timer.elapsed() < 1'600) {
+        job.ReportProgress(timer.elapsed() < 500 ? timer.elapsed() : 0, 1'000);
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    EXPECT_LE(reports.size(), std::size_t(timer.elapsed() / 100 + 1));
+    EXPECT_TRUE(std::is_sorted(reports.begin(), reports.end()));
+    job.ReportProgress(1, 1);
+    EXPECT_LT(reports.back(), 100);
 }
 
 TEST_F(FolderTransportTest, ANewFileTakesNoTakenNameWhateverTheFileSystemCanDo)
