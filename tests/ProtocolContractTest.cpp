@@ -202,7 +202,8 @@ TEST_P(ProtocolContract, DocumentsComeBackAsTheyWent)
         SCOPED_TRACE(size);
         const QByteArray bytes = Bytes(size);
         const std::string name = "Grö\xC3\x9F" + std::to_string(size) + " 100%.pdf";
-        const auto up = Success(client.Upload(Local(name, bytes), {{Client::MD5_HASH, Md5(bytes)}}));
+        const auto up =
+            Success(client.Upload(Local(name, bytes), {{Client::MD5_HASH, Md5(bytes).toUpper()}}));
         EXPECT_EQ(cloud->Read(name), bytes);
         EXPECT_EQ(up->stored.fileName.toStdString(), name);
         EXPECT_EQ(up->stored.size, size);
@@ -295,10 +296,18 @@ TEST_P(ProtocolContract, ReplacingAndDeletingTakeExactlyOneDocument)
 TEST_P(ProtocolContract, WhatSomebodyChangedSinceItWasSeenIsNeitherReplacedNorRemoved)
 {
     const auto source = Local("mine.pdf", "mine");
-    for (int round = 0; round < 2; ++round) {
+    const std::function<SharedAnswer()> looks[] = {
+        [&] { return client.List(); },
+        [&] { return client.Info(kSample); },
+        [&] { return client.Download(kSample, local.Path() / "seen.pdf"); },
+        [&] {
+            return client.Upload(source, {{Client::ID, kSample}});
+        },
+    };
+    for (const auto& look : looks) {
         cloud->Put("a.pdf", "old");
         SignIn();
-        Success(round == 0 ? client.List() : client.Info(kSample));
+        Success(look());
         cloud->Put("a.pdf", "theirs, and longer");
         ExpectFailure(client.Upload(source, {{Client::ID, kSample}}), FailureCode::Conflict);
         ExpectFailure(client.Delete(kSample), FailureCode::Conflict);
@@ -317,7 +326,8 @@ TEST_P(ProtocolContract, WhatSomebodyChangedSinceItWasSeenIsNeitherReplacedNorRe
         EXPECT_TRUE(WaitFor(answer));
         return answer->IsSuccess() ? FailureCode::Canceled : unaware.Reason(Operation::Upload);
     };
-    EXPECT_EQ(outcome("3"), FailureCode::Conflict) << "what its caller knows is another version";
+    for (int attempt = 0; attempt < 2; ++attempt)
+        EXPECT_EQ(outcome("3"), FailureCode::Conflict) << "what its caller knows is another version";
     EXPECT_EQ(cloud->Read("a.pdf"), QByteArray("theirs"));
     EXPECT_EQ(outcome("6"), FailureCode::Canceled) << "which stands for none";
 }
