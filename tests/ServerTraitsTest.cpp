@@ -40,7 +40,11 @@ TEST_F(ServerTraitsTest, AreLearntOnceAndAgainWhenTheyAreOldOrContradicted)
     Traits().Contradict(&ServerTraits::servesRanges);
     EXPECT_GT(requestsOfOneUpload(), 1);
     EXPECT_TRUE(Traits().Has(&ServerTraits::servesRanges));
-    Testing::Write(cache / "servers" / *Tests::NamesIn(cache / "servers").begin(), "{\"learntAt\": 1");
+    Traits().Remember(*Traits().Find(), KnownTraits::Clock::now() + hours(1));
+    EXPECT_GT(requestsOfOneUpload(), 1) << "the clock has been set back";
+    const auto file = cache / "servers" / *Tests::NamesIn(cache / "servers").begin();
+    EXPECT_EQ(int(std::filesystem::status(file).permissions()), 0600);
+    Testing::Write(file, "{\"learntAt\": 1");
     EXPECT_EQ(Traits().Find(), std::nullopt);
 }
 
@@ -85,6 +89,20 @@ TEST_F(ServerTraitsTest, AServerThatRefusesItsOwnTagsIsStillOfUse)
     EXPECT_FALSE(server.documents.contains("old.pdf"));
 }
 
+TEST_F(ServerTraitsTest, AnUploadThatShowsAServerToBeOtherwiseIsRemembered)
+{
+    OpenKnowing({true, true, true, true, true, true, true, true});
+    server.keepsOverwriteRule = false;
+    server.documents["new.pdf"] = "of somebody else"; // nothing can help it this time
+    SetFault({"<getetag>\"", "<getetag>\"9"}, "PROPFIND", 1'000, 2);
+    EXPECT_EQ(Store(), "new.pdf");
+    for (const auto trait :
+         {&ServerTraits::keepsOverwriteRule, &ServerTraits::keepsTagOnMove, &ServerTraits::keepsProperties})
+        EXPECT_FALSE(Traits().Has(trait));
+    server.documents["new.pdf"] = "of somebody else again";
+    EXPECT_EQ(Remove(QStringLiteral("new.pdf")), Code(FailureCode::Conflict)) << "another one was uploaded";
+}
+
 TEST_F(ServerTraitsTest, AFailureInsideAMultiStatusCounts)
 {
     const auto says = [](const QByteArray& status) {
@@ -110,7 +128,7 @@ TEST_F(ServerTraitsTest, ARivalThatComesWhileAChangeWaitsIsSeen)
     ASSERT_EQ(Store(), "new.pdf");
     server.keepsOverwriteRule = false;
     for (const char* busy : {"503", "423"}) {
-        Traits().Remember({});
+        Traits().Remember({false, true});
         Open();
         int changes = 0;
         server.onRequest = [&](const QByteArray& method, const QByteArray&) {
@@ -127,6 +145,16 @@ TEST_F(ServerTraitsTest, ARivalThatComesWhileAChangeWaitsIsSeen)
         SetFault(Says(busy), "DELETE");
         EXPECT_EQ(Remove(), Code(FailureCode::Conflict));
         EXPECT_EQ(server.documents["old.pdf"], "of somebody else");
+
+        server.documents.remove("new.pdf");
+        server.onRequest = [&](const QByteArray& method, const QByteArray&) {
+            if (method == "MOVE")
+                server.documents["new.pdf"] = "of somebody else";
+        };
+        SetFault(Says(busy), "MOVE");
+        EXPECT_EQ(Store(), "new (2).pdf");
+        EXPECT_EQ(server.documents["new.pdf"], "of somebody else");
+        server.documents = {{"", ""}};
     }
 }
 

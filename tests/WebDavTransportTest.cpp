@@ -1,9 +1,18 @@
 #include "support/ScriptedCloud.h"
 
+#include <OrvaneCloudProtocol/transports/webdav/SeenVersions.h>
+
+#include <QCryptographicHash>
+
 namespace Orvane::Social {
 namespace {
 
 using WebDavTransportTest = Tests::ScriptedCloudTest;
+
+QByteArray Md5(const QByteArray& bytes)
+{
+    return QCryptographicHash::hash(bytes, QCryptographicHash::Md5).toHex();
+}
 
 TEST_F(WebDavTransportTest, NoTextOfTheServerBecomesAHeaderOfOurs)
 {
@@ -72,6 +81,13 @@ TEST_F(WebDavTransportTest, WhatSomebodyElseChangesIsNeitherReplacedNorRemoved)
             EXPECT_EQ(server.documents["old.pdf"], theirs);
             EXPECT_EQ(server.documents.size(), 2) << "nothing of ours is left";
             server.documents["old.pdf"] = "old";
+            (void)cloud->List(job);
+            server.onRequest = [&](const QByteArray& method, const QByteArray&) {
+                if (method == "DELETE" && honoursIf) // without that nothing can help it
+                    server.documents["old.pdf"] = theirs;
+            };
+            EXPECT_EQ(Remove(), honoursIf ? Code(FailureCode::Conflict) : "removed");
+            server.documents["old.pdf"] = "old";
         }
     }
 }
@@ -138,15 +154,175 @@ TEST_F(WebDavTransportTest, AFullCloudIsNotOneWithoutALimit)
     }
 }
 
-TEST_F(WebDavTransportTest, ThePartOfAnotherVersionIsNotTakenForTheRest)
+TEST_F(WebDavTransportTest, WhateverComesBetweenTheWholeArrivesAndItsHashIsRemembered)
 {
-    server.documents["old.pdf"] = QByteArray(40'000, 'x');
+    const QByteArray bytes(40'000, 'x');
+    const Fault betweens[] = {
+        Says("206\r\nETag: \"9\"\r\nContent-Range: bytes 39900-39999/40000", QByteArray(100, 'y')),
+        Says("404"),
+        Says("200\r\nETag: \"40000\"", bytes),
+    };
+    server.documents["old.pdf"] = bytes;
+    for (const auto& between : betweens) {
+        server.faults.clear();
+        server.heard.clear();
+        cloud.reset();
+        std::filesystem::remove_all(cache);
+        Open();
+        SetFault({{}, {}, true, true, -100, Tests::ScriptedServer::Closes}, "GET");
+        SetFault(between, "GET", 1, 2);
+        EXPECT_EQ(Fetch(), bytes.toStdString());
+        EXPECT_EQ(server.heard.count("\r\nRange: bytes=39900-\r\n"), 1);
+        Open();
+        EXPECT_EQ(cloud->Info(kOld, job).md5Hash.toLatin1(), Md5(bytes)) << "of what has arrived before";
+    }
+}
+
+TEST_F(WebDavTransportTest, ADownloadThatGetsOnMayBreakAnyNumberOfTimes)
+{
+    const QByteArray bytes(4'000'000, 'x');
+    server.documents["old.pdf"] = bytes;
+    limits.stall = NetworkLimits::Milliseconds(20'000); // none of it is to look like a stall
     Open();
-    SetFault({{}, {}, true, true, -100, Tests::ScriptedServer::Closes}, "GET");
-    SetFault(Says("206\r\nETag: \"9\"\r\nContent-Range: bytes 39900-39999/40000", QByteArray(100, 'y')),
-             "GET", 1, 2);
-    EXPECT_EQ(Fetch(), std::string(40'000, 'x'));
-    EXPECT_EQ(server.heard.count("\r\nRange: bytes=39900-\r\n"), 1);
+    SetFault({{}, {}, true, true, 1'200'000, Tests::ScriptedServer::Closes}, "GET", 3);
+    EXPECT_EQ(Fetch(), bytes.toStdString());
+    EXPECT_EQ(Heard("GET"), 4);
+}
+
+TEST_F(WebDavTransportTest, AReplacementThatCouldNotBeLookedAtIsNoChangeOfSomebodyElse)
+{
+    OpenKnowing({true, true, true, true, true, true, true, true});
+    SetFault(Says("403"), "PROPFIND", 1, 4); // the look at the outcome
+    EXPECT_EQ(Store(kOld), Code(FailureCode::Refused));
+    EXPECT_EQ(server.documents["old.pdf"], "new bytes");
+    EXPECT_EQ(Store(kOld), "old.pdf");
+}
+
+TEST_F(WebDavTransportTest, AnotherDocumentOfTheSameSizeIsNotTakenForTheOneThatWasMoved)
+{
+    using Faults = std::vector<Fault>;
+    const auto dated = [](const QByteArray& day, int first) {
+        const auto date = "<getlastmodified>" + day + " Feb 2024 23:59:59 GMT</getlastmodified>";
+        Fault fault{"<getetag>\"", date + "<getetag>none"};
+        std::tie(fault.method, fault.times, fault.first) = std::tuple("PROPFIND", 1'000, first);
+        return fault;
+    };
+    Fault otherTag{"<getetag>\"", "<getetag>\"9"}, refusal = Says("403");
+    std::tie(otherTag.method, otherTag.times, otherTag.first) = std::tuple("PROPFIND", 1'000, 2);
+    std::tie(refusal.method, refusal.first) = std::tuple("PROPFIND", 2);
+    const std::pair<Faults, std::string> cases[] = {
+        {{otherTag}, "new (2).pdf"},
+        {{dated("Wed, 28", 1), dated("Thu, 29", 2)}, "new (2).pdf"}, // a server without tags
+        {{otherTag, refusal}, Code(FailureCode::Refused)},
+    };
+    for (const auto& [faults, outcome] : cases) {
+        OpenKnowing({true, true, true, true, true, false, true, true});
+        server.faults = faults;
+        bool isMoved = false;
+        server.onRequest = [&](const QByteArray& method, const QByteArray&) {
+            if (std::exchange(isMoved, method == "MOVE"))
+                server.documents["new.pdf"] = "bytes new"; // somebody else's
+        };
+        EXPECT_EQ(Store(), outcome);
+        EXPECT_EQ(server.documents["new.pdf"], "bytes new");
+        server.onRequest = nullptr;
+        server.documents = {{"", ""}, {"old.pdf", "old"}};
+    }
+}
+
+TEST_F(WebDavTransportTest, WhatTheServerStoresOnlyAfterItsConnectionBrokeIsSweptLater)
+{
+    OpenKnowing({true, true, true, true, true, true, true, true});
+    for (const bool isLarger : {false, true}) { // then it is not what was sent
+        QByteArray temporary;
+        server.onRequest = [&](const QByteArray& method, const QByteArray& name) {
+            if (method == "PUT")
+                temporary = name;
+        };
+        SetFault({{}, {}, false, true, 0, Tests::ScriptedServer::Closes}, "PUT", 1'000);
+        EXPECT_EQ(Store(), Code(FailureCode::Network));
+        server.faults.clear();
+        server.documents[temporary] = isLarger ? "not the new bytes" : "new";
+        Open();
+        EXPECT_EQ(server.documents.contains(temporary), isLarger);
+        EXPECT_EQ(server.documents.size(), isLarger ? 3 : 2);
+    }
+}
+
+TEST_F(WebDavTransportTest, AListingHoldsWhatIsThereAndNothingOfAnotherHost)
+{
+    const QByteArray found = "<status>HTTP/1.1 200 x</status></propstat></response>";
+    const auto self = "<response><href>/dav/</href><propstat><prop><resourcetype><collection/>"
+                      "</resourcetype></prop>" +
+                      found;
+    const auto member = [&](const QByteArray& origin) {
+        return "<response><href>" + origin +
+               "/dav/a.pdf</href><propstat><prop><creationdate>2001-02-03T04:05:06Z</creationdate>"
+               "<getlastmodified>Thu, 29 Feb 2024 23:59:59 GMT</getlastmodified></prop>" +
+               found;
+    };
+    const auto unreadable = [](const QByteArray& status) {
+        return "<response><href>/dav/a.pdf</href><status>HTTP/1.1 " + status + " x</status></response>";
+    };
+    const std::pair<QByteArray, std::string> cases[] = {
+        {self + member(""), "2001-02-03T04:05:06Z 2024-02-29T23:59:59Z"},
+        {member("http://elsewhere.test") + self, ""},
+        {self + unreadable("404"), ""},
+        {self + unreadable("403"), Code(FailureCode::Unavailable)},
+    };
+    for (const auto& [responses, outcome] : cases) {
+        server.faults.clear();
+        SetFault(Says("207", "<multistatus xmlns=\"DAV:\">" + responses + "</multistatus>"), "PROPFIND");
+        const auto list = [this] {
+            const auto file = cloud->List(job).value(0);
+            return file.id.isEmpty() ? ""
+                                     : (file.createdAt + QLatin1Char(' ') + file.modifyTime).toStdString();
+        };
+        EXPECT_EQ(Outcome(list), outcome) << responses.data();
+    }
+}
+
+TEST_F(WebDavTransportTest, ASignInThatFailsLeavesTheOneBefore)
+{
+    server.documents["x/"] = "";
+    const auto signIn = [this](const char* token) {
+        return Outcome([&] { return cloud->SignIn(QString::fromUtf8(token), job), std::string("done"); });
+    };
+    SetFault(Says("302\r\nLocation: /dav/x/"), "PROPFIND");
+    SetFault({"<resourcetype>", "<resourcetype><collection/>"}, "PROPFIND", 1'000, 2);
+    EXPECT_EQ(signIn("secret"), Code(FailureCode::NotFound)) << "uploads would not follow";
+    server.faults.clear();
+    EXPECT_EQ(signIn("wrong"), Code(FailureCode::SignInNeeded));
+    EXPECT_EQ(Fetch(), "old");
+}
+
+TEST(SeenVersions, AreThoseOfTheListingButForWhatWasNotedMeanwhile)
+{
+    const auto version = [](qint64 size) {
+        DocumentVersion made;
+        made.size = size;
+        return made;
+    };
+    const auto sizeOf = [](const std::optional<DocumentVersion>& seen) {
+        return seen ? seen->size.value_or(-1) : 0;
+    };
+    SeenVersions seen;
+    for (const char* name : {"before", "gone", "forgotten"})
+        seen.Note(name, version(1));
+    auto listing = seen.BeginListing();
+    for (const char* name : {"before", "meanwhile"})
+        EXPECT_TRUE(listing.Add(name, version(2)));
+    seen.Note("meanwhile", version(3));
+    seen.Forget("forgotten");
+    EXPECT_EQ(sizeOf(seen.Find("forgotten")), 0);
+    seen.NoteListing(std::move(listing));
+    const std::tuple<const char*, qint64, qint64> expected[] = {
+        {"before", 2, 2}, {"gone", 0, 0}, {"meanwhile", 3, 0}};
+    for (const auto& [name, known, listed] : expected) {
+        EXPECT_EQ(sizeOf(seen.Find(name)), known) << name;
+        EXPECT_EQ(sizeOf(seen.TakeListed(name)), listed) << name;
+        EXPECT_EQ(sizeOf(seen.TakeListed(name)), 0) << name << " is asked for again";
+    }
 }
 
 TEST(WebDavRedirect, TellsNothingToAHostWhoseNameOnlyBeginsLikeTheServers)

@@ -137,9 +137,11 @@ struct ScriptedServer
         const bool isTaken = documents.contains(target) &&
                              ((keepsOverwriteRule && headers["overwrite"] == "F") ||
                               (honoursIf && headers.contains("if") && !headers["if"].contains(targetTag)));
+        const bool isOther = honoursIf && headers.contains("if-match") && headers["if-match"] != tag;
         const QByteArray status = headers["authorization"] != "Bearer secret"      ? "401"
                                   : !documents.contains(held) && method != "PUT"   ? "404"
                                   : method == "MOVE" && isTaken                    ? "412"
+                                  : method == "DELETE" && isOther                  ? "412"
                                   : method == "MOVE" && documents.contains(target) ? "204"
                                   : method.startsWith("PROP")                      ? "207"
                                   : method != "GET"                                ? "201"
