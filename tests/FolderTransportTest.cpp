@@ -505,6 +505,14 @@ TEST_F(FolderTransportTest, AnEmptyFolderOnAnotherDeviceInPlaceOfAFullOneIsAnErr
     EXPECT_EQ(signIn().second, std::nullopt) << "this client has emptied it";
     mount(cloud);
 
+    Write(cloud / "b.pdf", "y");
+    first->List(job);
+    Write(empty / "c.pdf", "z");
+    mount(empty);
+    EXPECT_EQ(signIn().second, std::nullopt) << "this one holds a document";
+    mount(cloud);
+    fs::remove(cloud / "b.pdf");
+
     const Support::HeldFile held{place / Support::NewHeldName(), place / "held.pdf", {}};
     Write(held.path, "x");
     (void)TemporaryJournal(cache / "temporaries").Record(held); // by an owner that is no more
