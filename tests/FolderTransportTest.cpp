@@ -6,6 +6,7 @@
 #include <support/PartFile.h>
 #include <support/TemporaryJournal.h>
 
+#include <QDateTime>
 #include <QElapsedTimer>
 
 #include <gmock/gmock.h>
@@ -335,6 +336,9 @@ TEST_F(FolderTransportTest, WhatIsMadeHasTheRightsOfWhatItReplacesAndNobodyElseG
     const auto longAgo = fs::file_time_type::clock::now() - std::chrono::hours(1);
     Write(cloud / "a.pdf", "new");
     fs::last_write_time(cloud / "a.pdf", longAgo);
+    const auto listed =
+        QDateTime::fromString(transport.Info(QStringLiteral("a.pdf"), job).modifyTime, Qt::ISODate);
+    EXPECT_GE(listed.secsTo(QDateTime::currentDateTimeUtc()), 3'600);
     const auto rightsOf = [](const fs::path& file) {
         return static_cast<unsigned>(fs::status(file).permissions());
     };
