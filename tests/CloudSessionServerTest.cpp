@@ -41,6 +41,22 @@ TEST_F(CloudSessionServerTest, ARefusedSignInLeavesTheOneThatIsInUse)
     Refresh();
 }
 
+TEST_F(CloudSessionServerTest, RemovesNothingThatHasChangedSinceTheListWasStored)
+{
+    m_cloud.Put("a.pdf", "old"); // its hash is known to nobody
+    Open(kData);
+    SignIn(m_cloud.Token());
+    Refresh();
+    Open(kData);
+    SignIn(m_cloud.Token());
+    m_cloud.Put("a.pdf", "new");
+    const auto later = std::filesystem::file_time_type::clock::now() + std::chrono::hours(1);
+    std::filesystem::last_write_time(m_cloud.Folder() / "a.pdf", later);
+    Await(&OrvaneCloudManager::RemovingFileError, [this] { m_session->Cloud().RemoveFile(Listed("a.pdf")); });
+    EXPECT_EQ(m_failures.back().failure.code, FailureCode::Conflict);
+    EXPECT_EQ(m_cloud.Read("a.pdf"), QByteArray("new"));
+}
+
 TEST_F(CloudSessionServerTest, RefreshesByItselfAtThePeriodOfItsSettings)
 {
     QDir(m_root.path()).mkdir(kData);

@@ -3,6 +3,9 @@
 
 #include <QImage>
 
+#include <chrono>
+#include <filesystem>
+
 namespace Orvane::Tests {
 namespace {
 
@@ -35,8 +38,17 @@ TEST_F(CloudSessionTest, CarriesADocumentUpAndBackAndRemembersItAfterARestart)
 
     const auto away = m_root.filePath(QStringLiteral("away"));
     QFile::rename(CloudPath(QStringLiteral("a.pdf")), away);
+    const auto departed = m_root.filePath(QStringLiteral("data/departed.sqlite"));
+    QDir().mkdir(departed);
+    Refresh();
+    EXPECT_EQ(m_session->Documents().FilesCount(), 1) << "its local copy would be forgotten";
+    EXPECT_TRUE(m_session->Close().contains(QStringLiteral("departed.sqlite")));
+    QDir().rmdir(departed);
+    Open();
+    SignIn();
     Refresh();
     EXPECT_EQ(m_session->Documents().FilesCount(), 0);
+    EXPECT_EQ(m_session->Close(), QString());
     Open();
     SignIn();
     QFile::rename(away, CloudPath(QStringLiteral("a.pdf")));
@@ -268,6 +280,12 @@ TEST_F(CloudSessionTest, KeepsPicturesToTheUserAndOnlyThoseOfListedDocuments)
     QFile::remove(file.path());
     QDir().rename(aside, file.path());
 
+    QFile::remove(file.filePath());
+    QDir().mkdir(file.filePath());
+    Await(&OrvaneCloudManager::RetrieveFilePreviewError, preview);
+    EXPECT_EQ(file.dir().entryList(QDir::Files | QDir::Hidden).size(), 5) << "with something half";
+    QDir().rmdir(file.filePath());
+
     Write(LocalPath(QStringLiteral("victim")), "victim");
     for (const QString& planted :
          {file.filePath() + QStringLiteral(".part"), file.path() + QStringLiteral("/swept")})
@@ -283,6 +301,22 @@ TEST_F(CloudSessionTest, KeepsPicturesToTheUserAndOnlyThoseOfListedDocuments)
     const auto pictures = [&file] { return file.dir().entryList({QStringLiteral("*.png")}).size(); };
     EXPECT_EQ(pictures(), 6);
 
+    Write(file.path() + QStringLiteral("/orphan-Small.png"), "of a document that left long ago");
+    Open();
+    EXPECT_EQ(pictures(), 7) << "it was swept today";
+    std::filesystem::last_write_time(
+        LocalPath(QStringLiteral("victim")).toStdString(), // where the mark leads
+        std::filesystem::file_time_type::clock::now() - std::chrono::hours(25));
+    Open();
+    const auto left = file.dir().entryList(QDir::Files | QDir::Hidden | QDir::System);
+    EXPECT_EQ(left.size(), 6 + 1) << left.join(QLatin1Char(' ')).toStdString();
+    SignIn();
+    const auto same = Listed(name.toUtf8());
+    m_session->Documents().Remove(same);
+    m_session->Documents().Add(same); // as the download of its local copy to another place may do
+    Await(&OrvaneCloudManager::RetrieveFilePreviewFinished, preview);
+    EXPECT_EQ(pictures(), 6);
+
     QFile::remove(CloudPath(name));
     Refresh();
     EXPECT_TRUE(QTest::qWaitFor([&] { return pictures() == 3; }));
@@ -296,7 +330,12 @@ TEST_F(CloudSessionTest, KeepsPicturesToTheUserAndOnlyThoseOfListedDocuments)
     EXPECT_EQ(pictures(), 0);
     EXPECT_EQ(Read(LocalPath(QStringLiteral("victim"))), "victim");
     SignIn();
-    EXPECT_NE(RefreshForPicture("b.pdf").path(), file.path());
+    const auto anothers = RefreshForPicture("b.pdf").path();
+    EXPECT_NE(anothers, file.path());
+    m_setup.authInfo.userName = QStringLiteral("ada");
+    Open(QStringLiteral("data of another cloud"));
+    SignIn();
+    EXPECT_NE(RefreshForPicture("b.pdf").path(), anothers);
 }
 
 TEST_F(CloudSessionTest, RefreshingTenThousandDocumentsKeepsEveryLocalCopy)

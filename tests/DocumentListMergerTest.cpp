@@ -51,6 +51,14 @@ protected:
         m_documents.Add(document);
     }
 
+    /// Gives a document of the list another content in the cloud.
+    void Update(const std::string& id, const std::string& hash)
+    {
+        const auto newer = m_documents.GetFileInfo(QString::fromStdString(id));
+        newer->UpdateCloudInfo(CloudSide(id, id, 5000, hash));
+        m_documents.Update(newer);
+    }
+
     /// Asks for a listing; the number of its request.
     std::size_t StartListing()
     {
@@ -97,13 +105,16 @@ TEST_F(DocumentListMergerTest, FollowsACompleteListingAndKeepsTheLocalSide)
 {
     for (const auto* id : {"gone", "kept"})
         m_documents.Add(ListedDocument(id));
-    AddLocal("changed");
+    for (const auto* id : {"changed", "local"})
+        AddLocal(id);
     const auto listing = StartListing();
-    m_protocol->m_entries = {Entry("kept"_q), Entry("changed"_q, "other hash"_q), Entry("new"_q)};
+    m_protocol->m_entries = {Entry("kept"_q), Entry("changed"_q, "other hash"_q), Entry("new"_q),
+                             Entry("local"_q)};
     m_protocol->Finish(listing, kSuccess);
     AwaitMerges(1);
 
-    EXPECT_EQ(Listed(), QStringList({"changed"_q, "kept"_q, "new"_q}));
+    EXPECT_EQ(Listed(), QStringList({"changed"_q, "kept"_q, "local"_q, "new"_q}));
+    EXPECT_EQ(m_documents.GetFileInfo("local"_q)->GetMd5Hash(), "hash of /local/local") << "as it is now";
     EXPECT_EQ(m_merged.value(0), QVariantList({1, 1, 1}));
     const auto changed = m_documents.GetFileInfo("changed"_q);
     EXPECT_EQ(changed->GetCloudInfo()->GetMd5Hash(), "other hash");
@@ -119,6 +130,7 @@ TEST_F(DocumentListMergerTest, APreviewThatArrivesReplacesOnlyItsOwnSize)
     Answer(StartListing(), {"a"_q});
     AwaitMerges(1);
     EXPECT_TRUE(m_settled.empty());
+    Update("a", "newer hash"); // by the answer to an upload, while the previews are on the way
 
     const auto firstPreview = m_protocol->m_requests.size() - 3;
     m_protocol->Finish(firstPreview, kSuccess); // Small
@@ -130,6 +142,7 @@ TEST_F(DocumentListMergerTest, APreviewThatArrivesReplacesOnlyItsOwnSize)
     EXPECT_EQ(previews.size(), 2u);
     EXPECT_NE(previews.at(Sizes::Small), ioPath("/s"));
     EXPECT_EQ(previews.at(Sizes::Large), ioPath("/l"));
+    EXPECT_EQ(m_documents.GetFileInfo("a"_q)->GetCloudInfo()->GetMd5Hash(), "newer hash");
     EXPECT_EQ(m_settled.size(), 1) << "it was settled before all had arrived";
 }
 
@@ -152,6 +165,11 @@ TEST_F(DocumentListMergerTest, WhatIsBeingTransferredStaysAndWhatReturnsHasItsLo
     const auto downloaded = m_documents.GetFileInfo("down"_q);
     m_transfers.Begin(1, {"down", downloaded});
     m_transfers.Begin(2, {"", nullptr, ioPath("/local/up"_s)});
+    downloaded->SetIsSyncingInProgress(true);
+    m_documents.Update(downloaded);
+    Answer(StartListing(), {"down"_q, "up"_q});
+    AwaitMerges(1);
+    EXPECT_TRUE(m_documents.GetFileInfo("down"_q)->IsSyncingInProgress());
     const auto leave = [this](const char* expected) {
         Answer(StartListing(), {});
         AwaitMerges(m_merged.size() + 1);
@@ -172,6 +190,16 @@ TEST_F(DocumentListMergerTest, WhatIsBeingTransferredStaysAndWhatReturnsHasItsLo
     AwaitMerges(m_merged.size() + 1);
     EXPECT_EQ(m_documents.GetFileInfo("down"_q)->GetPath(), ioPath("/local/down"_s));
     EXPECT_EQ(m_documents.GetFileInfo("down"_q)->GetCloudHashBeforeChange(), "cloud hash");
+    EXPECT_EQ(m_documents.GetFileInfo("down"_q)->GetMd5Hash(), "hash of /local/down") << "as it is now";
+
+    m_manager->RemoveFile(m_documents.GetFileInfo("down"_q));
+    m_protocol->Finish(m_protocol->m_requests.size() - 1, kSuccess);
+    m_transfers.Begin(3, {"down", downloaded});
+    Answer(StartListing(), {"down"_q});
+    AwaitMerges(m_merged.size() + 1);
+    const auto another = m_documents.GetFileInfo("down"_q);
+    EXPECT_TRUE(another->GetPath().empty()) << "the local copy was that of a document that has been removed";
+    EXPECT_TRUE(another->IsSyncingInProgress());
 }
 
 TEST_F(DocumentListMergerTest, DepartedCopiesAreForgottenOnceTheListHasThemAgain)
@@ -179,10 +207,17 @@ TEST_F(DocumentListMergerTest, DepartedCopiesAreForgottenOnceTheListHasThemAgain
     {
         DepartedCopies departed(m_departedFile, [] { return true; });
         for (const auto* id : {"back", "old", "no copy later"}) {
-            AddLocal(id);
-            departed.Remember(*m_documents.GetFileInfo(QString::fromLatin1(id)));
+            const auto document = ListedDocument(id);
+            document->SetPath(ioPath(id), "local hash", "hash before");
+            departed.Remember(*document);
         }
         departed.Remember(*ListedDocument("no copy later"));
+        const auto back = ListedDocument("back");
+        EXPECT_TRUE(departed.GiveBack(*back));
+        EXPECT_EQ(back->GetPath().utf8string() + ' ' + back->GetMd5Hash() + ' ' +
+                      back->GetCloudHashBeforeChange(),
+                  "back local hash hash before");
+        departed.Remember(*back); // it leaves again
         EXPECT_TRUE(departed.Store());
     }
     PDF::Cloud::SqliteCloudInfoStorage(m_departedFile).SetValue("old", "departed_on", "20000");
@@ -204,20 +239,32 @@ TEST_F(DocumentListMergerTest, ADownloadBringsItsLocalCopyAloneAndEndsThatOfTheD
 {
     for (const auto* id : {"a", "b"})
         AddLocal(id);
-    const auto newer = m_documents.GetFileInfo("a"_q);
-    newer->UpdateCloudInfo(CloudSide("a", "a", 5000, "newer hash"));
-    m_documents.Update(newer); // by a listing, while the download runs
+    const auto twin = ListedDocument("twin"); // of the content that will be there
+    twin->UpdateCloudInfo(CloudSide("twin", "twin", 5000, "newer hash"));
+    twin->SetPath(ioPath("/local/b"_s), "newer hash");
+    m_documents.Add(twin);
+    Update("a", "newer hash"); // by a listing, while the download runs
     const auto arrived = ListedDocument("a");
     arrived->SetPath(ioPath("/local/b"_s), "newer hash");
     Q_EMIT m_manager->DownloadingFinished(arrived);
     EXPECT_EQ(m_documents.GetFileInfo("a"_q)->GetCloudInfo()->GetMd5Hash(), "newer hash");
     EXPECT_EQ(m_documents.GetFileInfo("a"_q)->GetPath(), ioPath("/local/b"_s));
     EXPECT_TRUE(m_documents.GetFileInfo("b"_q)->GetPath().empty());
+    EXPECT_EQ(m_documents.GetFileInfo("twin"_q)->GetPath(), ioPath("/local/b"_s));
+
+    m_transfers.Begin(1, {"late", nullptr});
+    const auto late = ListedDocument("late"); // no longer listed
+    late->SetPath(ioPath("/local/late"_s), "cloud hash");
+    Q_EMIT m_manager->DownloadingFinished(late);
+    EXPECT_EQ(m_documents.GetFileInfo("late"_q)->GetPath(), ioPath("/local/late"_s));
+    EXPECT_TRUE(m_documents.GetFileInfo("late"_q)->IsSyncingInProgress()) << "another transfer runs";
 }
 
 TEST_F(DocumentListMergerTest, AnOldListingDoesNotUndoWhatHappenedSince)
 {
     m_documents.Add(CloudDocument("removed", "removed"));
+    for (const auto result : {kError, kCanceled})
+        m_protocol->Finish(StartListing(), result);
     const auto listing = StartListing();
 
     m_manager->RemoveFile(m_documents.GetFileInfo("removed"_q));
@@ -226,10 +273,12 @@ TEST_F(DocumentListMergerTest, AnOldListingDoesNotUndoWhatHappenedSince)
     m_manager->Upload("/local/uploaded.pdf"_q);
     m_protocol->Finish(m_protocol->m_requests.size() - 1, kSuccess);
 
+    const auto later = StartListing();
     Answer(listing, {"removed"_q});
     AwaitMerges(1);
     EXPECT_EQ(Listed(), QStringList("uploaded"_q));
 
+    m_protocol->Finish(later, kError);
     Answer(StartListing(), {"removed"_q}); // a listing asked for since then counts
     AwaitMerges(2);
     EXPECT_EQ(Listed(), QStringList("removed"_q));
