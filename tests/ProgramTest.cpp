@@ -1,12 +1,15 @@
 #include "support/HelperStandIn.h"
 #include "support/PdfSamples.h"
 #include "support/ProgramRun.h"
+#include "support/ScriptedServer.h"
 
 #include <QDirIterator>
 #include <QImage>
 #include <QJsonArray>
 #include <QRandomGenerator>
 #include <QStandardPaths>
+
+#include <map>
 
 namespace {
 
@@ -69,6 +72,8 @@ TEST_F(ProgramTest, RefusesWhatMakesNoSenseOrWouldLoseSomething)
                              {"upload folder.pdf/p.pdf", kLocalDisk, "as a file"},
                              {"list --cloud missing", kNotFound, "cloud"},
                              {"list --token-file missing", kSignInNeeded, "token"},
+                             {"list --token-file folder.pdf/a.pdf/inner", kSignInNeeded, "first line"},
+                             {"preview a.pdf --to missing/a.png", kLocalDisk, "folder"},
                              {"list --data a.pdf", kLocalDisk, "data folder"},
                              {"preview a.pdf --overwrite --to pipe", kConflict, "ordinary"},
                              {"preview a.pdf --overwrite --to link.png", kConflict, "ordinary"},
@@ -77,6 +82,10 @@ TEST_F(ProgramTest, RefusesWhatMakesNoSenseOrWouldLoseSomething)
                              {"download a.pdf --overwrite --to folder.pdf", kConflict, "folder"},
                              {"download a.pdf --to missing", kNotFound, "folder"},
                              {"download a.pdf --to /sys", kLocalDisk, "a.pdf"}};
+    const std::map<int, QString> codes{{kNotFound, "not-found"_q},
+                                       {kSignInNeeded, "sign-in-needed"_q},
+                                       {kConflict, "conflict"_q},
+                                       {kLocalDisk, "local-disk"_q}};
     for (const auto& refusal : cases) {
         const auto text = user.Run(refusal.words, refusal.exitCode);
         EXPECT_EQ(text.out, "");
@@ -84,7 +93,21 @@ TEST_F(ProgramTest, RefusesWhatMakesNoSenseOrWouldLoseSomething)
         const auto json = user.Run(QByteArray("--json ") + refusal.words, refusal.exitCode);
         EXPECT_EQ(json.err, "");
         EXPECT_EQ(json.Json()["ok"_q], QJsonValue(false));
+        const QString code = json.Json()["error"_q]["code"_q].toString();
+        EXPECT_EQ(code, codes.count(refusal.exitCode) ? codes.at(refusal.exitCode) : code) << refusal.words;
+        EXPECT_NE(code, QString()) << refusal.words;
     }
+    const auto status = user.Run("status --json --cloud missing", kNotFound).Json();
+    EXPECT_EQ(status["command"_q], "status"_q);
+    EXPECT_EQ(status["signedIn"_q], false);
+    EXPECT_EQ(status["error"_q]["code"_q], "not-found"_q);
+    const auto last = user.Run("status --json").Json()["lastProblem"_q];
+    EXPECT_EQ(last["command"_q], "download"_q);
+    EXPECT_EQ(last["code"_q], "local-disk"_q);
+    const auto when = QDateTime::fromString(last["when"_q].toString(), Qt::ISODate);
+    EXPECT_TRUE(when.isValid() && std::abs(when.secsTo(QDateTime::currentDateTimeUtc())) < 600);
+    const auto said = "(download): "_q + last["what"_q].toString() + ": "_q + last["why"_q].toString();
+    EXPECT_THAT(user.Run("status").out, HasSubstr(said.toStdString()));
     user.RunShell("\"$ORVANE\" upload \"$(printf 'x\\377.pdf')\""_q, kUsage);
     user.RunShell("\"$ORVANE\" quota > /dev/full"_q, kLocalDisk);
     for (const QString& option : Words("--cloud --data --user --token-file --ca-file --to"))
@@ -111,6 +134,10 @@ TEST_F(ProgramTest, KeepsDocumentsFromUploadToRemoval)
     EXPECT_EQ(user.Read(user.Cloud("A (2).pdf"_q)), PdfOf("X.pdf"_q));
     const QJsonValue status = user.Run("status --json").Json();
     EXPECT_EQ(status["documents"_q], 3);
+    EXPECT_EQ(status["signedIn"_q], true);
+    EXPECT_EQ(status["states"_q], (QJsonObject{{"synchronized"_q, 3}}));
+    const auto used = status["quota"_q]["usedBytes"_q].toDouble();
+    EXPECT_GT(status["quota"_q]["allowedBytes"_q].toDouble(), used);
     const auto confinement = status["previewConfinement"_q].toString().toStdString();
     EXPECT_THAT(confinement, testing::AnyOf("bubblewrap", "landlock", "seccomp", "limits"));
     EXPECT_THAT(user.Run("status").out, HasSubstr("confined by " + confinement));
@@ -125,6 +152,7 @@ TEST_F(ProgramTest, KeepsDocumentsFromUploadToRemoval)
     EXPECT_EQ(skipped, "====+=");
     EXPECT_EQ(user.FilesIn(user.Cloud()).size(), 4);
     EXPECT_EQ(user.Run("upload --quiet b.pdf").err, "");
+    EXPECT_THAT(user.Run("quota").out, HasSubstr(" used of "));
     const auto quota = user.Run("quota --json").Json();
     EXPECT_GT(quota["allowedBytes"_q].toDouble(), quota["usedBytes"_q].toDouble());
 
@@ -147,13 +175,41 @@ TEST_F(ProgramTest, KeepsDocumentsFromUploadToRemoval)
     EXPECT_TRUE(QFile::exists(user.Work("A.pdf"_q))) << "the local copy belongs to the user";
 }
 
+TEST_F(ProgramTest, SaysWhatAServerPromisesAndWhatItRefuses)
+{
+    Orvane::Tests::ScriptedServer server; // does not heed conditions of replacements
+    user.SetVariable("ORVANE_CLOUD"_q, QString::fromStdString(server.origin + "/dav/"));
+    EXPECT_THAT(user.Run("list", kSignInNeeded).err, HasSubstr("wants one"));
+    user.SetVariable("ORVANE_CLOUD_TOKEN"_q, "secret"_q);
+    EXPECT_TRUE(user.Run("status --json").Json()["protection"_q].isNull());
+    Upload("a.pdf");
+    EXPECT_EQ(user.Run("status --json").Json()["protection"_q],
+              (QJsonObject{{"newNames"_q, true}, {"replacements"_q, false}}));
+    EXPECT_THAT(user.Run("status").out,
+                AllOf(HasSubstr("lose its version"), Not(HasSubstr("a new document"))));
+    for (const int first : {2, 3}) { // the listing, the quota
+        Orvane::Tests::ScriptedServer::Fault fault{{}, "HTTP/1.1 403 No\r\nContent-Length: 0\r\n\r\n", false};
+        fault.method = "PROPFIND";
+        fault.first = first;
+        fault.times = 1000;
+        server.mutex.lock();
+        server.faults = {fault};
+        server.mutex.unlock();
+        const auto refused = user.Run("status --json", kRefused).Json();
+        EXPECT_EQ(refused["signedIn"_q], true);
+        EXPECT_TRUE(refused["quota"_q].isNull());
+    }
+}
+
 TEST_F(ProgramTest, MakesPicturesOfTheSizeAskedFor)
 {
-    user.Write(user.Cloud("a.pdf"_q), PdfOf("a.pdf"_q)); // which is not listed yet
+    user.Write(user.Cloud("100%.pdf"_q), PdfOf("a.pdf"_q)); // which is not listed yet, like the others
+    user.Write(user.Cloud("0.pdf"_q), "no PDF at all");
+    user.Write(user.Cloud("1.pdf"_q), Orvane::Tests::OnePagePdf(300, 200, "lies"));
     const std::tuple<const char*, QString, int> cases[] = {
-        {"preview a.pdf", "a-large.png"_q, 191},
-        {"preview a.pdf --size medium", "a-medium.png"_q, 100},
-        {"preview a.pdf --size small --to front.png", "front.png"_q, 40}};
+        {"preview 100%.pdf", "100%-large.png"_q, 191},
+        {"preview 100%.pdf --size medium", "100%-medium.png"_q, 100},
+        {"preview 100%.pdf --size small --to front.png", "front.png"_q, 40}};
     for (const auto& [words, name, edge] : cases) {
         const QString file = user.Work(name);
         EXPECT_EQ(user.Run(words).out, file.toStdString() + '\n');
@@ -161,7 +217,10 @@ TEST_F(ProgramTest, MakesPicturesOfTheSizeAskedFor)
         user.Write(file, "of somebody");
         user.Run(words, kConflict);
         EXPECT_EQ(user.Read(file), "of somebody");
-        EXPECT_EQ(user.Run(words + QByteArray(" --json --overwrite")).Json()["path"_q], file);
+        const auto json = user.Run(words + QByteArray(" --json --overwrite")).Json();
+        EXPECT_EQ(json["path"_q], file);
+        EXPECT_EQ(json["id"_q], "100%25.pdf"_q);
+        EXPECT_EQ(json["name"_q], "100%.pdf"_q);
         EXPECT_FALSE(QImage(file).isNull());
     }
 }
@@ -185,6 +244,8 @@ TEST_F(ProgramTest, CompletesWordsInABash)
     for (const auto& [words, expected] : cases)
         EXPECT_EQ(user.Finish(*user.Start({"-c"_q, line.arg(words)}, "bash"_q), kDone).out, expected)
             << words.toStdString();
+    const auto script = user.Run("completion bash --json").Json()["script"_q].toString();
+    EXPECT_EQ(user.Run("completion bash").out, script.toStdString() + '\n');
 }
 
 TEST_F(ProgramTest, TakesAnyNameThereAndBackInALocaleWithoutUtf8)
@@ -200,13 +261,25 @@ TEST_F(ProgramTest, TakesAnyNameThereAndBackInALocaleWithoutUtf8)
     for (const QJsonValue result : user.Run(Words("--json upload --") + names).Json()["results"_q].toArray())
         ids.append(result["id"_q].toString());
     QDir().mkdir(user.Work("back"_q));
-    user.Run(Words("download --to back --") + ids);
+    const auto expectResults = [&](const QByteArray& words, const QStringList& arguments,
+                                   const char* folder) {
+        const auto results = user.Run(Words(words) + arguments).Json()["results"_q];
+        for (int at = 0; at < names.size(); ++at) {
+            EXPECT_EQ(results[at]["id"_q], ids[at]);
+            EXPECT_EQ(results[at]["name"_q], names[at]);
+            EXPECT_EQ(results[at]["path"_q].toString(),
+                      folder ? user.Work(QString::fromUtf8(folder) + names[at]) : QString());
+        }
+    };
+    expectResults("upload --json --", names, "");
+    expectResults("download --json --to back --", ids, "back/");
     for (const QString& name : names) {
         EXPECT_EQ(user.Read(data + "/cloud/"_q + name), PdfOf(name)) << name.toStdString();
         EXPECT_EQ(user.Read(user.Work("back/"_q + name)), PdfOf(name)) << name.toStdString();
     }
     user.Run("download Ü", kNotFound);
     EXPECT_THAT(user.Run("status").out, HasSubstr("\"Ü\"")) << "the last problem";
+    expectResults("remove --json --yes --", ids, nullptr);
     EXPECT_EQ(user.FilesIn(user.Path("home"_q)), QStringList());
     EXPECT_EQ(user.FilesIn(data + "/cache/temporary"_q), QStringList());
 }
@@ -251,10 +324,20 @@ TEST_F(ProgramTest, GoesOnWithTheOthersWhenOneFails)
         for (const QJsonValue item : result.Json()["results"_q].toArray()) {
             outcomes += item["ok"_q].toBool() ? '+' : '-';
             EXPECT_EQ(item["argument"_q].toString(), words.value(++argument));
+            EXPECT_EQ(item["error"_q]["code"_q].isString(), !item["ok"_q].toBool());
         }
+        EXPECT_TRUE(result.Json()["error"_q]["code"_q].isString());
+        EXPECT_EQ(result.Json()["command"_q], words.first());
         EXPECT_EQ(outcomes, batch.expected) << result.out;
     }
     EXPECT_FALSE(QFile::exists(user.Cloud("there.pdf"_q)));
+    const auto untried = [this](const QByteArray& words) {
+        return user.Run("upload --cloud missing " + words, kNotFound).err;
+    };
+    EXPECT_THAT(untried("good.pdf there.pdf"), HasSubstr("2 of 2 arguments were done: good.pdf, there.pdf."));
+    EXPECT_THAT(untried("good.pdf"), Not(HasSubstr("arguments")));
+    const auto json = user.Run("upload --cloud missing --json good.pdf", kNotFound).Json();
+    EXPECT_EQ(json["results"_q][0]["error"_q]["what"_q], "\"good.pdf\" was not tried"_q);
 
     Upload("1.pdf 2.pdf 3.pdf 4.pdf 5.pdf 6.pdf 7.pdf 8.pdf"); // more than are in transfer at a time
     const auto failed =
@@ -270,10 +353,14 @@ TEST_F(ProgramTest, AsksBeforeItRemovesAndShowsProgressAtATerminal)
 {
     if (QStandardPaths::findExecutable("script"_q).isEmpty())
         GTEST_SKIP() << "no program to make a terminal with";
-    Upload("a.pdf b.pdf");
+    Upload("1.pdf 2.pdf 3.pdf 4.pdf 5.pdf 6.pdf 7.pdf 8.pdf 9.pdf a.pdf b.pdf");
     const QString line = "echo %1 | TERM=xterm script -qec '\"$ORVANE\" remove %2' /dev/null"_q;
-    user.RunShell(line.arg("n"_q, "a.pdf"_q), kFailed);
-    user.RunShell(line.arg("y"_q, "b.pdf"_q));
+    const auto all = user.RunShell(line.arg("n"_q, "*.pdf"_q), kFailed);
+    EXPECT_THAT(all.out, AllOf(HasSubstr("cloud: 1.pdf, 2.pdf,"), HasSubstr("9.pdf, a.pdf, and 1 more?")));
+    user.RunShell(line.arg("y"_q, "a.pdf 2> said"_q), kUsage);
+    EXPECT_EQ(user.FilesIn(user.Cloud()).size(), 11);
+    const auto rest = user.RunShell(line.arg("y"_q, "[1-9].pdf b.pdf"_q));
+    EXPECT_THAT(rest.out, AllOf(HasSubstr("9.pdf, b.pdf?"), HasSubstr("Removed \"b.pdf\"")));
     EXPECT_EQ(user.FilesIn(user.Cloud()), Words("a.pdf"));
     const QString download = "TERM=xterm script -qec '\"$ORVANE\" download a.pdf --to links' /dev/null"_q;
     EXPECT_THAT(user.RunShell("mkdir links; "_q + download).out, HasSubstr("]   0 %  a.pdf\r\x1b[K"));
@@ -304,7 +391,12 @@ TEST_F(ProgramTest, SetsADamagedListAsideAndSaysSo)
 {
     Upload("a.pdf");
     const QString folder = user.Data("clouds/"_q);
-    user.Write(folder + user.FilesIn(folder).first() + "/documents.sqlite"_q, QByteArray(5000, 'x'));
+    const QString file = folder + user.FilesIn(folder).first() + "/documents.sqlite"_q;
+    auto newer = user.Read(file);
+    newer[63] = 99; // the lowest byte of the version
+    user.Write(file, newer);
+    EXPECT_EQ(user.Run("list --json", kFailed).Json()["error"_q]["code"_q], "newer-version"_q);
+    user.Write(file, QByteArray(5000, 'x'));
     const auto first = user.Run("list --quiet");
     EXPECT_THAT(first.out, HasSubstr("a.pdf"));
     EXPECT_NE(first.err, "");
@@ -318,7 +410,12 @@ TEST_F(ProgramTest, KeepsTheTokenToItself)
     user.SetVariable("ORVANE_CLOUD_TOKEN"_q, QString::fromUtf8(token));
     Upload("a.pdf");
 
+    user.Run("list --token-file missing", kSignInNeeded); // the variable does not stand in for it
     const auto list = user.Run("list --verbose --token-file token");
+    user.RunShell("chmod 640 token"_q);
+    EXPECT_THAT(user.Run("list --token-file token").err, HasSubstr("chmod 600"));
+    user.RunShell("chmod 600 token"_q);
+    EXPECT_EQ(user.Run("list --token-file token").err, "");
     const auto refused = user.Run("status --cloud https://ada:" + token + "@host/", kUsage);
     const std::string said = list.out + list.err + refused.out + refused.err;
     EXPECT_THAT(said, HasSubstr("Auth")) << "no log lines to look at";
@@ -410,7 +507,10 @@ TEST_F(ProgramTest, LeavesNothingOfAnInterruptedTransfer)
         const auto process = user.Start(Words(words));
         ASSERT_TRUE(QTest::qWaitFor([&] { return user.FilesIn(folder) != before; }, kLongestRunInMs));
         kill(static_cast<pid_t>(process->processId()), signal);
-        EXPECT_EQ(user.Finish(*process, kInterrupted).Json()["ok"_q], false);
+        const auto json = user.Finish(*process, kInterrupted).Json();
+        EXPECT_EQ(json["ok"_q], false);
+        const auto what = json["results"_q][0]["error"_q]["what"_q];
+        EXPECT_EQ(what, "\"large.pdf\" was still under way"_q);
         EXPECT_EQ(user.FilesIn(folder), before);
     };
     EXPECT_EQ(Names(), QStringList());

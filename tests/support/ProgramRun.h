@@ -18,8 +18,8 @@ namespace Orvane::Testing {
 using Tests::operator""_q;
 
 constexpr int kLongestRunInMs = 120'000;
-constexpr int kDone = 0, kFailed = 1, kUsage = 2, kNotFound = 3, kSignInNeeded = 4, kConflict = 6,
-              kLocalDisk = 8, kInterrupted = 130;
+constexpr int kDone = 0, kFailed = 1, kUsage = 2, kNotFound = 3, kSignInNeeded = 4, kRefused = 5,
+              kConflict = 6, kLocalDisk = 8, kInterrupted = 130;
 
 /// The words of a text in which nothing but spaces separates them.
 inline QStringList Words(const QByteArray& text)
