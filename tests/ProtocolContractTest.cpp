@@ -1,6 +1,7 @@
 #include "support/HelperStandIn.h"
 #include "support/PdfSamples.h"
 #include "support/ProtocolClient.h"
+#include "support/ScriptedServer.h"
 #include "support/WebDavClouds.h"
 
 #include <QCryptographicHash>
@@ -75,7 +76,8 @@ protected:
     std::vector<SharedAnswer> AskEverything(ProtocolClient& who) const
     {
         auto answers = AskAbout(who, kSample, QStringLiteral("gone.pdf"));
-        const auto others = {who.Upload(local.Path() / "local.pdf"), who.List(), who.Quota(), who.UserName()};
+        const auto others = {who.Upload(local.Path() / "local.pdf"), who.List(), who.Quota(), who.UserName(),
+                             who.UserPicture()};
         answers.insert(answers.end(), others);
         return answers;
     }
@@ -145,6 +147,7 @@ TEST_P(ProtocolContract, NothingStartsBeforeSignInOrAfterLogout)
     expectRefusals();
     SignIn();
     EXPECT_TRUE(client->loggedIn());
+    ExpectFailure(client.UserPicture(), FailureCode::Unsupported);
     const auto again = client.SignIn(cloud->Token());
     client->logout();
     ASSERT_TRUE(WaitFor(again));
@@ -168,7 +171,8 @@ TEST_P(ProtocolContract, ParametersThatMakeNoSenseStartNothing)
         ExpectRefused(client.Preview(kSample, QString::fromUtf8(edge)));
     ExpectRefused(client.Download(kSample, "relative.pdf"));
     ExpectRefused(client.Download(kSample, local.Path() / ""));
-    ExpectRefused(client.Download(kSample, local.Path() / "b.pdf", QStringLiteral("-1")));
+    for (const char* size : {"-1", "many"})
+        ExpectRefused(client.Download(kSample, local.Path() / "b.pdf", QString::fromUtf8(size)));
     ExpectRefused(client.Upload({}));
     ExpectNothingElseIsAnswered();
     EXPECT_EQ(cloud->Names(), Names{"a.pdf"});
@@ -214,6 +218,8 @@ TEST_P(ProtocolContract, DocumentsComeBackAsTheyWent)
         const auto info = Success(client.Info(up->stored.id));
         EXPECT_EQ(info->file.md5Hash, Md5(bytes));
         EXPECT_EQ(info->file.versionTag, up->stored.versionTag);
+        EXPECT_EQ(QDateTime::fromString(info->file.modifyTime, Qt::ISODate), up->stored.modifyTime);
+        EXPECT_EQ(up->stored.downloadUrl.fileName(QUrl::FullyDecoded).toStdString(), name);
         for (const auto& progress : {up->progress, down->progress}) {
             ASSERT_FALSE(progress.empty());
             EXPECT_TRUE(std::is_sorted(progress.begin(), progress.end()));
@@ -320,16 +326,23 @@ TEST_P(ProtocolContract, WhatSomebodyChangedSinceItWasSeenIsNeitherReplacedNorRe
     cloud->Put("a.pdf", "theirs");
     ProtocolClient unaware(cloud->Address(), cloud->Account());
     SignIn(unaware);
-    const auto outcome = [&](const char* knownSize) {
-        const Parameters known{{Client::ID, kSample}, {Client::KNOWN_SIZE, QString::fromUtf8(knownSize)}};
-        const auto answer = unaware.Upload(source, known);
-        EXPECT_TRUE(WaitFor(answer));
-        return answer->IsSuccess() ? FailureCode::Canceled : unaware.Reason(Operation::Upload);
+    const QString size = QStringLiteral("6");
+    std::vector<Parameters> otherVersions{
+        {{Client::KNOWN_SIZE, QStringLiteral("3")}},
+        {{Client::KNOWN_SIZE, size}, {Client::KNOWN_MODIFY_TIME, QStringLiteral("2001-02-03T04:05:06Z")}}};
+    if (cloud->KnowsHashesOfForeignFiles())
+        otherVersions.push_back({{Client::KNOWN_SIZE, size}, {Client::KNOWN_MD5, Md5("thesis")}});
+    const auto expectConflict = [&](const SharedAnswer& answer) {
+        EXPECT_TRUE(WaitFor(answer) && answer->result == RequestResult::Error);
+        EXPECT_EQ(unaware.Reason(answer->operation), FailureCode::Conflict);
+        EXPECT_EQ(cloud->Read("a.pdf"), QByteArray("theirs"));
     };
-    for (int attempt = 0; attempt < 2; ++attempt)
-        EXPECT_EQ(outcome("3"), FailureCode::Conflict) << "what its caller knows is another version";
-    EXPECT_EQ(cloud->Read("a.pdf"), QByteArray("theirs"));
-    EXPECT_EQ(outcome("6"), FailureCode::Canceled) << "which stands for none";
+    for (auto known : otherVersions) {
+        expectConflict(unaware.Delete(kSample, known));
+        known[Client::ID] = kSample;
+        expectConflict(unaware.Upload(source, known));
+    }
+    Success(unaware.Upload(source, {{Client::ID, kSample}, {Client::KNOWN_SIZE, size}}));
 }
 
 TEST_P(ProtocolContract, AFailedUploadLeavesNothingAndNamesNothing)
@@ -540,7 +553,7 @@ TEST_P(ProtocolContract, CancellingWhatIsNoLongerUnderWayIsIgnored)
     const auto list = Success(client.List());
     for (const bool isAnswered : {false, true}) {
         const auto first = client.Preview(kSample);
-        const auto second = client.Preview(kSample, QStringLiteral("100"));
+        const auto second = client.Preview(kSample, QStringLiteral("4096")); // the widest
         const auto removal = client.Delete(QStringLiteral("b.pdf"));
         if (isAnswered)
             Success(first);
@@ -552,6 +565,54 @@ TEST_P(ProtocolContract, CancellingWhatIsNoLongerUnderWayIsIgnored)
         Success(removal);
         EXPECT_EQ(first->results, isAnswered ? 1 : 0);
     }
+}
+
+TEST(ServerProtocol, PreviewsAreOfTheirOwnDocumentAndCloudThoughTheVersionsLookAlike)
+{
+    ScriptedServer servers[2]; // their version tags are sizes
+    const QByteArray upright = OnePagePdf(100, 200);
+    const QByteArray wide = OnePagePdf(200, 100);
+    servers[0].documents = {{"", ""}, {"a.pdf", upright}, {"b.pdf", wide}};
+    servers[1].documents = {{"", ""}, {"a.pdf", wide}};
+    const Testing::TemporaryFolder cache;
+    Social::OAuth2::AuthInfo account;
+    account.cacheFolder = Support::ToText(cache.Path());
+    for (const auto& [server, name, width] :
+         {std::tuple(0, "a.pdf", 20), std::tuple(0, "b.pdf", 40), std::tuple(1, "a.pdf", 40)}) {
+        ProtocolClient client(servers[server].origin + "/dav/", account);
+        ASSERT_TRUE(WaitFor(client.SignIn(QStringLiteral("secret"))));
+        const auto preview = client.Preview(QString::fromUtf8(name));
+        ASSERT_TRUE(WaitFor(preview));
+        EXPECT_EQ(preview->picture.width(), width) << server << name;
+    }
+}
+
+TEST(ServerProtocol, ARefusalOfWhatWasAskedBeforeASignInDoesNotEndIt)
+{
+    ScriptedServer server;
+    ProtocolClient client(server.origin + "/dav/");
+    const QString token = QStringLiteral("secret");
+    ASSERT_TRUE(WaitFor(client.SignIn(token)));
+    std::promise<int> asked;
+    server.takesOver = [&, isFirst = true](const QByteArray&, int socket) mutable {
+        const bool isTaken = std::exchange(isFirst, false);
+        if (isTaken)
+            asked.set_value(::dup(socket));
+        return isTaken;
+    };
+    const auto list = client.List();
+    auto connection = asked.get_future();
+    ASSERT_TRUE(
+        WaitFor([&] { return connection.wait_for(std::chrono::seconds(0)) == std::future_status::ready; }));
+    const auto signIn = client.SignIn(token);
+    EXPECT_TRUE(WaitFor(signIn) && signIn->IsSuccess());
+    const int held = connection.get();
+    const QByteArray refusal = "HTTP/1.1 401 Unauthorized\r\nContent-Length: 0\r\n\r\n";
+    EXPECT_EQ(::send(held, refusal.constData(), size_t(refusal.size()), MSG_NOSIGNAL), refusal.size());
+    ::close(held);
+    EXPECT_TRUE(WaitFor(list));
+    EXPECT_EQ(client.Reason(Operation::FileList), FailureCode::SignInNeeded);
+    EXPECT_TRUE(client->loggedIn());
 }
 
 TEST(FolderProtocol, RefusesToDeleteAFolderAtOnce)

@@ -104,7 +104,8 @@ class ProtocolClient
 public:
     explicit ProtocolClient(const std::string& address, Social::OAuth2::AuthInfo account = {})
     {
-        account.cacheFolder = Support::ToText(m_cache.Path());
+        if (account.cacheFolder.isEmpty())
+            account.cacheFolder = Support::ToText(m_cache.Path());
         m_client = std::make_unique<Client>(account, address, nullptr);
     }
 
@@ -126,9 +127,10 @@ public:
         return Ask(Operation::FileInfo, &Client::retriveFileInfo, &Answer::file, file);
     }
 
-    SharedAnswer Delete(const QString& id)
+    SharedAnswer Delete(const QString& id, const Parameters& known = {})
     {
-        const File file{{{Client::ID, id}}, {}};
+        File file{known, {}};
+        file.fields[Client::ID] = id;
         return Ask(Operation::Remove, &Client::deleteFile, kNoPayload, file);
     }
 
@@ -163,6 +165,12 @@ public:
     }
 
     SharedAnswer UserName() { return Ask(Operation::UserInfo, &Client::userName, &Answer::text); }
+
+    SharedAnswer UserPicture()
+    {
+        using Method = long long (Client::*)(Client::OnText &&);
+        return Ask(Operation::UserInfo, static_cast<Method>(&Client::userPic), &Answer::text);
+    }
 
     /// The reason of the last failure; Canceled stands for none.
     [[nodiscard]] FailureCode Reason(Operation operation) const
