@@ -184,6 +184,7 @@ TEST_F(ProgramTest, SaysWhatAServerPromisesAndWhatItRefuses)
         const auto refused = user.Run("status --json", kRefused).Json();
         EXPECT_EQ(refused["signedIn"_q], true);
         EXPECT_TRUE(refused["quota"_q].isNull());
+        EXPECT_TRUE(refused["error"_q]["code"_q].isString());
     }
 }
 
