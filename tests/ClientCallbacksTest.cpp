@@ -1,7 +1,7 @@
+#include "support/NestedEventLoop.h"
 #include "support/PdfSamples.h"
 #include "support/ProtocolClient.h"
 
-#include <QEventLoop>
 #include <QThread>
 #include <QTimer>
 
@@ -38,16 +38,6 @@ struct Fixture
 };
 
 using Step = std::function<void(Fixture& fixture)>;
-
-void RunEventLoop(const std::function<void()>& action)
-{
-    QEventLoop loop;
-    QTimer::singleShot(0, &loop, [&] {
-        action();
-        loop.quit();
-    });
-    loop.exec();
-}
 
 const std::pair<const char*, Step> kActions[] = {
     {"destroy", [](Fixture& fixture) { fixture.Destroy(); }},

@@ -1,9 +1,7 @@
 #include "support/CloudSessionFixture.h"
+#include "support/NestedEventLoop.h"
 #include "support/PdfSamples.h"
 #include "support/SignalReceiver.h"
-
-#include <QEventLoop>
-#include <QTimer>
 
 // What receivers of the signals of a session, its manager and its list may do: anything.
 
@@ -321,16 +319,6 @@ private:
     const QString m_local = LocalPath(QStringLiteral("local.pdf"));
     const QString m_other = LocalPath(QStringLiteral("other.pdf"));
 };
-
-void RunEventLoop(const std::function<void()>& action)
-{
-    QEventLoop loop;
-    QTimer::singleShot(0, &loop, [&] {
-        action();
-        loop.quit();
-    });
-    loop.exec();
-}
 
 const Action kActions[] = {
     {"destroy", [](auto& test) { test.Destroy(); }},

@@ -1,12 +1,11 @@
 #include "support/CloudManagerFixture.h"
 #include "support/FakeStorage.h"
+#include "support/NestedEventLoop.h"
 #include "support/SignalReceiver.h"
 
 #include <OrvaneCloud/OrvaneCloudFilesManager.h>
 
-#include <QEventLoop>
 #include <QTemporaryDir>
-#include <QTimer>
 
 // What receivers of the two managers' signals may do: anything.
 
@@ -61,16 +60,6 @@ void DestroyAll(World& world)
     world.manager.reset();
     world.protocol.reset();
     (void)world.journal.Take();
-}
-
-void RunEventLoop(const std::function<void()>& action)
-{
-    QEventLoop loop;
-    QTimer::singleShot(0, &loop, [&] {
-        action();
-        loop.quit();
-    });
-    loop.exec();
 }
 
 struct Action

@@ -22,7 +22,12 @@ def write_into(document, text):
 def _conditions(results, options, seconds):
     size = "A sample. " if options.quick else ""
     return (f"{size}{len(results):,} trials in {seconds / 60:.0f} min, seed {options.seed}; "
-            f"{os.cpu_count()} processors, Linux {platform.release()}.")
+            f"{os.cpu_count()} processors, Linux {_kernel()}.")
+
+
+def _kernel():
+    """Its major and minor version; the rest names one machine's build."""
+    return ".".join(platform.release().split(".")[:2])
 
 
 def _table(results):
