@@ -4,6 +4,8 @@
 #include <QStandardPaths>
 #include <QTemporaryDir>
 
+#include <string>
+
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/ioctl.h>
@@ -32,7 +34,8 @@ public:
                    '\n');
         ::fchmod(file.handle(), 0755);
         ::chmod(m_folder.path().toUtf8().constData(), 0755); // for every user
-        [[maybe_unused]] const auto filled = ::write(m_turns, QByteArray(kTurns, '\n').constData(), kTurns);
+        const std::string turns(kTurns, '\n');
+        [[maybe_unused]] const auto filled = ::write(m_turns, turns.data(), turns.size());
         qputenv("PATH", m_folder.path().toUtf8() + ':' + m_formerPath);
     }
     ~ProgramStandIn()
